@@ -1,0 +1,159 @@
+// Crout's LU factorisation, P A = L U, and what is solved with it.
+#include "numeric/lu.h"
+
+#include "numeric/nutil.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <vector>
+
+namespace {
+
+// A[i][j] less the inner product of row i of L and column j of U over the first `terms` places.
+double reduced(double const* A, std::size_t n, std::size_t i, std::size_t j, std::size_t terms) {
+    long double sum = A[i * n + j];
+    for (std::size_t k = 0; k < terms; ++k)
+        sum -= static_cast<long double>(A[i * n + k]) * A[k * n + j];
+    return static_cast<double>(sum);
+}
+
+// 1 / (largest magnitude) of every row; false when some row has none of at least EPS.
+bool row_scales(double const* A, std::size_t n, std::vector<double>& scale) {
+    for (std::size_t i = n; i-- > 0;) {
+        double big = 0;
+        for (std::size_t j = 0; j < n; ++j)
+            big = std::max(big, std::fabs(A[i * n + j]));
+        if (big < EPS) return false;
+        scale[i] = 1.0 / big;
+    }
+    return true;
+}
+
+// Column j of U above the diagonal, and of L (not yet divided by the pivot) on and below it.
+// Returns the pivot row: the earliest one whose scaled entry is largest.
+std::size_t reduce_column(double* A, std::size_t n, std::size_t j,
+                          std::vector<double> const& scale) {
+    for (std::size_t i = 0; i < j; ++i)
+        A[i * n + j] = reduced(A, n, i, j, i);
+    double big = 0;
+    std::size_t imax = j;
+    for (std::size_t i = j; i < n; ++i) {
+        A[i * n + j] = reduced(A, n, i, j, j);
+        double const t = scale[i] * std::fabs(A[i * n + j]);
+        if (t > big) {
+            big = t;
+            imax = i;
+        }
+    }
+    return imax;
+}
+
+double diagonal_product(double const* LU, std::size_t n) {
+    long double product = 1;
+    for (std::size_t i = n; i-- > 0;)
+        product *= LU[i * n + i];
+    return static_cast<double>(product);
+}
+
+} // namespace
+
+int lu_decomp(double* A, unsigned n, unsigned* indx, int& sign) {
+    if (n == 0) return 202;
+    std::size_t const N = n;
+    std::vector<double> scale(N);
+    sign = 1;
+    if (!row_scales(A, N, scale)) return 203;
+    for (std::size_t j = 0; j < N; ++j) {
+        std::size_t const imax = reduce_column(A, N, j, scale);
+        if (imax != j) {
+            std::swap_ranges(A + imax * N, A + (imax + 1) * N, A + j * N);
+            sign = -sign;
+            scale[imax] = scale[j];
+        }
+        indx[j] = static_cast<unsigned>(imax);
+        if (std::fabs(A[j * N + j]) < EPS) A[j * N + j] = EPS;
+        double const reciprocal = 1.0 / A[j * N + j];
+        for (std::size_t i = j + 1; i < N; ++i)
+            A[i * N + j] *= reciprocal;
+    }
+    return 201;
+}
+
+int lu_decomp(double* A, unsigned n, unsigned* indx) {
+    int sign;
+    return lu_decomp(A, n, indx, sign);
+}
+
+void lu_solve(double const* LU, unsigned n, unsigned const* indx, double const* b, double* x,
+              double& det) {
+    std::size_t const N = n;
+    std::copy(b, b + N, x);
+    det = diagonal_product(LU, N);
+    // Up to `first` the right-hand side is zero, and so is the forward solution.
+    std::size_t first = N;
+    for (std::size_t i = 0; i < N; ++i) {
+        std::size_t const p = indx[i];
+        long double sum = x[p];
+        x[p] = x[i];
+        if (first < N) {
+            for (std::size_t k = first; k < i; ++k)
+                sum -= static_cast<long double>(LU[i * N + k]) * x[k];
+        } else if (std::fabs(sum) >= EPS) {
+            first = i;
+        }
+        x[i] = static_cast<double>(sum);
+    }
+    for (std::size_t i = N; i-- > 0;) {
+        long double sum = x[i];
+        for (std::size_t k = i + 1; k < N; ++k)
+            sum -= static_cast<long double>(LU[i * N + k]) * x[k];
+        x[i] = static_cast<double>(sum) * (1.0 / LU[i * N + i]);
+    }
+}
+
+void lu_solve(double const* LU, unsigned n, unsigned const* indx, double const* b, double* x) {
+    double det;
+    lu_solve(LU, n, indx, b, x, det);
+}
+
+int lu_solve(double const* A, unsigned n, double const* b, double* x, double& det) {
+    std::vector<double> LU(A, A + static_cast<std::size_t>(n) * n);
+    std::vector<unsigned> indx(n);
+    int const status = lu_decomp(LU.data(), n, indx.data());
+    if (status == 201) lu_solve(LU.data(), n, indx.data(), b, x, det);
+    return status;
+}
+
+int lu_solve(double const* A, unsigned n, double const* b, double* x) {
+    double det;
+    return lu_solve(A, n, b, x, det);
+}
+
+void lu_inverse(double* LU, unsigned n, unsigned const* indx) {
+    std::size_t const N = n;
+    std::vector<double> inverse(N * N), unit(N), column(N);
+    for (std::size_t j = N; j-- > 0;) {
+        unit[j] = 1.0;
+        lu_solve(LU, n, indx, unit.data(), column.data());
+        unit[j] = 0.0;
+        for (std::size_t i = 0; i < N; ++i)
+            inverse[i * N + j] = column[i];
+    }
+    std::copy(inverse.begin(), inverse.end(), LU);
+}
+
+int lu_inverse(double* A, unsigned n) {
+    std::vector<unsigned> indx(n);
+    int const status = lu_decomp(A, n, indx.data());
+    if (status == 201) lu_inverse(A, n, indx.data());
+    return status;
+}
+
+int lu_determinant(double const* A, unsigned n, double& det) {
+    std::vector<double> LU(A, A + static_cast<std::size_t>(n) * n);
+    std::vector<unsigned> indx(n);
+    int const status = lu_decomp(LU.data(), n, indx.data());
+    det = status == 201 ? diagonal_product(LU.data(), n) : 0.0;
+    return status;
+}
