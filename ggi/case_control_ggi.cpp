@@ -1,0 +1,57 @@
+// Selection of the likelihood model. The disequilibrium model and the two environment models are
+// not built: set_model refuses them, so that no other call is reached with them.
+#include "ggi/case_control_ggi.h"
+
+#include "ggi/case_control_ggi_hwq.h"
+#include "ggi/ccg_hwq.h"
+
+namespace {
+
+enum class likelihood { hwq, hwd, hwqx, hwdx };
+
+likelihood select(case_control_ggi_data const& data, unsigned hw) {
+    if (has_environment(data)) return hw == 0 ? likelihood::hwqx : likelihood::hwdx;
+    return hw == 0 ? likelihood::hwq : likelihood::hwd;
+}
+
+template <typename gmodel>
+void destroy(gmodel*& model) {
+    delete model;
+    model = nullptr;
+}
+
+} // namespace
+
+int case_control_ggi_set_model(case_control_ggi_data& data, unsigned hw, unsigned mode) {
+    switch (select(data, hw)) {
+    case likelihood::hwq:
+        return case_control_ggi_hwq::set_model(data, mode);
+    default:
+        return 108;
+    }
+}
+
+void case_control_ggi_clear_model(case_control_ggi_data& data, unsigned hw) {
+    switch (select(data, hw)) {
+    case likelihood::hwq:
+        destroy(case_control_ggi_hwq::model);
+        break;
+    default:
+        break;
+    }
+}
+
+int case_control_ggi(case_control_ggi_data const& data, unsigned, unsigned iterations,
+                     double tolerance, result& res) {
+    return ccg_hwq(data, iterations, tolerance, res);
+}
+
+void case_control_ggi_transform(case_control_ggi_data const& data, unsigned,
+                                double const* estimates, double* out) {
+    case_control_ggi_hwq::transform(data, estimates, out);
+}
+
+int case_control_ggi_stderr(case_control_ggi_data const& data, unsigned, double const* estimates,
+                            double* out) {
+    return case_control_ggi_hwq::std_err(data, estimates, out);
+}

@@ -1,0 +1,303 @@
+// Likelihood of the genotypes given the status, under Hardy-Weinberg equilibrium.
+//
+// Parameters x: log frequency ratios x_0 .. x_(K-2) of the modelled haplotypes against the
+// reference K - 1 (x' is x with 0 for the reference), then the effects beta. For the pair (i, j), i
+// >= j, with c = 1 when i = j, else 2, and d(i, j) = (copies of each haplotype but the reference,
+// effect codes z):
+//
+//   w0(i,j) = c exp(x'_i + x'_j)                     a0 = sum of w0
+//   w1(i,j) = c exp(x'_i + x'_j + beta' z(i,j))      a1 = sum of w1
+//   b[g]    = sum of w0 over the pairs of g          b[G+g] = sum of w1 over the pairs of g
+//   llh     = sum over g of  nctl ln(b[g]/a0) + ncase ln(b[G+g]/a1)
+//   score   = observed minus expected design, H = S - T
+//
+// The sums over the pairs of all genotypes are first gathered into one weight per pair of
+// haplotypes, so that design vectors are formed once per pair and not once per genotype.
+#include "ggi/case_control_ggi_hwq.h"
+
+#include "ggi/standard_errors.h"
+
+#include <algorithm>
+#include <cmath>
+
+case_control_ggi_hwq::gmodel* case_control_ggi_hwq::model = nullptr;
+
+namespace {
+
+using hwq = case_control_ggi_hwq;
+using record = case_control_ggi_data;
+
+void list_haplotypes(record const& data, unsigned i, unsigned j, design_vector& d) {
+    unsigned const reference = data.n_haplotypes - 1;
+    if (i == j) {
+        if (i != reference) d.add(i, 2);
+    } else {
+        if (i != reference) d.add(i, 1);
+        if (j != reference) d.add(j, 1);
+    }
+}
+
+unsigned count(record const& data, unsigned status) {
+    return status == 0 ? data.n_controls : data.n_cases;
+}
+
+// Design vectors by status: controls have no effect part.
+class designs {
+  public:
+    designs(record const& analysis, unsigned subject_status)
+        : data(analysis), status(subject_status) {}
+
+    void add(double w, unsigned i, unsigned j, double* v) {
+        if (status != 0)
+            hwq::model->cw(data, w, i, j, v);
+        else
+            list(i, j).add_to(w, v);
+    }
+    void add_product(double w, unsigned i, unsigned j, double* M) {
+        if (status != 0)
+            hwq::model->cj(data, w, i, j, M);
+        else
+            list(i, j).add_product_to(w, M, data.n_parameters);
+    }
+
+  private:
+    design_vector const& list(unsigned i, unsigned j) {
+        d.clear();
+        list_haplotypes(data, i, j, d);
+        return d;
+    }
+
+    record const& data;
+    unsigned status;
+    design_vector d;
+};
+
+// g += scale * sum over all pairs of w(i, j) d(i, j).
+void add_designs(record const& data, unsigned status, double scale, double const* w, double* g) {
+    designs design(data, status);
+    for (unsigned i = 0; i < data.n_haplotypes; ++i)
+        for (unsigned j = 0; j <= i; ++j, ++w)
+            if (*w != 0) design.add(scale * *w, i, j, g);
+}
+
+// M += scale * sum over all pairs of w(i, j) d(i, j) d(i, j)'.
+void add_products(record const& data, unsigned status, double scale, double const* w, double* M) {
+    designs design(data, status);
+    for (unsigned i = 0; i < data.n_haplotypes; ++i)
+        for (unsigned j = 0; j <= i; ++j, ++w)
+            if (*w != 0) design.add_product(scale * *w, i, j, M);
+}
+
+// Lower triangle of M += scale v v'.
+void add_outer(double scale, std::vector<double> const& v, double* M) {
+    std::size_t const p = v.size();
+    for (std::size_t i = 0; i < p; ++i)
+        if (v[i] != 0)
+            for (std::size_t j = 0; j <= i; ++j)
+                M[i * p + j] += scale * v[i] * v[j];
+}
+
+} // namespace
+
+design_vector const& case_control_ggi_hwq::gmodel::list(record const& data, unsigned i,
+                                                        unsigned j) {
+    d.clear();
+    list_haplotypes(data, i, j, d);
+    code(data, i, j, d);
+    return d;
+}
+
+void case_control_ggi_hwq::gmodel::cw(record const& data, double w, unsigned i, unsigned j,
+                                      double* v) {
+    list(data, i, j).add_to(w, v);
+}
+
+void case_control_ggi_hwq::gmodel::cj(record const& data, double w, unsigned i, unsigned j,
+                                      double* M) {
+    list(data, i, j).add_product_to(w, M, data.n_parameters);
+}
+
+void case_control_ggi_hwq::gmodel::etw(record const& data, double const* x, double* w1,
+                                       double& a1) {
+    a1 = 0;
+    // The design vector times x is x'_i + x'_j + eta.
+    for (unsigned i = 0; i < data.n_haplotypes; ++i)
+        for (unsigned j = 0; j <= i; ++j, ++w1) {
+            *w1 = (i == j ? 1 : 2) * std::exp(list(data, i, j).times(x));
+            a1 += *w1;
+        }
+}
+
+void case_control_ggi_hwq::gmodel::code(record const& data, unsigned i, unsigned j,
+                                        design_vector& out) const {
+    add_effects(data, two_copies, one_copy, data.n_haplotypes - 1, i, j, out);
+}
+
+void codominant_case_control_ggi_hwq::code(record const& data, unsigned i, unsigned j,
+                                           design_vector& out) const {
+    add_codominant_effects(data, data.n_haplotypes - 1, i, j, out);
+}
+
+int case_control_ggi_hwq::set_model(record& data, unsigned mode) {
+    switch (mode) {
+    case 1:
+        model = new gmodel(1, 2, 1);
+        break;
+    case 2:
+        model = new gmodel(2, 1, 0);
+        break;
+    case 3:
+        model = new gmodel(3, 1, 1);
+        break;
+    case 4:
+        model = new codominant_case_control_ggi_hwq;
+        break;
+    default:
+        return 108;
+    }
+    data.n_parameters = data.n_haplotypes - 1 + (mode == 4 ? 2 : 1) * data.n_effects;
+    return 1;
+}
+
+void case_control_ggi_hwq::etw(record const& data, double const* x, double* w0, double& a0) {
+    unsigned const K = data.n_haplotypes;
+    std::vector<double> e(K, 1.0);
+    std::transform(x, x + K - 1, e.begin(), [](double x_k) { return std::exp(x_k); });
+    a0 = 0;
+    for (unsigned i = 0; i < K; ++i)
+        for (unsigned j = 0; j <= i; ++j, ++w0) {
+            *w0 = (i == j ? 1 : 2) * e[i] * e[j];
+            a0 += *w0;
+        }
+}
+
+void case_control_ggi_hwq::p(record const& data, double const* W, double* b, double* g) {
+    std::size_t const pairs = triangle(data.n_haplotypes), G = data.distinct->count;
+    std::fill(g, g + data.n_parameters, 0.0);
+    std::vector<std::size_t> row(data.n_haplotypes);
+    for (std::size_t i = 0; i < row.size(); ++i)
+        row[i] = triangle(i);
+    std::vector<double> observed(pairs);
+    for (unsigned status = 0; status < 2; ++status, W += pairs, b += G) {
+        std::fill(observed.begin(), observed.end(), 0.0);
+        for (std::size_t r = 0; r < G; ++r) {
+            genotype const& genotype = *data.distinct->genotypes[r];
+            b[r] = 0;
+            if (genotype.pairs == nullptr) continue;
+            for (haplotype_pair const& pair : *genotype.pairs)
+                b[r] += W[row[pair.first.position] + pair.second.position];
+            // Without subjects of this status a vanishing b must not spoil the sums.
+            if (genotype.multiplicity[status] == 0) continue;
+            double const scale = genotype.multiplicity[status] / b[r];
+            for (haplotype_pair const& pair : *genotype.pairs) {
+                std::size_t const ij = row[pair.first.position] + pair.second.position;
+                observed[ij] += scale * W[ij];
+            }
+        }
+        add_designs(data, status, 1, observed.data(), g);
+    }
+}
+
+void case_control_ggi_hwq::f(record const& data, double const* x, double* W, double* a, double* b,
+                             double* g) {
+    std::size_t const pairs = triangle(data.n_haplotypes);
+    etw(data, x, W, a[0]);
+    model->etw(data, x, W + pairs, a[1]);
+    p(data, W, b, g);
+    for (unsigned status = 0; status < 2; ++status)
+        add_designs(data, status, -(count(data, status) / a[status]), W + status * pairs, g);
+}
+
+double case_control_ggi_hwq::llh(record const& data, double const* a, double const* b) {
+    double sum = 0;
+    for (unsigned status = 0; status < 2; ++status, b += data.distinct->count)
+        for (unsigned r = 0; r < data.distinct->count; ++r)
+            if (unsigned const n = data.distinct->genotypes[r]->multiplicity[status])
+                sum += n * std::log(b[r] / a[status]);
+    return sum;
+}
+
+double case_control_ggi_hwq::llh0(record const& data, double const* frequencies) {
+    double sum = 0;
+    for (unsigned subject = 0; subject < data.n_subjects; ++subject) {
+        haplotype_pair_list const* const pairs = data.genotypes[subject]->pairs;
+        if (pairs == nullptr || pairs->empty()) continue;
+        double P = 0;
+        for (haplotype_pair const& pair : *pairs) {
+            unsigned const h = pair.first.code, h2 = pair.second.code;
+            P += (h == h2 ? 1 : 2) * frequencies[h] * frequencies[h2];
+        }
+        sum += std::log(P);
+    }
+    return sum;
+}
+
+void case_control_ggi_hwq::s(record const& data, double const* W, double const* a, double* H) {
+    std::size_t const pairs = triangle(data.n_haplotypes);
+    for (unsigned status = 0; status < 2; ++status, W += pairs) {
+        double const n = count(data, status);
+        std::vector<double> mean(data.n_parameters);
+        add_designs(data, status, 1 / a[status], W, mean.data());
+        add_products(data, status, n / a[status], W, H);
+        add_outer(-n, mean, H);
+    }
+}
+
+void case_control_ggi_hwq::t(record const& data, double const* W, double const* b, double* H) {
+    std::size_t const pairs = triangle(data.n_haplotypes), G = data.distinct->count;
+    std::vector<double> observed(pairs), mean(data.n_parameters);
+    for (unsigned status = 0; status < 2; ++status, W += pairs, b += G) {
+        designs design(data, status);
+        std::fill(observed.begin(), observed.end(), 0.0);
+        for (std::size_t r = 0; r < G; ++r) {
+            genotype const& genotype = *data.distinct->genotypes[r];
+            unsigned const n = genotype.multiplicity[status];
+            // A genotype that one pair explains has no variance.
+            if (n == 0 || genotype.pairs->size() < 2) continue;
+            std::fill(mean.begin(), mean.end(), 0.0);
+            for (haplotype_pair const& pair : *genotype.pairs) {
+                unsigned const i = pair.first.position, j = pair.second.position;
+                double const w = W[triangle(i) + j] / b[r];
+                observed[triangle(i) + j] += n * w;
+                design.add(w, i, j, mean.data());
+            }
+            add_outer(n, mean, H);
+        }
+        add_products(data, status, -1, observed.data(), H);
+    }
+}
+
+void case_control_ggi_hwq::df(record const& data, double const* W, double const* a, double const* b,
+                              double* H) {
+    std::fill(H, H + static_cast<std::size_t>(data.n_parameters) * data.n_parameters, 0.0);
+    s(data, W, a, H);
+    t(data, W, b, H);
+}
+
+void case_control_ggi_hwq::transform(record const& data, double const* x, double* out) {
+    unsigned const K = data.n_haplotypes;
+    double sum = 1;
+    for (unsigned k = 0; k < K - 1; ++k)
+        sum += out[k] = std::exp(x[k]);
+    out[K - 1] = 1;
+    for (unsigned k = 0; k < K; ++k)
+        out[k] /= sum;
+    std::copy(x + K - 1, x + data.n_parameters, out + K);
+}
+
+int case_control_ggi_hwq::std_err(record const& data, double const* x, double* out) {
+    std::size_t const K = data.n_haplotypes, p = data.n_parameters, n = p + 1;
+    std::vector<double> W(2 * triangle(K)), b(2 * std::size_t{data.distinct->count}), g(p);
+    std::vector<double> H(p * p), J(n * p), frequencies(n);
+    double a[2];
+    f(data, x, W.data(), a, b.data(), g.data());
+    df(data, W.data(), a, b.data(), H.data());
+    // df_k / dx_l = f_k ([k = l] - f_l); the effects stand one place further on.
+    transform(data, x, frequencies.data());
+    for (std::size_t k = 0; k < K; ++k)
+        for (std::size_t l = 0; l + 1 < K; ++l)
+            J[k * p + l] = frequencies[k] * ((k == l ? 1 : 0) - frequencies[l]);
+    for (std::size_t e = K; e < n; ++e)
+        J[e * p + e - 1] = 1;
+    return standard_errors(H.data(), data.n_parameters, J.data(), data.n_parameters + 1, true, out);
+}

@@ -1,0 +1,85 @@
+// Selection of the modelled haplotypes and pruning of the pair lists.
+#include "ggi/case_control_ggi_init.h"
+
+#include "numeric/nutil.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+namespace {
+
+// The codes whose frequency exceeds the threshold in increasing order; under equilibrium the most
+// frequent one is moved to the end.
+std::vector<unsigned> select_haplotypes(unsigned hw, double threshold, double const* frequencies,
+                                        std::size_t candidates) {
+    std::vector<unsigned> selected;
+    double highest = -MAX_DOUBLE;
+    std::size_t reference = 0;
+    for (std::size_t code = 0; code < candidates; ++code) {
+        if (threshold >= frequencies[code]) continue;
+        if (frequencies[code] > highest) {
+            highest = frequencies[code];
+            reference = selected.size();
+        }
+        selected.push_back(static_cast<unsigned>(code));
+    }
+    if (hw == 0 && !selected.empty()) {
+        unsigned const code = selected[reference];
+        selected.erase(selected.begin() + static_cast<std::ptrdiff_t>(reference));
+        selected.push_back(code);
+    }
+    return selected;
+}
+
+// Keeps the pairs of modelled haplotypes and stores their positions, the larger one first.
+void prune(haplotype_pair_list& pairs, std::vector<unsigned> const& position) {
+    std::size_t kept = 0;
+    for (haplotype_pair pair : pairs) {
+        unsigned i = position[pair.first.code], j = position[pair.second.code];
+        if (i == MAX_UINT || j == MAX_UINT) continue;
+        if (i < j) std::swap(i, j);
+        pair.first.position = i;
+        pair.second.position = j;
+        pairs[kept++] = pair;
+    }
+    pairs.resize(kept);
+}
+
+void prune_genotypes(case_control_ggi_data& data, std::size_t candidates) {
+    std::vector<unsigned> position(candidates, MAX_UINT);
+    for (unsigned i = 0; i < data.n_haplotypes; ++i)
+        position[data.haplotypes[i]] = i;
+    data.n_cases = data.n_controls = 0;
+    for (unsigned r = 0; r < data.distinct->count; ++r) {
+        genotype& g = *data.distinct->genotypes[r];
+        if (g.pairs != nullptr) prune(*g.pairs, position);
+        // A subdivided genotype has no list and is not modelled either.
+        if (g.pairs == nullptr || g.pairs->empty()) g.set_multiplicity(0, 4);
+        data.n_controls += g.multiplicity[0];
+        data.n_cases += g.multiplicity[1];
+    }
+    data.n_informative = data.n_cases + data.n_controls;
+}
+
+} // namespace
+
+int case_control_ggi_init(case_control_ggi_data& data, unsigned hw, double threshold,
+                          double const* frequencies) {
+    unsigned const L = data.genotypes == nullptr ? 0 : data.genotypes[0]->nsnp;
+    std::size_t const candidates = std::size_t{1} << L;
+    std::vector<unsigned> const selected =
+        select_haplotypes(hw, threshold, frequencies, candidates);
+    data.n_haplotypes = static_cast<unsigned>(selected.size());
+    if (selected.empty()) return 107;
+    delete[] data.haplotypes;
+    data.haplotypes = nullptr;
+    data.haplotypes = new unsigned[selected.size()];
+    std::copy(selected.begin(), selected.end(), data.haplotypes);
+    prune_genotypes(data, candidates);
+    if (data.n_cases == 0) return 109;
+    if (data.n_controls == 0) return 110;
+    data.subhaplotype_init();
+    return 1;
+}

@@ -1,0 +1,20 @@
+// Set-up of one analysis: which haplotypes are modelled and which genetic model.
+#ifndef QUILMAR_GGI_CASE_CONTROL_GGI_INIT_H
+#define QUILMAR_GGI_CASE_CONTROL_GGI_INIT_H
+
+#include "ggi/case_control_ggi_data.h"
+
+// Selects the haplotypes whose frequency exceeds the threshold (one that is not a number counts as
+// above), prunes the genotypes' pair lists to them and counts the subjects that keep a pair.
+//
+// hw: 0 equilibrium, where the most frequent haplotype (of equals the lowest code) comes last as
+// the reference; else disequilibrium, all in order of their codes. frequencies: 2^L values for the
+// L loci of the subjects. Fills haplotypes, K, the pairs' positions (larger first), the counts of
+// informative subjects, cases and controls, and the subhaplotypes.
+//
+// Returns 1; 107 without a haplotype above the threshold (nothing else is touched); 109 without
+// cases or 110 without controls that keep a pair.
+int case_control_ggi_init(case_control_ggi_data& data, unsigned hw, double threshold,
+                          double const* frequencies);
+
+#endif

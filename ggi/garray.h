@@ -1,0 +1,36 @@
+// The distinct genotypes of a sample with their control and case counts.
+#ifndef QUILMAR_GGI_GARRAY_H
+#define QUILMAR_GGI_GARRAY_H
+
+#include "ggi/genotype.h"
+
+struct garray {
+    unsigned empty;       // 1 until init has filled the array
+    unsigned count;       // number of distinct genotypes
+    unsigned subjects;    // number of subjects given to init
+    unsigned** members;   // owned, with one block of indices behind it; null without index mode
+    genotype** genotypes; // owned table; the genotypes belong to the caller
+
+    // Groups the genotypes g[0..n-1] of subjects with the given statuses (0 control, else case)
+    // into distinct genotypes, in order of first appearance; the first subject's object stands for
+    // all. Its multiplicities become controls, cases and their sum; those of the others become 0.
+    //
+    // mode 101: members[i] lists the subjects of distinct genotype i whose status is `group` (all
+    // for group 2), in file order, or is null when there are none. max_missing >= 0: a distinct
+    // genotype with at most that many missing loci gets its list of haplotype pairs, another its
+    // subdivision when subdivide is true. Every subject's object shares the lists of its
+    // representative.
+    void init(genotype** g, unsigned const* status, unsigned n, int mode, unsigned group,
+              int max_missing, bool subdivide);
+    void init(genotype** g, bool const* status, unsigned n, int mode, unsigned group,
+              int max_missing, bool subdivide);
+
+    // Releases the lists of the distinct genotypes, which no subject may use any more, the member
+    // lists and the tables; the array is empty after.
+    void clear();
+
+    // Number of loci of the first distinct genotype.
+    unsigned nsnp() const { return genotypes[0]->nsnp; }
+};
+
+#endif

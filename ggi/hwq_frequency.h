@@ -1,0 +1,33 @@
+// Haplotype frequencies under Hardy-Weinberg equilibrium from unphased genotypes, by the EM
+// algorithm.
+#ifndef QUILMAR_GGI_HWQ_FREQUENCY_H
+#define QUILMAR_GGI_HWQ_FREQUENCY_H
+
+#include "ggi/structures.h"
+
+// Estimates the frequencies of the 2^n haplotypes over the n loci of `d` into res.estimates (2^n
+// values that the caller allocates, indexed by haplotype code).
+//
+// k: which multiplicity weighs the distinct genotypes (0 controls, 1 cases, 2 all).
+// start: true begins with uniform frequencies; false goes on from res, whose iterations count
+// towards max_iterations. tolerance bounds the max_err of an iteration that ends the run.
+//
+// Returns and stores 1 when the tolerance is reached, 5 when the iterations ran out before; 104 for
+// k > 3, with nothing changed. Stores iterations, error, log-likelihood and rho = 0.
+// L. Excoffier, M. Slatkin, Molecular Biology and Evolution 12 (1995) 921-927.
+int hwq_frequency(data const& d, unsigned k, unsigned max_iterations, double tolerance, result& res,
+                  bool start);
+
+// E-step of one genotype whose pairs are listed: adds to acc (2^n values) the expected haplotype
+// counts of m subjects with genotype g under the frequencies p, half of them per gamete, so that
+// the genotype adds m in all.
+void frequency(genotype const& g, unsigned m, double const* p, double* acc);
+
+// Frequencies below the square root of the smallest normal number become 0 in an M-step, so that no
+// product of two frequencies is denormal. EM drives haplotypes without support towards 0 by a
+// constant factor per iteration, and denormal operands cost a hundred times more.
+inline double flushed(double p) {
+    return p < 0x1p-511 ? 0.0 : p;
+}
+
+#endif

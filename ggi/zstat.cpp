@@ -1,0 +1,12 @@
+// Wald statistics  z = estimate / standard error.
+#include "ggi/zstat.h"
+
+#include <cmath>
+
+int zstat(unsigned n, double const* est, double const* se, double* z) {
+    for (unsigned i = n; i-- > 0;) {
+        if (se[i] == 0 || std::isnan(se[i])) return 4;
+        z[i] = 1 / se[i] * est[i];
+    }
+    return 1;
+}
