@@ -1,0 +1,152 @@
+// The steps of one analysis: read, collapse, estimate frequencies, set up, fit, test, report.
+#include "ggi/console/common/analysis.h"
+
+#include "ggi/case_control_ggi.h"
+#include "ggi/case_control_ggi_init.h"
+#include "ggi/case_control_ggi_statistics.h"
+#include "ggi/console/common/console_io.h"
+#include "ggi/console/common/console_status.h"
+#include "ggi/console/common/effect_map.h"
+#include "ggi/hwq_frequency.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+
+namespace {
+
+// Genotypes with more missing loci are subdivided instead of listed.
+constexpr int MAX_MISSING = 10;
+
+// Everything of one file. The frequency table belongs to the run.
+struct analysis {
+    std::string const& name;
+    std::string const& path;
+    std::string const& output;
+    variable& v;
+
+    std::string* labels = nullptr;
+    case_control_ggi_data ccg{};
+    result frequency{};
+    result fit{};
+    statistics stats{};
+    outfmt format{};
+
+    void free() {
+        case_control_ggi_clear_model(ccg, v.hw);
+        stats.free();
+        fit.free();
+        ccg.free();
+        delete[] labels;
+        labels = nullptr;
+    }
+};
+
+// Reads the subjects and collapses their genotypes. Returns 1 or what the reader returned.
+int read_subjects(analysis& a) {
+    case_control_ggi_data& ccg = a.ccg;
+    ccg.n_covariates = a.v.n_covariates;
+    int const status =
+        read_file(a.path, a.v, a.labels, ccg.genotypes, ccg.status, ccg.covariates, ccg.n_subjects);
+    if (status == OPEN_FAILED) console_status(status, a.name, "data");
+    if (status != 1) return status;
+    unsigned const n = ccg.n_subjects;
+    ccg.controls_read = static_cast<unsigned>(std::count(ccg.status, ccg.status + n, 0u));
+    ccg.cases_read = n - ccg.controls_read;
+    ccg.n_genes = a.v.n_genes;
+    ccg.gene_loci = new unsigned[ccg.n_genes];
+    std::copy(a.v.gene_loci, a.v.gene_loci + ccg.n_genes, ccg.gene_loci);
+    ccg.distinct = new garray{1, 0, 0, nullptr, nullptr};
+    ccg.distinct->init(ccg.genotypes, ccg.status, n, 101, 0, MAX_MISSING, true);
+    return 1;
+}
+
+// Subjects with more missing loci than are listed weigh once per completion under equilibrium.
+void warn_of_missing(analysis const& a) {
+    auto const many =
+        std::count_if(a.ccg.genotypes, a.ccg.genotypes + a.ccg.n_subjects,
+                      [](genotype const* g) { return g->count_missing() > unsigned{MAX_MISSING}; });
+    if (many > 0)
+        console_status(NOTE,
+                       "warning: " + std::to_string(many) + " subjects have more than " +
+                           std::to_string(MAX_MISSING) + " missing loci.",
+                       a.name);
+}
+
+// Estimates the frequencies of all haplotypes in the chosen sample.
+void estimate_frequencies(analysis& a, double* table) {
+    a.frequency.estimates = table;
+    data const d{a.ccg.genotypes, a.ccg.distinct};
+    warn_of_missing(a);
+    int const status = hwq_frequency(d, a.v.sample, a.v.frequency_iterations,
+                                     a.v.frequency_tolerance, a.frequency, true);
+    if (status == 5) console_status(5, a.name, "frequency");
+}
+
+// The fit starts at the estimated frequencies and at no effect.
+void set_start(analysis& a) {
+    unsigned const K = a.ccg.n_haplotypes;
+    double const* const freq = a.frequency.estimates;
+    a.fit.count = a.ccg.n_parameters;
+    a.fit.estimates = new double[a.ccg.n_parameters]();
+    double const reference = std::log(freq[a.ccg.haplotypes[K - 1]]);
+    for (unsigned i = 0; i < K - 1; ++i)
+        a.fit.estimates[i] = std::log(freq[a.ccg.haplotypes[i]]) - reference;
+}
+
+void report(analysis const& a, bool with_effects) {
+    int const status = write_file(a.output, a.path, a.labels, a.format, a.ccg, a.v, a.frequency,
+                                  a.fit, a.stats, true, with_effects);
+    if (status == 1)
+        console_status(NOTE, "result saved to '" + a.output + "'.", a.name);
+    else
+        console_status(status, a.output, "result");
+}
+
+void fit_and_report(analysis& a) {
+    int status = case_control_ggi_set_model(a.ccg, a.v.hw, a.v.model);
+    if (status != 1) {
+        console_status(status, a.name, "");
+        return;
+    }
+    set_start(a);
+    status = case_control_ggi(a.ccg, a.v.hw, a.v.iterations, a.v.tolerance, a.fit);
+    if (status != 1) console_status(status, a.name, "");
+    status = case_control_ggi_statistics(a.ccg, a.v.hw, a.fit.estimates, a.stats);
+    if (status != 1) console_status(STATISTICS_FAILED, a.name, "");
+    format_output(a.ccg, a.v, a.labels, a.format);
+    report(a, true);
+}
+
+void run(analysis& a, double* frequencies) {
+    if (read_subjects(a) != 1) return;
+    if (a.v.hw != 0) {
+        // Disequilibrium is not built.
+        console_status(108, a.name, "");
+        return;
+    }
+    estimate_frequencies(a, frequencies);
+    int const status = case_control_ggi_init(a.ccg, a.v.hw, a.v.threshold, frequencies);
+    if (status != 1) {
+        console_status(status, a.name, "");
+        console_status(status, a.name, "");
+        return;
+    }
+    if (map_effects(a.name, a.v, a.ccg) == 1 && has_terms(a.ccg))
+        fit_and_report(a);
+    else
+        report(a, false);
+}
+
+} // namespace
+
+void analyse_file(std::string const& name, std::string const& path, std::string const& output,
+                  variable& v, double* frequencies) {
+    analysis a{name, path, output, v};
+    try {
+        run(a, frequencies);
+    } catch (std::bad_alloc const&) {
+        console_status(121, name, "");
+    }
+    a.free();
+}

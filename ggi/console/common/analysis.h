@@ -1,0 +1,14 @@
+// The whole analysis of one data file, from reading it to its report.
+#ifndef QUILMAR_CONSOLE_ANALYSIS_H
+#define QUILMAR_CONSOLE_ANALYSIS_H
+
+#include "ggi/console/common/variable.h"
+
+// Analyses the data file at `path` and writes its report to `output`. `name` is what messages call
+// the file; frequencies is a work table of 2^L values for the L loci of all genes. Every message is
+// printed, everything of this file is released, memory running out included. A disequilibrium
+// parameter that is estimated at zero sets v.hw to equilibrium, for the files to come as well.
+void analyse_file(std::string const& name, std::string const& path, std::string const& output,
+                  variable& v, double* frequencies);
+
+#endif
