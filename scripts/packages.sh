@@ -1,0 +1,17 @@
+# Sourced by the other scripts: sees that Debian packages are there. Installs the missing ones where
+# that is allowed, else names them and stops.
+need_packages() {
+    missing=""
+    for package in "$@"; do
+        dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' ||
+            missing="$missing $package"
+    done
+    [ -n "$missing" ] || return 0
+    as_root=""
+    if [ "$(id -u)" != 0 ]; then
+        sudo -n true 2>/dev/null || { echo "Please install:$missing" >&2; exit 1; }
+        as_root="sudo -n"
+    fi
+    $as_root apt-get update -q
+    $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends $missing
+}

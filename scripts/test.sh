@@ -1,0 +1,12 @@
+#!/bin/sh
+# Builds the program and its tests and runs them: test.sh [release | debug]. The debug build runs under
+# AddressSanitizer and UndefinedBehaviorSanitizer.
+set -eu
+cd "$(dirname "$0")/.."
+. scripts/packages.sh
+need_packages cmake g++ make libgtest-dev
+
+preset=${1:-release}
+cmake --preset "$preset" -DQUILMAR_TESTS=ON
+cmake --build --preset "$preset" -j "$(nproc)"
+ctest --preset "$preset" -j "$(nproc)"

@@ -1,0 +1,13 @@
+#!/bin/sh
+# Runs the tests and the example of the release build under valgrind; any finding is a failure.
+set -eu
+cd "$(dirname "$0")/.."
+. scripts/packages.sh
+need_packages valgrind
+
+check="valgrind -q --trace-children=yes --leak-check=full --error-exitcode=99"
+# Valgrind computes long double in 64 bits, which two tests would notice.
+$check build/release/tests/quilmar_tests --gtest_brief=1 \
+    --gtest_filter=-cdfchi.tails:error_measures.extended_range
+mkdir -p out
+$check build/release/quilmar examples/two_genes.txt examples/two_genes.spec -o out || [ $? = 1 ]

@@ -1,0 +1,122 @@
+#include "tests/support.h"
+
+#include "ggi/case_control_ggi.h"
+#include "ggi/case_control_ggi_init.h"
+#include "ggi/case_control_ggi_statistics.h"
+#include "ggi/console/common/console_io.h"
+#include "ggi/console/common/effect_map.h"
+#include "ggi/hwq_frequency.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <sstream>
+#include <sys/wait.h>
+
+namespace fs = std::filesystem;
+
+scratch::scratch() {
+    std::string name = (fs::temp_directory_path() / "quilmar-XXXXXX").string();
+    path = mkdtemp(&name[0]);
+}
+
+scratch::~scratch() {
+    fs::remove_all(path);
+}
+
+std::string scratch::write(std::string const& name, std::string const& text) const {
+    std::ofstream(file(name), std::ios::binary) << text;
+    return file(name);
+}
+
+std::string scratch::read(std::string const& name) const {
+    std::ifstream stream(file(name), std::ios::binary);
+    std::stringstream text;
+    text << stream.rdbuf();
+    return text.str();
+}
+
+bool scratch::has(std::string const& name) const {
+    return fs::exists(file(name));
+}
+
+outcome run_quilmar(scratch const& directory, std::string const& arguments) {
+    scratch streams;
+    std::string const command = "cd '" + directory.path + "' && " QUILMAR_PROGRAM " " + arguments +
+                                " >'" + streams.file("out") + "' 2>'" + streams.file("err") + "'";
+    int const status = std::system(command.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, streams.read("out"), streams.read("err")};
+}
+
+std::string undated(std::string const& report) {
+    std::size_t const end = report.find_last_not_of('\n');
+    std::size_t const start = report.rfind('\n', end);
+    EXPECT_NE(report.find("Report generated on ", start), std::string::npos);
+    return report.substr(0, start + 1);
+}
+
+sample::sample(std::string const& data_text, std::string const& spec_text) {
+    scratch files;
+    v.init();
+    ccg.init();
+    labels = nullptr;
+    frequency = result{};
+    EXPECT_EQ(validate_spec(files.write("spec", spec_text), v), 1);
+    ccg.n_covariates = v.n_covariates;
+    EXPECT_EQ(read_file(files.write("data", data_text), v, labels, ccg.genotypes, ccg.status,
+                        ccg.covariates, ccg.n_subjects),
+              1);
+    ccg.n_genes = v.n_genes;
+    ccg.gene_loci = new unsigned[v.n_genes];
+    std::copy(v.gene_loci, v.gene_loci + v.n_genes, ccg.gene_loci);
+    ccg.distinct = new garray{1, 0, 0, nullptr, nullptr};
+    ccg.distinct->init(ccg.genotypes, ccg.status, ccg.n_subjects, 101, 0, 10, true);
+    frequencies.resize(std::size_t{1} << v.n_loci());
+    frequency.estimates = frequencies.data();
+}
+
+sample::~sample() {
+    ccg.free();
+    v.free();
+    delete[] labels;
+}
+
+study::study(std::string const& data_text, std::string const& spec_text)
+    : sample(data_text, spec_text), fit{}, stats{} {
+    hwq_frequency(estimator(), v.sample, v.frequency_iterations, v.frequency_tolerance, frequency,
+                  true);
+    EXPECT_EQ(case_control_ggi_init(ccg, v.hw, v.threshold, frequencies.data()), 1);
+    EXPECT_EQ(map_effects("data", v, ccg), 1);
+    EXPECT_EQ(case_control_ggi_set_model(ccg, v.hw, v.model), 1);
+    fit.count = ccg.n_parameters;
+    fit.estimates = new double[ccg.n_parameters]();
+    unsigned const K = ccg.n_haplotypes;
+    for (unsigned i = 0; i + 1 < K; ++i)
+        fit.estimates[i] =
+            std::log(frequencies[ccg.haplotypes[i]]) - std::log(frequencies[ccg.haplotypes[K - 1]]);
+}
+
+study::~study() {
+    case_control_ggi_clear_model(ccg, v.hw);
+    stats.free();
+    fit.free();
+}
+
+int study::run() {
+    int const status = case_control_ggi(ccg, v.hw, v.iterations, v.tolerance, fit);
+    EXPECT_EQ(case_control_ggi_statistics(ccg, v.hw, fit.estimates, stats), 1);
+    return status;
+}
+
+std::string one_snp(unsigned const (&controls)[3], unsigned const (&cases)[3]) {
+    std::string text = "STATUS SNP\n";
+    for (int copies = 0; copies < 3; ++copies) {
+        for (unsigned i = 0; i < controls[copies]; ++i)
+            text += "0 " + std::to_string(copies) + "\n";
+        for (unsigned i = 0; i < cases[copies]; ++i)
+            text += "1 " + std::to_string(copies) + "\n";
+    }
+    return text;
+}
