@@ -12,7 +12,7 @@ namespace {
 struct sample {
     std::vector<genotype> block;
     std::vector<genotype*> pointers;
-    garray distinct{1, 0, 0, nullptr, nullptr};
+    garray distinct;
     std::vector<double> frequencies;
 
     sample() {

@@ -2,14 +2,15 @@
 #include "examples/simulation.h"
 
 #include <cstdlib>
-#include <cstring>
 #include <iostream>
 
 int main(int argc, char** argv) {
-    if (argc != 3 || std::strcmp(argv[1], "two_genes") != 0) {
-        std::cerr << "usage: generate two_genes SEED\n";
+    std::string const name = argc == 3 ? argv[1] : "";
+    if (name != "two_genes" && name != "inbred") {
+        std::cerr << "usage: generate two_genes|inbred SEED\n";
         return 2;
     }
-    std::cout << simulate(two_genes(), std::strtoull(argv[2], nullptr, 10));
+    std::cout << simulate(name == "inbred" ? inbred() : two_genes(),
+                          std::strtoull(argv[2], nullptr, 10));
     return 0;
 }

@@ -40,7 +40,9 @@ pair_distribution distribution(simulation const& design, bool is_case) {
     for (simulated_haplotype const& a : design.haplotypes)
         for (simulated_haplotype const& b : design.haplotypes) {
             double const tilt = is_case ? std::exp(predictor(design, a.code, b.code)) : 1;
-            d.cumulative.push_back(sum += a.frequency * b.frequency * tilt);
+            double const identical = a.code == b.code ? design.rho * a.frequency : 0;
+            double const pair = (1 - design.rho) * a.frequency * b.frequency + identical;
+            d.cumulative.push_back(sum += pair * tilt);
         }
     return d;
 }
@@ -87,10 +89,17 @@ simulation two_genes() {
         {0b000, .40}, {0b011, .30}, {0b101, .20}, {0b110, .10}};
     std::vector<part_of_gene> const second = {
         {0b0000, .35}, {0b0110, .30}, {0b1010, .20}, {0b1101, .15}};
-    simulation design{{3, 4}, {}, {}, 1000, 1000, 0.02};
+    simulation design{{3, 4}, {}, {}, 1000, 1000, 0.02, 0};
     for (part_of_gene const& a : first)
         for (part_of_gene const& b : second)
             design.haplotypes.push_back({a.code << 4 | b.code, a.frequency * b.frequency});
     design.effects = {{{0b011, -1}, 0.4}, {{0b101, 0b0110}, 0.5}};
+    return design;
+}
+
+simulation inbred() {
+    simulation design{{4}, {}, {}, 1000, 1000, 0.02, 0.1};
+    design.haplotypes = {{0b0000, .35}, {0b0110, .25}, {0b1010, .20}, {0b1101, .15}, {0b0011, .05}};
+    design.effects = {{{0b0110}, 0.4}};
     return design;
 }

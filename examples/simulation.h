@@ -36,16 +36,18 @@ struct simulation {
     unsigned controls;
     unsigned cases;
     double missing; // probability of a genotype being unknown
+    double rho;     // probability that a subject's two haplotypes are copies of one
 
     unsigned n_loci() const;
 };
 
 // Lines of a data file: "ID STATUS SNP1 SNP2 ...", then the subjects, controls first. A subject's
-// pair of haplotypes is drawn from its distribution given the status: Hardy-Weinberg proportions
-// for controls, weighted by exp(sum of beta z) for cases.
+// pair of haplotypes is drawn from its distribution given the status: for controls (1 - rho) f_i
+// f_j, and rho f_i in addition when i = j; for cases the same weighted by exp(sum of beta z).
 std::string simulate(simulation const& design, std::uint64_t seed);
 
-// The example of two genes of 3 and 4 SNPs.
+// The examples: two genes of 3 and 4 SNPs in equilibrium, and one gene of 4 SNPs with rho = 0.1.
 simulation two_genes();
+simulation inbred();
 
 #endif

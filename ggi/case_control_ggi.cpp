@@ -1,8 +1,10 @@
-// Selection of the likelihood model. The disequilibrium model and the two environment models are
-// not built: set_model refuses them, so that no other call is reached with them.
+// Selection of the likelihood model. The two environment models are not built: set_model refuses
+// them, so that no other call is reached with them.
 #include "ggi/case_control_ggi.h"
 
+#include "ggi/case_control_ggi_hwd.h"
 #include "ggi/case_control_ggi_hwq.h"
+#include "ggi/ccg_hwd.h"
 #include "ggi/ccg_hwq.h"
 
 namespace {
@@ -26,6 +28,8 @@ int case_control_ggi_set_model(case_control_ggi_data& data, unsigned hw, unsigne
     switch (select(data, hw)) {
     case likelihood::hwq:
         return case_control_ggi_hwq::set_model(data, mode);
+    case likelihood::hwd:
+        return case_control_ggi_hwd::set_model(data, mode);
     default:
         return 108;
     }
@@ -36,22 +40,30 @@ void case_control_ggi_clear_model(case_control_ggi_data& data, unsigned hw) {
     case likelihood::hwq:
         destroy(case_control_ggi_hwq::model);
         break;
+    case likelihood::hwd:
+        destroy(case_control_ggi_hwd::model);
+        break;
     default:
         break;
     }
 }
 
-int case_control_ggi(case_control_ggi_data const& data, unsigned, unsigned iterations,
+int case_control_ggi(case_control_ggi_data const& data, unsigned hw, unsigned iterations,
                      double tolerance, result& res) {
-    return ccg_hwq(data, iterations, tolerance, res);
+    return hw == 0 ? ccg_hwq(data, iterations, tolerance, res)
+                   : ccg_hwd(data, iterations, tolerance, res);
 }
 
-void case_control_ggi_transform(case_control_ggi_data const& data, unsigned,
+void case_control_ggi_transform(case_control_ggi_data const& data, unsigned hw,
                                 double const* estimates, double* out) {
-    case_control_ggi_hwq::transform(data, estimates, out);
+    if (hw == 0)
+        case_control_ggi_hwq::transform(data, estimates, out);
+    else
+        case_control_ggi_hwd::transform(data, estimates, out);
 }
 
-int case_control_ggi_stderr(case_control_ggi_data const& data, unsigned, double const* estimates,
+int case_control_ggi_stderr(case_control_ggi_data const& data, unsigned hw, double const* estimates,
                             double* out) {
-    return case_control_ggi_hwq::std_err(data, estimates, out);
+    return hw == 0 ? case_control_ggi_hwq::std_err(data, estimates, out)
+                   : case_control_ggi_hwd::std_err(data, estimates, out);
 }

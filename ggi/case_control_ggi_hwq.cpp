@@ -10,11 +10,9 @@
 //   b[g]    = sum of w0 over the pairs of g          b[G+g] = sum of w1 over the pairs of g
 //   llh     = sum over g of  nctl ln(b[g]/a0) + ncase ln(b[G+g]/a1)
 //   score   = observed minus expected design, H = S - T
-//
-// The sums over the pairs of all genotypes are first gathered into one weight per pair of
-// haplotypes, so that design vectors are formed once per pair and not once per genotype.
 #include "ggi/case_control_ggi_hwq.h"
 
+#include "ggi/retrospective.h"
 #include "ggi/standard_errors.h"
 
 #include <algorithm>
@@ -37,23 +35,22 @@ void list_haplotypes(record const& data, unsigned i, unsigned j, design_vector& 
     }
 }
 
-unsigned count(record const& data, unsigned status) {
-    return status == 0 ? data.n_controls : data.n_cases;
-}
-
 // Design vectors by status: controls have no effect part.
 class designs {
   public:
+    static constexpr bool homozygotes = false;
+
     designs(record const& analysis, unsigned subject_status)
         : data(analysis), status(subject_status) {}
 
-    void add(double w, unsigned i, unsigned j, double* v) {
+    void add(double w, bool, unsigned i, unsigned j, double* v) {
         if (status != 0)
             hwq::model->cw(data, w, i, j, v);
         else
             list(i, j).add_to(w, v);
     }
-    void add_product(double w, unsigned i, unsigned j, double* M) {
+    void add_moments(double w, bool, unsigned i, unsigned j, double* v, double* M) {
+        if (v != nullptr) add(w, false, i, j, v);
         if (status != 0)
             hwq::model->cj(data, w, i, j, M);
         else
@@ -72,30 +69,7 @@ class designs {
     design_vector d;
 };
 
-// g += scale * sum over all pairs of w(i, j) d(i, j).
-void add_designs(record const& data, unsigned status, double scale, double const* w, double* g) {
-    designs design(data, status);
-    for (unsigned i = 0; i < data.n_haplotypes; ++i)
-        for (unsigned j = 0; j <= i; ++j, ++w)
-            if (*w != 0) design.add(scale * *w, i, j, g);
-}
-
-// M += scale * sum over all pairs of w(i, j) d(i, j) d(i, j)'.
-void add_products(record const& data, unsigned status, double scale, double const* w, double* M) {
-    designs design(data, status);
-    for (unsigned i = 0; i < data.n_haplotypes; ++i)
-        for (unsigned j = 0; j <= i; ++j, ++w)
-            if (*w != 0) design.add_product(scale * *w, i, j, M);
-}
-
-// Lower triangle of M += scale v v'.
-void add_outer(double scale, std::vector<double> const& v, double* M) {
-    std::size_t const p = v.size();
-    for (std::size_t i = 0; i < p; ++i)
-        if (v[i] != 0)
-            for (std::size_t j = 0; j <= i; ++j)
-                M[i * p + j] += scale * v[i] * v[j];
-}
+using sums = retrospective<designs>;
 
 } // namespace
 
@@ -172,40 +146,17 @@ void case_control_ggi_hwq::etw(record const& data, double const* x, double* w0, 
 }
 
 void case_control_ggi_hwq::p(record const& data, double const* W, double* b, double* g) {
-    std::size_t const pairs = triangle(data.n_haplotypes), G = data.distinct->count;
     std::fill(g, g + data.n_parameters, 0.0);
-    std::vector<std::size_t> row(data.n_haplotypes);
-    for (std::size_t i = 0; i < row.size(); ++i)
-        row[i] = triangle(i);
-    std::vector<double> observed(pairs);
-    for (unsigned status = 0; status < 2; ++status, W += pairs, b += G) {
-        std::fill(observed.begin(), observed.end(), 0.0);
-        for (std::size_t r = 0; r < G; ++r) {
-            genotype const& genotype = *data.distinct->genotypes[r];
-            b[r] = 0;
-            if (genotype.pairs == nullptr) continue;
-            for (haplotype_pair const& pair : *genotype.pairs)
-                b[r] += W[row[pair.first.position] + pair.second.position];
-            // Without subjects of this status a vanishing b must not spoil the sums.
-            if (genotype.multiplicity[status] == 0) continue;
-            double const scale = genotype.multiplicity[status] / b[r];
-            for (haplotype_pair const& pair : *genotype.pairs) {
-                std::size_t const ij = row[pair.first.position] + pair.second.position;
-                observed[ij] += scale * W[ij];
-            }
-        }
-        add_designs(data, status, 1, observed.data(), g);
-    }
+    sums::add_observed(data, W, b, g);
 }
 
-void case_control_ggi_hwq::f(record const& data, double const* x, double* W, double* a, double* b,
-                             double* g) {
-    std::size_t const pairs = triangle(data.n_haplotypes);
+int case_control_ggi_hwq::f(record const& data, double const* x, double* W, double* a, double* b,
+                            double* g) {
     etw(data, x, W, a[0]);
-    model->etw(data, x, W + pairs, a[1]);
+    model->etw(data, x, W + sums::terms(data.n_haplotypes), a[1]);
     p(data, W, b, g);
-    for (unsigned status = 0; status < 2; ++status)
-        add_designs(data, status, -(count(data, status) / a[status]), W + status * pairs, g);
+    sums::subtract_expected(data, W, a, g);
+    return 1;
 }
 
 double case_control_ggi_hwq::llh(record const& data, double const* a, double const* b) {
@@ -233,45 +184,18 @@ double case_control_ggi_hwq::llh0(record const& data, double const* frequencies)
 }
 
 void case_control_ggi_hwq::s(record const& data, double const* W, double const* a, double* H) {
-    std::size_t const pairs = triangle(data.n_haplotypes);
-    for (unsigned status = 0; status < 2; ++status, W += pairs) {
-        double const n = count(data, status);
-        std::vector<double> mean(data.n_parameters);
-        add_designs(data, status, 1 / a[status], W, mean.data());
-        add_products(data, status, n / a[status], W, H);
-        add_outer(-n, mean, H);
-    }
+    sums::add_s(data, W, a, H);
 }
 
-void case_control_ggi_hwq::t(record const& data, double const* W, double const* b, double* H) {
-    std::size_t const pairs = triangle(data.n_haplotypes), G = data.distinct->count;
-    std::vector<double> observed(pairs), mean(data.n_parameters);
-    for (unsigned status = 0; status < 2; ++status, W += pairs, b += G) {
-        designs design(data, status);
-        std::fill(observed.begin(), observed.end(), 0.0);
-        for (std::size_t r = 0; r < G; ++r) {
-            genotype const& genotype = *data.distinct->genotypes[r];
-            unsigned const n = genotype.multiplicity[status];
-            // A genotype that one pair explains has no variance.
-            if (n == 0 || genotype.pairs->size() < 2) continue;
-            std::fill(mean.begin(), mean.end(), 0.0);
-            for (haplotype_pair const& pair : *genotype.pairs) {
-                unsigned const i = pair.first.position, j = pair.second.position;
-                double const w = W[triangle(i) + j] / b[r];
-                observed[triangle(i) + j] += n * w;
-                design.add(w, i, j, mean.data());
-            }
-            add_outer(n, mean, H);
-        }
-        add_products(data, status, -1, observed.data(), H);
-    }
+void case_control_ggi_hwq::t(record const& data, double const* W, double* H) {
+    sums::subtract_t(data, W, H);
 }
 
-void case_control_ggi_hwq::df(record const& data, double const* W, double const* a, double const* b,
+void case_control_ggi_hwq::df(record const& data, double const* W, double const* a, double const*,
                               double* H) {
     std::fill(H, H + static_cast<std::size_t>(data.n_parameters) * data.n_parameters, 0.0);
     s(data, W, a, H);
-    t(data, W, b, H);
+    t(data, W, H);
 }
 
 void case_control_ggi_hwq::transform(record const& data, double const* x, double* out) {

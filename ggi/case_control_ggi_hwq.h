@@ -51,9 +51,9 @@ class case_control_ggi_hwq {
     // number of parameters. Returns 1, or 108 for another mode, with nothing changed.
     static int set_model(case_control_ggi_data& data, unsigned mode);
 
-    // Fills W, a, b and the score g for the parameters x.
-    static void f(case_control_ggi_data const& data, double const* x, double* W, double* a,
-                  double* b, double* g);
+    // Fills W, a, b and the score g for the parameters x; returns 1.
+    static int f(case_control_ggi_data const& data, double const* x, double* W, double* a,
+                 double* b, double* g);
     // Control weights and their sum.
     static void etw(case_control_ggi_data const& data, double const* x, double* w0, double& a0);
     // Genotype terms b and the observed part of the score g.
@@ -70,7 +70,7 @@ class case_control_ggi_hwq {
     // H += S, the covariance of the design vector under the pair weights, summed over subjects.
     static void s(case_control_ggi_data const& data, double const* W, double const* a, double* H);
     // H -= T, the same within every genotype's surviving pairs.
-    static void t(case_control_ggi_data const& data, double const* W, double const* b, double* H);
+    static void t(case_control_ggi_data const& data, double const* W, double* H);
 
     // p + 1 reported quantities: the K haplotype frequencies, the reference last, then the effects.
     static void transform(case_control_ggi_data const& data, double const* x, double* out);

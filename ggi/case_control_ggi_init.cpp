@@ -1,9 +1,10 @@
-// Selection of the modelled haplotypes and pruning of the pair lists.
+// Selection of the modelled haplotypes, pruning of the pair lists, starting values.
 #include "ggi/case_control_ggi_init.h"
 
 #include "numeric/nutil.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <utility>
 #include <vector>
@@ -82,4 +83,19 @@ int case_control_ggi_init(case_control_ggi_data& data, unsigned hw, double thres
     if (data.n_controls == 0) return 110;
     data.subhaplotype_init();
     return 1;
+}
+
+void case_control_ggi_start(case_control_ggi_data const& data, unsigned hw, result const& frequency,
+                            result& fit) {
+    auto const log_frequency = [&](unsigned i) {
+        return std::log(frequency.estimates[data.haplotypes[i]]);
+    };
+    // Log ratios to the reference, or under disequilibrium to the odds of rho.
+    unsigned const K = data.n_haplotypes, parameters = hw == 0 ? K - 1 : K;
+    double const origin =
+        hw == 0 ? log_frequency(K - 1) : std::log(frequency.rho / (1 - frequency.rho));
+    fit.count = data.n_parameters;
+    fit.estimates = new double[data.n_parameters]();
+    for (unsigned i = 0; i < parameters; ++i)
+        fit.estimates[i] = log_frequency(i) - origin;
 }

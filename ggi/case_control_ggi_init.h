@@ -1,8 +1,9 @@
-// Set-up of one analysis: which haplotypes are modelled and which genetic model.
+// Set-up of one analysis: which haplotypes are modelled, and where the fit starts.
 #ifndef QUILMAR_GGI_CASE_CONTROL_GGI_INIT_H
 #define QUILMAR_GGI_CASE_CONTROL_GGI_INIT_H
 
 #include "ggi/case_control_ggi_data.h"
+#include "ggi/structures.h"
 
 // Selects the haplotypes whose frequency exceeds the threshold (one that is not a number counts as
 // above), prunes the genotypes' pair lists to them and counts the subjects that keep a pair.
@@ -16,5 +17,10 @@
 // cases or 110 without controls that keep a pair.
 int case_control_ggi_init(case_control_ggi_data& data, unsigned hw, double threshold,
                           double const* frequencies);
+
+// Starting values of a fit whose model has been set up: the estimated frequencies (a table by
+// haplotype code) and rho, and 0 for every other parameter. Gives `fit` its array of p estimates.
+void case_control_ggi_start(case_control_ggi_data const& data, unsigned hw, result const& frequency,
+                            result& fit);
 
 #endif

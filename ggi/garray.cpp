@@ -15,11 +15,11 @@ std::uint64_t mask_hash(genotype const& g) {
     return h ^ (h >> 32);
 }
 
-// For every subject the rank of its distinct genotype; `distinct` receives one representative each.
+// Index of every subject's distinct genotype, of which `distinct` receives one representative each.
 // Open addressing in a table that is kept at most half full.
-std::vector<unsigned> rank_subjects(genotype** g, unsigned n, std::vector<genotype*>& distinct) {
+void rank_subjects(genotype** g, unsigned n, unsigned* ranks, std::vector<genotype*>& distinct) {
     constexpr unsigned NONE = ~0u;
-    std::vector<unsigned> rank(n), slots(1024, NONE);
+    std::vector<unsigned> slots(1024, NONE);
     auto slot_of = [&](genotype const& key) -> unsigned& {
         std::size_t const last = slots.size() - 1;
         std::size_t s = mask_hash(key) & last;
@@ -34,18 +34,16 @@ std::vector<unsigned> rank_subjects(genotype** g, unsigned n, std::vector<genoty
             slot = static_cast<unsigned>(distinct.size());
             distinct.push_back(g[i]);
         }
-        rank[i] = slot;
+        ranks[i] = slot;
         if (is_new && 2 * distinct.size() > slots.size()) {
             slots.assign(2 * slots.size(), NONE);
             for (unsigned r = 0; r < distinct.size(); ++r)
                 slot_of(*distinct[r]) = r;
         }
     }
-    return rank;
 }
 
-void list_members(garray& array, std::vector<unsigned> const& rank, unsigned const* status,
-                  unsigned group) {
+void list_members(garray& array, unsigned const* status, unsigned group) {
     array.members = new unsigned* [array.count] {};
     std::size_t total = 0;
     for (unsigned r = 0; r < array.count; ++r)
@@ -59,8 +57,8 @@ void list_members(garray& array, std::vector<unsigned> const& rank, unsigned con
             array.members[r] = end[r] = next;
             next += size;
         }
-    for (unsigned i = 0; i < rank.size(); ++i)
-        if (group == 2 || (status[i] != 0) == (group == 1)) *end[rank[i]]++ = i;
+    for (unsigned i = 0; i < array.subjects; ++i)
+        if (group == 2 || (status[i] != 0) == (group == 1)) *end[array.ranks[i]]++ = i;
 }
 
 void prepare(genotype& g, int max_missing, bool subdivide) {
@@ -76,7 +74,8 @@ void prepare(genotype& g, int max_missing, bool subdivide) {
 void garray::init(genotype** g, unsigned const* status, unsigned n, int mode, unsigned group,
                   int max_missing, bool subdivide) {
     std::vector<genotype*> distinct;
-    std::vector<unsigned> const rank = rank_subjects(g, n, distinct);
+    ranks = new unsigned[n];
+    rank_subjects(g, n, ranks, distinct);
     empty = 0;
     count = static_cast<unsigned>(distinct.size());
     subjects = n;
@@ -87,17 +86,17 @@ void garray::init(genotype** g, unsigned const* status, unsigned n, int mode, un
     for (unsigned i = 0; i < n; ++i)
         g[i]->set_multiplicity(0, 4);
     for (unsigned i = 0; i < n; ++i) {
-        unsigned* const multiplicity = genotypes[rank[i]]->multiplicity;
+        unsigned* const multiplicity = genotypes[ranks[i]]->multiplicity;
         ++multiplicity[status[i] != 0 ? 1 : 0];
         ++multiplicity[2];
     }
-    if (mode == 101) list_members(*this, rank, status, group);
+    if (mode == 101) list_members(*this, status, group);
     if (max_missing < 0) return;
     for (unsigned r = 0; r < count; ++r)
         prepare(*genotypes[r], max_missing, subdivide);
     for (unsigned i = 0; i < n; ++i) {
-        g[i]->pairs = genotypes[rank[i]]->pairs;
-        g[i]->subdivision = genotypes[rank[i]]->subdivision;
+        g[i]->pairs = genotypes[ranks[i]]->pairs;
+        g[i]->subdivision = genotypes[ranks[i]]->subdivision;
     }
 }
 
@@ -123,5 +122,6 @@ void garray::clear() {
     }
     delete[] members;
     delete[] genotypes;
-    *this = garray{1, 0, 0, nullptr, nullptr};
+    delete[] ranks;
+    *this = garray{};
 }

@@ -5,11 +5,13 @@
 #include "ggi/genotype.h"
 
 struct garray {
-    unsigned empty;       // 1 until init has filled the array
-    unsigned count;       // number of distinct genotypes
-    unsigned subjects;    // number of subjects given to init
-    unsigned** members;   // owned, with one block of indices behind it; null without index mode
-    genotype** genotypes; // owned table; the genotypes belong to the caller
+    unsigned empty = 1;    // until init has filled the array
+    unsigned count = 0;    // number of distinct genotypes
+    unsigned subjects = 0; // number of subjects given to init
+    unsigned** members =
+        nullptr; // owned, with one block of indices behind it; null without index mode
+    genotype** genotypes = nullptr; // owned table; the genotypes belong to the caller
+    unsigned* ranks = nullptr;      // owned: index of every subject's distinct genotype
 
     // Groups the genotypes g[0..n-1] of subjects with the given statuses (0 control, else case)
     // into distinct genotypes, in order of first appearance; the first subject's object stands for

@@ -30,7 +30,7 @@ void ggi_data::init(unsigned n, unsigned m, unsigned k) {
             covariates[v] = new double[n];
     }
     genotypes = new genotype* [n] {};
-    distinct = new garray{1, 0, 0, nullptr, nullptr};
+    distinct = new garray;
     gene_loci = new unsigned[k];
 }
 

@@ -10,6 +10,7 @@
 // sample with such genotypes sum to more than 1.
 #include "ggi/hwq_frequency.h"
 
+#include "ggi/em.h"
 #include "numeric/nutil.h"
 
 #include <algorithm>
@@ -39,28 +40,13 @@ void expectation(garray const& distinct, unsigned k, double const* p, double* ac
         if (g.pairs != nullptr) {
             frequency(g, m, p, acc);
         } else if (g.subdivision != nullptr) {
-            for (genotype completion : *g.subdivision) {
-                scratch.clear();
-                completion.find_pairs(static_cast<int>(completion.nsnp) - 1, 0, scratch);
-                completion.pairs = &scratch;
+            genotype completion = g;
+            for_each_completion(g, scratch, [&](haplotype_pair_list& pairs) {
+                completion.pairs = &pairs;
                 frequency(completion, m, p, acc);
-            }
+            });
         }
     }
-}
-
-// M-step: replaces p by acc / N and returns the largest change. Works in blocks that stay in cache.
-double maximisation(std::vector<double>& acc, double inverse_N, double* p) {
-    constexpr std::size_t BLOCK = 4096;
-    double error = -MAX_DOUBLE;
-    for (std::size_t first = 0; first < acc.size(); first += BLOCK) {
-        std::size_t const n = std::min(BLOCK, acc.size() - first);
-        double* const next = acc.data() + first;
-        std::transform(next, next + n, next, [=](double a) { return flushed(a * inverse_N); });
-        error = std::max(error, max_err(next, p + first, static_cast<unsigned>(n)));
-        std::copy(next, next + n, p + first);
-    }
-    return error;
 }
 
 double log_likelihood(garray const& distinct, unsigned k, double const* p) {
@@ -95,10 +81,7 @@ int hwq_frequency(data const& d, unsigned k, unsigned max_iterations, double tol
         std::fill(p, p + size, 1.0 / static_cast<double>(size));
         res.iterations = 0;
     }
-    double N = 0;
-    for (unsigned i = 0; i < distinct.count; ++i)
-        N += distinct.genotypes[i]->multiplicity[k];
-    double const inverse_N = 1.0 / N;
+    double const inverse_N = 1.0 / total_weight(distinct, k);
 
     std::vector<double> acc(size);
     haplotype_pair_list scratch;

@@ -23,11 +23,4 @@ int hwq_frequency(data const& d, unsigned k, unsigned max_iterations, double tol
 // the genotype adds m in all.
 void frequency(genotype const& g, unsigned m, double const* p, double* acc);
 
-// Frequencies below the square root of the smallest normal number become 0 in an M-step, so that no
-// product of two frequencies is denormal. EM drives haplotypes without support towards 0 by a
-// constant factor per iteration, and denormal operands cost a hundred times more.
-inline double flushed(double p) {
-    return p < 0x1p-511 ? 0.0 : p;
-}
-
 #endif

@@ -1,10 +1,12 @@
 // EM estimates against the conditions that the maximum of the likelihood satisfies.
 #include "examples/simulation.h"
+#include "ggi/hwd_frequency.h"
 #include "ggi/hwq_frequency.h"
 #include "tests/support.h"
 
 #include <cmath>
 #include <gtest/gtest.h>
+#include <numeric>
 
 namespace {
 
@@ -17,7 +19,7 @@ std::string spec_for(unsigned loci) {
 
 simulation design_of(unsigned loci, double missing) {
     uniform random(loci);
-    simulation design{{loci}, {}, {}, 300, 100, missing};
+    simulation design{{loci}, {}, {}, 300, 100, missing, 0};
     for (int k = 0; k < 6; ++k)
         design.haplotypes.push_back({static_cast<unsigned>(random() * (1u << loci)), 1.0 + k});
     double sum = 0;
@@ -28,50 +30,91 @@ simulation design_of(unsigned loci, double missing) {
     return design;
 }
 
-// dP(g)/dp for every haplotype, written from the definition over all pairs of haplotypes.
-void add_gradient(genotype const& g, double weight, std::vector<double> const& p,
-                  std::vector<double>& gradient) {
-    std::size_t const H = p.size();
-    std::vector<double> dP(H);
-    double P = 0;
-    for (unsigned a = 0; a < H; ++a)
-        for (unsigned b = 0; b < H; ++b) {
-            genotype complete;
-            complete.init(g.nsnp, 0, a & b, a | b);
-            if (!g.equals(complete, false)) continue;
-            P += p[a] * p[b];
-            dP[a] += p[b];
-            dP[b] += p[a];
-        }
-    for (std::size_t h = 0; h < H; ++h)
-        gradient[h] += weight * dP[h] / P;
+// P(g) and its derivatives by every haplotype's frequency and by rho, written from the definition
+// over all pairs of haplotypes.
+struct probability {
+    double P = 0, by_rho = 0;
+    std::vector<double> by_p;
+
+    probability(genotype const& g, std::vector<double> const& p, double rho) : by_p(p.size()) {
+        for (unsigned a = 0; a < p.size(); ++a)
+            for (unsigned b = 0; b < p.size(); ++b) {
+                genotype complete;
+                complete.init(g.nsnp, 0, a & b, a | b);
+                if (!g.equals(complete, false)) continue;
+                double const same = a == b ? 1 : 0;
+                P += (1 - rho) * p[a] * p[b] + same * rho * p[a];
+                by_rho += same * p[a] - p[a] * p[b];
+                by_p[a] += (1 - rho) * p[b] + same * rho;
+                by_p[b] += (1 - rho) * p[a];
+            }
+    }
+};
+
+// At the maximum of log L the derivatives by p_h agree where p_h > 0 and are not larger where p_h =
+// 0, and that by rho is 0 (Karush, Kuhn and Tucker).
+void expect_maximum(sample const& s, unsigned k, double rho) {
+    std::vector<double> gradient(s.frequencies.size());
+    double by_rho = 0, level = 0, log_likelihood = 0;
+    for (unsigned r = 0; r < s.ccg.distinct->count; ++r) {
+        genotype const& g = *s.ccg.distinct->genotypes[r];
+        probability const at(g, s.frequencies, rho);
+        for (std::size_t h = 0; h < gradient.size(); ++h)
+            gradient[h] += g.multiplicity[k] * at.by_p[h] / at.P;
+        by_rho += g.multiplicity[k] * at.by_rho / at.P;
+        log_likelihood += g.multiplicity[k] * std::log(at.P);
+    }
+    for (std::size_t h = 0; h < gradient.size(); ++h)
+        level += s.frequencies[h] * gradient[h];
+    for (std::size_t h = 0; h < gradient.size(); ++h)
+        if (s.frequencies[h] > 1e-9)
+            EXPECT_NEAR(gradient[h] / level, 1, 1e-6) << h;
+        else
+            EXPECT_LE(gradient[h] / level, 1 + 1e-6) << h;
+    if (rho != 0) {
+        EXPECT_NEAR(by_rho / level, 0, 1e-6);
+    }
+    EXPECT_NEAR(s.frequency.log_likelihood, log_likelihood, 1e-9);
+    EXPECT_NEAR(std::accumulate(s.frequencies.begin(), s.frequencies.end(), 0.0), 1, 1e-12);
 }
 
 } // namespace
 
-// At the maximum the derivative of log L by p_h is 2N where p_h > 0 and at most that where p_h = 0
-// (Karush, Kuhn and Tucker, with the multiplier of sum p = 1).
-TEST(hwq_frequency, satisfies_the_conditions_of_a_maximum) {
+TEST(hwq_frequency, maximises_the_likelihood) {
     for (double const missing : {0.0, 0.1})
-        for (unsigned const weight : {0u, 1u, 2u}) {
+        for (unsigned const k : {0u, 1u, 2u}) {
             sample s(simulate(design_of(4, missing), 5), spec_for(4));
-            ASSERT_EQ(hwq_frequency(s.estimator(), weight, 100000, 1e-14, s.frequency, true), 1);
-            double sum = 0, N = 0;
-            std::vector<double> gradient(16);
-            for (double const p : s.frequencies)
-                sum += p;
-            EXPECT_NEAR(sum, 1, 1e-12);
-            for (unsigned r = 0; r < s.ccg.distinct->count; ++r) {
-                genotype const& g = *s.ccg.distinct->genotypes[r];
-                N += g.multiplicity[weight];
-                add_gradient(g, g.multiplicity[weight], s.frequencies, gradient);
-            }
-            for (unsigned h = 0; h < 16; ++h)
-                if (s.frequencies[h] > 1e-10)
-                    EXPECT_NEAR(gradient[h] / (2 * N), 1, 1e-6) << h;
-                else
-                    EXPECT_LE(gradient[h] / (2 * N), 1 + 1e-6) << h;
+            ASSERT_EQ(hwq_frequency(s.estimator(), k, 100000, 1e-14, s.frequency, true), 1);
+            expect_maximum(s, k, 0);
         }
+}
+
+// Genotypes with missing loci listed or subdivided: both are maximised over.
+TEST(hwd_frequency, maximises_the_likelihood) {
+    for (int const max_missing : {10, 1, 0})
+        for (unsigned const k : {0u, 1u, 2u}) {
+            simulation design = design_of(4, 0.15);
+            design.rho = 0.2;
+            sample s(simulate(design, 5), spec_for(4), max_missing);
+            ASSERT_EQ(hwd_frequency(s.estimator(), k, 100000, 1e-14, s.frequency, true), 1);
+            EXPECT_GT(s.frequency.rho, 0.05);
+            expect_maximum(s, k, s.frequency.rho);
+        }
+}
+
+TEST(hwd_frequency, statuses) {
+    // Only heterozygotes: rho goes to zero. Only homozygotes: it goes to one.
+    sample none(one_snp({0, 30, 0}, {0, 0, 0}), "STATUS=1\nGENE=2\nEFFECT=0\n");
+    EXPECT_EQ(hwd_frequency(none.estimator(), 0, 2000, 1e-6, none.frequency, true), 9);
+    EXPECT_LT(none.frequency.rho, 5e-6);
+    sample all(one_snp({30, 0, 20}, {0, 0, 0}), "STATUS=1\nGENE=2\nEFFECT=0\n");
+    EXPECT_EQ(hwd_frequency(all.estimator(), 0, 2000, 1e-6, all.frequency, true), 1);
+    EXPECT_GT(all.frequency.rho, 0.999);
+    EXPECT_NEAR(all.frequencies[1], 0.4, 1e-5);
+    EXPECT_EQ(hwd_frequency(all.estimator(), 0, 3, 1e-6, all.frequency, true), 5);
+    EXPECT_EQ(hwd_frequency(all.estimator(), 0, 3, 1e-6, all.frequency, false), 5);
+    EXPECT_EQ(all.frequency.iterations, 3u);
+    EXPECT_EQ(hwd_frequency(all.estimator(), 5, 3, 1e-6, all.frequency, true), 104);
 }
 
 // Two loci, worked by hand: the double heterozygotes split in the ratio ad : bc of the haplotypes,

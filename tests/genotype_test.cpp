@@ -139,7 +139,7 @@ TEST(garray, counts_and_members) {
     std::vector<genotype*> pointers;
     for (genotype& g : block)
         pointers.push_back(&g);
-    garray array{1, 0, 0, nullptr, nullptr};
+    garray array;
     array.init(pointers.data(), status.data(), n, 101, 0, 2, true);
     ASSERT_EQ(array.count, expected.size());
     unsigned members = 0;

@@ -1,10 +1,15 @@
 // Score and information matrix against numerical derivatives of the log-likelihood, and fits
 // against exact identities.
 #include "examples/simulation.h"
+#include "ggi/case_control_ggi_hwd.h"
 #include "ggi/case_control_ggi_hwq.h"
+#include "ggi/ccg_hwd.h"
 #include "ggi/hwq_frequency.h"
+#include "numeric/lu.h"
+#include "numeric/nutil.h"
 #include "tests/support.h"
 
+#include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
 
@@ -12,32 +17,42 @@ namespace {
 
 char const* const MODES[] = {"additive", "recessive", "dominant", "codominant"};
 
+simulation one_gene() {
+    simulation design{{3}, {}, {}, 150, 130, 0.08, 0};
+    design.haplotypes = {{0, .35}, {3, .25}, {5, .2}, {6, .15}, {7, .05}};
+    design.effects = {{{3}, 0.5}};
+    return design;
+}
+
 // One evaluation of the model at x.
+template <typename likelihood>
 struct evaluation {
     std::vector<double> W, b, g, H;
     double a[2], llh;
 
     evaluation(case_control_ggi_data const& data, std::vector<double> const& x)
-        : W(2 * triangle(data.n_haplotypes)), b(2 * data.distinct->count), g(x.size()),
+        : W(2 * triangle(data.n_haplotypes) + 2 * data.n_haplotypes),
+          b(std::max(2 * data.distinct->count, data.n_subjects)), g(x.size()),
           H(x.size() * x.size()) {
-        case_control_ggi_hwq::f(data, x.data(), W.data(), a, b.data(), g.data());
-        llh = case_control_ggi_hwq::llh(data, a, b.data());
-        case_control_ggi_hwq::df(data, W.data(), a, b.data(), H.data());
+        EXPECT_EQ(likelihood::f(data, x.data(), W.data(), a, b.data(), g.data()), 1);
+        llh = likelihood::llh(data, a, b.data());
+        likelihood::df(data, W.data(), a, b.data(), H.data());
     }
 };
 
+template <typename likelihood>
 void expect_derivatives(study const& s) {
     std::size_t const p = s.ccg.n_parameters;
     std::vector<double> x(s.fit.estimates, s.fit.estimates + p);
     for (std::size_t i = 0; i < p; ++i)
         x[i] += 0.3 * std::sin(5.0 * static_cast<double>(i + 1)); // away from the starting values
-    evaluation const at(s.ccg, x);
+    evaluation<likelihood> const at(s.ccg, x);
     double const h = 1e-4;
     for (std::size_t i = 0; i < p; ++i) {
         std::vector<double> up = x, down = x;
         up[i] += h;
         down[i] -= h;
-        evaluation const above(s.ccg, up), below(s.ccg, down);
+        evaluation<likelihood> const above(s.ccg, up), below(s.ccg, down);
         EXPECT_NEAR(at.g[i], (above.llh - below.llh) / (2 * h), 2e-4) << i;
         for (std::size_t j = 0; j <= i; ++j)
             EXPECT_NEAR(at.H[i * p + j], -(above.g[j] - below.g[j]) / (2 * h), 2e-4)
@@ -45,11 +60,54 @@ void expect_derivatives(study const& s) {
     }
 }
 
-simulation one_gene() {
-    simulation design{{3}, {}, {}, 150, 130, 0.08};
-    design.haplotypes = {{0, .35}, {3, .25}, {5, .2}, {6, .15}, {7, .05}};
-    design.effects = {{{3}, 0.5}};
-    return design;
+// Standard errors against a numerical Jacobian of transform and the inverse matrix.
+template <typename likelihood>
+void expect_standard_errors(study const& s) {
+    unsigned const p = s.ccg.n_parameters;
+    std::vector<double> x(s.fit.estimates, s.fit.estimates + p), se(p + 1), J((p + 1) * p);
+    ASSERT_EQ(likelihood::std_err(s.ccg, x.data(), se.data()), 1);
+    evaluation<likelihood> at(s.ccg, x);
+    for (unsigned i = 0; i < p; ++i)
+        for (unsigned j = 0; j < i; ++j)
+            at.H[j * p + i] = at.H[i * p + j];
+    ASSERT_EQ(lu_inverse(at.H.data(), p), 201);
+    double const h = 1e-5;
+    for (unsigned l = 0; l < p; ++l) {
+        std::vector<double> up = x, down = x, above(p + 1), below(p + 1);
+        up[l] += h;
+        down[l] -= h;
+        likelihood::transform(s.ccg, up.data(), above.data());
+        likelihood::transform(s.ccg, down.data(), below.data());
+        for (unsigned r = 0; r <= p; ++r)
+            J[r * p + l] = (above[r] - below[r]) / (2 * h);
+    }
+    for (unsigned r = 0; r <= p; ++r) {
+        double variance = 0;
+        for (unsigned k = 0; k < p; ++k)
+            for (unsigned l = 0; l < p; ++l)
+                variance += J[r * p + k] * at.H[k * p + l] * J[r * p + l];
+        EXPECT_NEAR(se[r] / std::sqrt(variance), 1, 1e-6) << r;
+    }
+}
+
+template <typename likelihood>
+void expect_model(std::string const& settings) {
+    simulation one = one_gene(), two = two_genes();
+    one.rho = two.rho = settings.find("HWD") == std::string::npos ? 0 : 0.15;
+    two.controls = two.cases = 120;
+    two.missing = 0.05;
+    for (char const* mode : MODES) {
+        SCOPED_TRACE(mode);
+        std::string const model = settings + "STATUS=2\nSAMPLE=combined\nMODEL=" + mode + "\n";
+        study const first(simulate(one, 1), model + "GENE=3 4 5\nEFFECT=3\nEFFECT=5\n");
+        study const second(simulate(two, 2), model + "GENE=3 4 5\nGENE=6 7 8 9\n"
+                                                     "EFFECT=3 -1\nEFFECT=5 6\nEFFECT=0 6\n"
+                                                     "THRESHOLD=0.02\n");
+        for (study const* s : {&first, &second}) {
+            expect_derivatives<likelihood>(*s);
+            expect_standard_errors<likelihood>(*s);
+        }
+    }
 }
 
 double log_ratio(std::vector<double> const& f, unsigned h, unsigned reference) {
@@ -58,19 +116,12 @@ double log_ratio(std::vector<double> const& f, unsigned h, unsigned reference) {
 
 } // namespace
 
-TEST(case_control_ggi_hwq, score_and_matrix_are_the_derivatives) {
-    simulation two = two_genes();
-    two.controls = two.cases = 120;
-    two.missing = 0.05;
-    for (char const* mode : MODES) {
-        SCOPED_TRACE(mode);
-        std::string const model = std::string("STATUS=2\nMODEL=") + mode + "\n";
-        expect_derivatives(
-            study(simulate(one_gene(), 1), model + "GENE=3 4 5\nEFFECT=3\nEFFECT=5\n"));
-        expect_derivatives(study(simulate(two, 2), model + "GENE=3 4 5\nGENE=6 7 8 9\n"
-                                                           "EFFECT=3 -1\nEFFECT=5 6\nEFFECT=0 6\n"
-                                                           "THRESHOLD=0.02\n"));
-    }
+TEST(case_control_ggi_hwq, derivatives_and_standard_errors) {
+    expect_model<case_control_ggi_hwq>("HW=HWE\n");
+}
+
+TEST(case_control_ggi_hwd, derivatives_and_standard_errors) {
+    expect_model<case_control_ggi_hwd>("HW=HWD\n");
 }
 
 // One SNP, additive: the allelic log odds ratio and Woolf's standard error.
@@ -154,4 +205,60 @@ TEST(fit, iteration_limit) {
     EXPECT_EQ(s.run(), 5);
     EXPECT_EQ(s.fit.iterations, 2u);
     EXPECT_GT(s.fit.error, 1e-12);
+}
+
+// One SNP under disequilibrium: the controls' genotype distribution is saturated, so that the
+// effects are those of the ordinary logistic regression of status on the coding.
+TEST(fit, one_snp_disequilibrium) {
+    unsigned const controls[] = {60, 30, 20}, cases[] = {40, 33, 37};
+    std::string const settings =
+        "STATUS=1\nGENE=2\nEFFECT=1\nHW=HWD\nFTOLERANCE=1e-13\nTOLERANCE=1e-10\nMODEL=";
+    double const codings[][3] = {{0, 1, 2}, {0, 0, 1}, {0, 1, 1}};
+    for (int mode = 0; mode < 3; ++mode) {
+        study s(one_snp({60, 30, 20}, {40, 33, 37}), settings + MODES[mode] + "\n");
+        ASSERT_EQ(s.run(), 1) << MODES[mode];
+        double alpha = 0, beta = 0, H[4];
+        for (int iteration = 0; iteration < 30; ++iteration) {
+            double g[2] = {0, 0}, d[2];
+            std::fill(H, H + 4, 0.0);
+            for (int copies = 0; copies < 3; ++copies) {
+                double const z = codings[mode][copies], n = controls[copies] + cases[copies];
+                double const q = 1 / (1 + std::exp(-alpha - beta * z)), w = n * q * (1 - q);
+                g[0] += cases[copies] - n * q;
+                g[1] += z * (cases[copies] - n * q);
+                H[0] += w, H[1] += w * z, H[2] += w * z, H[3] += w * z * z;
+            }
+            ASSERT_EQ(lu_solve(H, 2, g, d), 201);
+            alpha += d[0], beta += d[1];
+        }
+        ASSERT_EQ(lu_inverse(H, 2), 201);
+        EXPECT_NEAR(s.estimate(s.first_effect()), beta, 1e-9) << MODES[mode];
+        EXPECT_NEAR(s.error(s.first_effect()), std::sqrt(H[3]), 1e-9) << MODES[mode];
+    }
+    study s(one_snp({60, 30, 20}, {40, 33, 37}), settings + "codominant\n");
+    ASSERT_EQ(s.run(), 1);
+    double const p = (30 + 2 * 20) / 220.0;
+    unsigned const effect = s.first_effect();
+    EXPECT_NEAR(s.estimate(effect), std::log(33 * 60 / (30.0 * 40)), 1e-9);
+    EXPECT_NEAR(2 * s.estimate(effect) + s.estimate(effect + 1), std::log(37 * 60 / (20.0 * 40)),
+                1e-9);
+    EXPECT_NEAR(s.estimate(1), p, 1e-9);
+    EXPECT_NEAR(s.estimate(2), 1 - 30 / (110 * 2 * p * (1 - p)), 1e-9); // rho
+    EXPECT_NEAR(s.fit.rho, s.estimate(2), 1e-15);
+}
+
+// An evaluation that fails at the start ends the fit without an iteration.
+TEST(ccg_hwd, fails_at_the_start) {
+    for (auto const& c : {std::make_pair(QNAN, 114), std::make_pair(1e4, 115)}) {
+        study s(one_snp({60, 30, 20}, {40, 33, 37}), "STATUS=1\nGENE=2\nEFFECT=1\nHW=HWD\n");
+        s.fit.estimates[0] = c.first;
+        EXPECT_EQ(ccg_hwd(s.ccg, 10, 1e-4, s.fit), c.second);
+        EXPECT_EQ(s.fit.iterations, 0u);
+        EXPECT_EQ(s.fit.error, MAX_DOUBLE);
+        EXPECT_EQ(s.fit.status, c.second);
+    }
+    // An effect that overflows makes the cases' sum infinite.
+    study s(one_snp({60, 30, 20}, {40, 33, 37}), "STATUS=1\nGENE=2\nEFFECT=1\nHW=HWD\n");
+    s.fit.estimates[2] = 1e3;
+    EXPECT_EQ(ccg_hwd(s.ccg, 10, 1e-4, s.fit), 115);
 }

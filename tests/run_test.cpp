@@ -187,6 +187,38 @@ TEST(run, outcomes) {
     }
 }
 
+// The second file has no excess of homozygotes: it falls back to equilibrium and so do all after
+// it, the third, which is the first again.
+TEST(run, disequilibrium_falls_back_and_carries_over) {
+    scratch files;
+    std::string const excess = one_snp({60, 30, 20}, {40, 33, 37}),
+                      none = one_snp({20, 60, 20}, {15, 60, 25});
+    files.write("s", SPEC + "MODEL=codominant\nHW=HWD\n");
+    files.write("e", SPEC + "MODEL=codominant\n");
+    mkdir(files.file("in").c_str(), 0755);
+    files.write("in/1", excess);
+    files.write("in/2", none);
+    files.write("in/3", excess);
+    outcome const o = run_quilmar(files, "in s");
+    EXPECT_EQ(o.err, "<quilmar> 1: result saved to '1.out'.\n"
+                     "<quilmar> 2: warning: rho estimated at zero --> using HWE.\n"
+                     "<quilmar> 2: result saved to '2.out'.\n"
+                     "<quilmar> 3: result saved to '3.out'.\n");
+    std::string const first = files.read("1.out");
+    EXPECT_NE(first.find("Haplotype frequencies under Hardy-Weinberg disequilibrium\n"),
+              std::string::npos);
+    EXPECT_NE(first.find("Codominant haplotype effects under Hardy-Weinberg disequilibrium\n"),
+              std::string::npos);
+    EXPECT_NE(first.find("\n  1                     0.3182"), std::string::npos); // 70 / 220
+    EXPECT_NE(first.find("\n  Rho                   0.3714"), std::string::npos); // 1 - 30/(220 pq)
+    std::string const second = undated(files.read("2.out")), third = undated(files.read("3.out"));
+    run_quilmar(files, "in e");
+    EXPECT_EQ(undated(files.read("2.out")), second);
+    EXPECT_EQ(undated(files.read("3.out")), third);
+    EXPECT_EQ(third.find("disequilibrium"), std::string::npos);
+    EXPECT_EQ(third.find("Rho"), std::string::npos);
+}
+
 TEST(run, full_disk_and_bad_result_file) {
     scratch files;
     files.write("d", DATA);
@@ -198,16 +230,30 @@ TEST(run, full_disk_and_bad_result_file) {
     EXPECT_EQ(run_quilmar(files, "d s").err, "<quilmar> failed to open result file 'd.out'.\n");
 }
 
-// The example is what the committed generator makes, and its estimates are near the stated truth.
-TEST(run, example) {
-    scratch files;
-    EXPECT_EQ(simulate(two_genes(), 20261121), [] {
-        scratch examples;
-        std::system(("cp " QUILMAR_EXAMPLES "/two_genes.txt " + examples.file("t")).c_str());
-        return examples.read("t");
-    }());
-    run_quilmar(files, QUILMAR_EXAMPLES "/two_genes.txt " QUILMAR_EXAMPLES "/two_genes.spec");
-    std::string const report = files.read("two_genes.txt.out");
-    EXPECT_NE(report.find("Gene 1\n  011                   0.3008"), std::string::npos);
-    EXPECT_NE(report.find("Genes 1*2\n  101*0110              0.5041"), std::string::npos);
+// The examples are what the committed generator makes, and their estimates are near the stated
+// truth.
+TEST(run, examples) {
+    struct {
+        char const* name;
+        simulation design;
+        std::vector<char const*> rows;
+    } const cases[] = {
+        {"two_genes",
+         two_genes(),
+         {"Gene 1\n  011                   0.3008", "Genes 1*2\n  101*0110              0.5041"}},
+        {"inbred",
+         inbred(),
+         {"Gene 1\n  0110                  0.3231",
+          "  Rho                   0.1191          0.0136"}},
+    };
+    for (auto const& c : cases) {
+        scratch files;
+        std::string const path = std::string(QUILMAR_EXAMPLES "/") + c.name;
+        ASSERT_EQ(symlink((path + ".txt").c_str(), files.file("d").c_str()), 0);
+        EXPECT_EQ(simulate(c.design, 20261121), files.read("d"));
+        run_quilmar(files, "d " + path + ".spec");
+        std::string const report = files.read("d.out");
+        for (char const* row : c.rows)
+            EXPECT_NE(report.find(row), std::string::npos) << row << report;
+    }
 }

@@ -5,9 +5,9 @@
 #include "ggi/case_control_ggi_statistics.h"
 #include "ggi/console/common/console_io.h"
 #include "ggi/console/common/effect_map.h"
+#include "ggi/hwd_frequency.h"
 #include "ggi/hwq_frequency.h"
 
-#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -57,7 +57,7 @@ std::string undated(std::string const& report) {
     return report.substr(0, start + 1);
 }
 
-sample::sample(std::string const& data_text, std::string const& spec_text) {
+sample::sample(std::string const& data_text, std::string const& spec_text, int max_missing) {
     scratch files;
     v.init();
     ccg.init();
@@ -71,8 +71,8 @@ sample::sample(std::string const& data_text, std::string const& spec_text) {
     ccg.n_genes = v.n_genes;
     ccg.gene_loci = new unsigned[v.n_genes];
     std::copy(v.gene_loci, v.gene_loci + v.n_genes, ccg.gene_loci);
-    ccg.distinct = new garray{1, 0, 0, nullptr, nullptr};
-    ccg.distinct->init(ccg.genotypes, ccg.status, ccg.n_subjects, 101, 0, 10, true);
+    ccg.distinct = new garray;
+    ccg.distinct->init(ccg.genotypes, ccg.status, ccg.n_subjects, 101, 0, max_missing, true);
     frequencies.resize(std::size_t{1} << v.n_loci());
     frequency.estimates = frequencies.data();
 }
@@ -85,17 +85,12 @@ sample::~sample() {
 
 study::study(std::string const& data_text, std::string const& spec_text)
     : sample(data_text, spec_text), fit{}, stats{} {
-    hwq_frequency(estimator(), v.sample, v.frequency_iterations, v.frequency_tolerance, frequency,
-                  true);
+    auto* const estimate = v.hw == 0 ? hwq_frequency : hwd_frequency;
+    estimate(estimator(), v.sample, v.frequency_iterations, v.frequency_tolerance, frequency, true);
     EXPECT_EQ(case_control_ggi_init(ccg, v.hw, v.threshold, frequencies.data()), 1);
     EXPECT_EQ(map_effects("data", v, ccg), 1);
     EXPECT_EQ(case_control_ggi_set_model(ccg, v.hw, v.model), 1);
-    fit.count = ccg.n_parameters;
-    fit.estimates = new double[ccg.n_parameters]();
-    unsigned const K = ccg.n_haplotypes;
-    for (unsigned i = 0; i + 1 < K; ++i)
-        fit.estimates[i] =
-            std::log(frequencies[ccg.haplotypes[i]]) - std::log(frequencies[ccg.haplotypes[K - 1]]);
+    case_control_ggi_start(ccg, v.hw, frequency, fit);
 }
 
 study::~study() {

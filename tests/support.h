@@ -41,7 +41,8 @@ struct sample {
     std::vector<double> frequencies;
     result frequency;
 
-    sample(std::string const& data_text, std::string const& spec_text);
+    // Genotypes with more than max_missing missing loci are subdivided.
+    sample(std::string const& data_text, std::string const& spec_text, int max_missing = 10);
     ~sample();
     sample(sample const&) = delete;
     data estimator() const { return {ccg.genotypes, ccg.distinct}; }

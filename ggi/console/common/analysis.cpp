@@ -7,10 +7,10 @@
 #include "ggi/console/common/console_io.h"
 #include "ggi/console/common/console_status.h"
 #include "ggi/console/common/effect_map.h"
+#include "ggi/hwd_frequency.h"
 #include "ggi/hwq_frequency.h"
 
 #include <algorithm>
-#include <cmath>
 #include <new>
 
 namespace {
@@ -56,7 +56,7 @@ int read_subjects(analysis& a) {
     ccg.n_genes = a.v.n_genes;
     ccg.gene_loci = new unsigned[ccg.n_genes];
     std::copy(a.v.gene_loci, a.v.gene_loci + ccg.n_genes, ccg.gene_loci);
-    ccg.distinct = new garray{1, 0, 0, nullptr, nullptr};
+    ccg.distinct = new garray;
     ccg.distinct->init(ccg.genotypes, ccg.status, n, 101, 0, MAX_MISSING, true);
     return 1;
 }
@@ -77,21 +77,21 @@ void warn_of_missing(analysis const& a) {
 void estimate_frequencies(analysis& a, double* table) {
     a.frequency.estimates = table;
     data const d{a.ccg.genotypes, a.ccg.distinct};
-    warn_of_missing(a);
-    int const status = hwq_frequency(d, a.v.sample, a.v.frequency_iterations,
-                                     a.v.frequency_tolerance, a.frequency, true);
+    unsigned const iterations = a.v.frequency_iterations;
+    double const tolerance = a.v.frequency_tolerance;
+    int status = 1;
+    if (a.v.hw != 0) {
+        status = hwd_frequency(d, a.v.sample, iterations, tolerance, a.frequency, true);
+        if (status == 9) {
+            console_status(9, a.name, "");
+            a.v.hw = 0;
+        }
+    }
+    if (a.v.hw == 0) {
+        warn_of_missing(a);
+        status = hwq_frequency(d, a.v.sample, iterations, tolerance, a.frequency, true);
+    }
     if (status == 5) console_status(5, a.name, "frequency");
-}
-
-// The fit starts at the estimated frequencies and at no effect.
-void set_start(analysis& a) {
-    unsigned const K = a.ccg.n_haplotypes;
-    double const* const freq = a.frequency.estimates;
-    a.fit.count = a.ccg.n_parameters;
-    a.fit.estimates = new double[a.ccg.n_parameters]();
-    double const reference = std::log(freq[a.ccg.haplotypes[K - 1]]);
-    for (unsigned i = 0; i < K - 1; ++i)
-        a.fit.estimates[i] = std::log(freq[a.ccg.haplotypes[i]]) - reference;
 }
 
 void report(analysis const& a, bool with_effects) {
@@ -109,7 +109,7 @@ void fit_and_report(analysis& a) {
         console_status(status, a.name, "");
         return;
     }
-    set_start(a);
+    case_control_ggi_start(a.ccg, a.v.hw, a.frequency, a.fit);
     status = case_control_ggi(a.ccg, a.v.hw, a.v.iterations, a.v.tolerance, a.fit);
     if (status != 1) console_status(status, a.name, "");
     status = case_control_ggi_statistics(a.ccg, a.v.hw, a.fit.estimates, a.stats);
@@ -120,11 +120,6 @@ void fit_and_report(analysis& a) {
 
 void run(analysis& a, double* frequencies) {
     if (read_subjects(a) != 1) return;
-    if (a.v.hw != 0) {
-        // Disequilibrium is not built.
-        console_status(108, a.name, "");
-        return;
-    }
     estimate_frequencies(a, frequencies);
     int const status = case_control_ggi_init(a.ccg, a.v.hw, a.v.threshold, frequencies);
     if (status != 1) {

@@ -200,10 +200,12 @@ std::string statstr(statistics const& stats, unsigned parameter, int width, int 
 
 void format_output(case_control_ggi_data const& data, variable const& v, std::string const*,
                    outfmt& format) {
+    // Frequencies come first among the parameters, then rho, if there is one, then the effects.
     unsigned const K = data.n_haplotypes, per_effect = v.model == 4 ? 2 : 1;
+    unsigned const first_effect = v.hw == 0 ? K : K + 1;
     for (unsigned e = 0; e < data.n_effects; ++e) {
         outfmt_row row = term_row(data, data.effects[e]);
-        row.parameter = K + per_effect * e;
+        row.parameter = first_effect + per_effect * e;
         format.effects.push_back(row);
         if (v.model == 4) format.effects.push_back({row.title, "", row.parameter + 1});
     }
@@ -214,6 +216,7 @@ void format_output(case_control_ggi_data const& data, variable const& v, std::st
     for (unsigned const i : by_code)
         format.frequencies.push_back(
             {"", "  " + haplotype{data.haplotypes[i], 0}.str(v.n_loci()), i});
+    if (v.hw != 0) format.frequencies.push_back({"", "  Rho", K});
     unsigned const longest =
         std::max(longest_label(format.effects), longest_label(format.frequencies));
     format.width = std::max(longest + 2, 14u);
