@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <numeric>
 
 namespace {
@@ -15,36 +16,101 @@ unsigned part(simulation const& design, unsigned code, std::size_t gene) {
     return (code >> shift) & ((1u << design.gene_loci[gene]) - 1);
 }
 
-// Linear predictor of the pair under the additive model.
-double predictor(simulation const& design, unsigned a, unsigned b) {
-    double eta = 0;
-    for (simulated_effect const& effect : design.effects) {
-        double z = 1;
-        for (std::size_t g = 0; g < design.gene_loci.size(); ++g)
-            if (effect.subhaplotypes[g] >= 0) {
-                unsigned const h = static_cast<unsigned>(effect.subhaplotypes[g]);
-                z *= (part(design, a, g) == h) + (part(design, b, g) == h);
-            }
-        eta += effect.beta * z;
+// Coding of the pair for a term, times its beta.
+double contribution(simulation const& design, simulated_term const& term, unsigned a, unsigned b) {
+    double z = 1;
+    bool is_homozygous = true;
+    for (std::size_t g = 0; g < design.gene_loci.size(); ++g) {
+        if (term.subhaplotypes[g] < 0) continue;
+        unsigned const h = static_cast<unsigned>(term.subhaplotypes[g]);
+        int const copies = (part(design, a, g) == h) + (part(design, b, g) == h);
+        is_homozygous = is_homozygous && copies == 2;
+        switch (design.mode) {
+        case RECESSIVE: z *= copies == 2; break;
+        case DOMINANT: z *= copies >= 1; break;
+        default: z *= copies; break;
+        }
     }
+    double const deviation = design.mode == CODOMINANT && is_homozygous ? term.homozygous : 0;
+    return term.beta * z + deviation;
+}
+
+// Log odds of the pair without covariates.
+double effect_of(simulation const& design, unsigned a, unsigned b) {
+    double eta = 0;
+    for (simulated_term const& effect : design.effects)
+        eta += contribution(design, effect, a, b);
     return eta;
 }
 
-struct pair_distribution {
-    std::vector<double> cumulative; // over all ordered pairs (i, j) at i * K + j
-};
+// Log odds ratio per unit of a covariate in carriers of the pair.
+double slope_of(simulation const& design, unsigned covariate, unsigned a, unsigned b) {
+    double slope = design.covariates[covariate].main_effect;
+    for (simulated_term const& interaction : design.interactions)
+        if (interaction.covariate == covariate) slope += contribution(design, interaction, a, b);
+    return slope;
+}
 
-pair_distribution distribution(simulation const& design, bool is_case) {
-    pair_distribution d;
+// Mean of exp(slope X) among controls.
+double covariate_weight(simulated_covariate const& x, double slope) {
+    return x.prevalence > 0 ? 1 - x.prevalence + x.prevalence * std::exp(slope)
+                            : std::exp(slope * slope / 2);
+}
+
+// The covariate's value in a subject with that slope; weighting a normal density by exp(slope X)
+// moves its mean to the slope.
+double draw_covariate(simulated_covariate const& x, double slope, uniform& random) {
+    if (x.prevalence > 0)
+        return random() * covariate_weight(x, slope) < x.prevalence * std::exp(slope) ? 1 : 0;
+    double const radius = std::sqrt(-2 * std::log(1 - random()));
+    return slope + radius * std::cos(6.283185307179586 * random());
+}
+
+// Cumulative weights of all ordered pairs (i, j), at i * K + j.
+std::vector<double> cumulative_weights(simulation const& design, bool is_case) {
+    std::vector<double> cumulative;
     double sum = 0;
     for (simulated_haplotype const& a : design.haplotypes)
         for (simulated_haplotype const& b : design.haplotypes) {
-            double const tilt = is_case ? std::exp(predictor(design, a.code, b.code)) : 1;
             double const identical = a.code == b.code ? design.rho * a.frequency : 0;
-            double const pair = (1 - design.rho) * a.frequency * b.frequency + identical;
-            d.cumulative.push_back(sum += pair * tilt);
+            double weight = (1 - design.rho) * a.frequency * b.frequency + identical;
+            if (is_case) {
+                weight *= std::exp(effect_of(design, a.code, b.code));
+                for (unsigned c = 0; c < design.covariates.size(); ++c)
+                    weight *=
+                        covariate_weight(design.covariates[c], slope_of(design, c, a.code, b.code));
+            }
+            cumulative.push_back(sum += weight);
         }
-    return d;
+    return cumulative;
+}
+
+std::string header(simulation const& design) {
+    std::string text = "ID STATUS";
+    for (unsigned l = 1; l <= design.n_loci(); ++l)
+        text += " SNP" + std::to_string(l);
+    for (std::size_t c = 1; c <= design.covariates.size(); ++c)
+        text += " ENV" + std::to_string(c);
+    return text + "\n";
+}
+
+// A subject's SNPs and covariates.
+std::string subject(simulation const& design, bool is_case, unsigned a, unsigned b,
+                    uniform& random) {
+    std::string text;
+    for (unsigned l = design.n_loci(); l-- > 0;) {
+        bool const is_missing = random() < design.missing;
+        unsigned const copies = ((a >> l) & 1) + ((b >> l) & 1);
+        text += " " + std::to_string(is_missing ? 9 : copies);
+    }
+    for (unsigned c = 0; c < design.covariates.size(); ++c) {
+        double const slope = is_case ? slope_of(design, c, a, b) : 0;
+        char value[32];
+        std::snprintf(value, sizeof value, " %.6g",
+                      draw_covariate(design.covariates[c], slope, random));
+        text += value;
+    }
+    return text + "\n";
 }
 
 } // namespace
@@ -55,27 +121,19 @@ unsigned simulation::n_loci() const {
 
 std::string simulate(simulation const& design, std::uint64_t seed) {
     uniform random(seed);
-    unsigned const L = design.n_loci();
-    std::string text = "ID STATUS";
-    for (unsigned l = 1; l <= L; ++l)
-        text += " SNP" + std::to_string(l);
-    text += "\n";
+    std::string text = header(design);
     std::size_t const K = design.haplotypes.size();
-    pair_distribution const by_status[] = {distribution(design, false), distribution(design, true)};
+    std::vector<double> const by_status[] = {cumulative_weights(design, false),
+                                             cumulative_weights(design, true)};
     for (unsigned s = 0; s < design.controls + design.cases; ++s) {
-        unsigned const status = s < design.controls ? 0 : 1;
-        std::vector<double> const& cumulative = by_status[status].cumulative;
+        bool const is_case = s >= design.controls;
+        std::vector<double> const& cumulative = by_status[is_case];
         double const u = random() * cumulative.back();
         std::size_t const drawn = static_cast<std::size_t>(
             std::upper_bound(cumulative.begin(), cumulative.end() - 1, u) - cumulative.begin());
-        unsigned const a = design.haplotypes[drawn / K].code, b = design.haplotypes[drawn % K].code;
-        text += "P" + std::to_string(s + 1) + (status != 0 ? " 1" : " 0");
-        for (unsigned l = L; l-- > 0;) {
-            bool const is_missing = random() < design.missing;
-            unsigned const copies = ((a >> l) & 1) + ((b >> l) & 1);
-            text += " " + std::to_string(is_missing ? 9 : copies);
-        }
-        text += "\n";
+        text += "P" + std::to_string(s + 1) + (is_case ? " 1" : " 0");
+        text += subject(design, is_case, design.haplotypes[drawn / K].code,
+                        design.haplotypes[drawn % K].code, random);
     }
     return text;
 }

@@ -22,28 +22,43 @@ struct simulated_haplotype {
     double frequency;
 };
 
-// A haplotype effect: beta times the number of copies, with several genes the product of the
-// copies.
-struct simulated_effect {
+// A term of the log odds: beta times the coding of the pair at the genes, under the codominant mode
+// plus homozygous times 1 when the pair is homozygous at all of them. An interaction multiplies the
+// coding by a covariate.
+struct simulated_term {
     std::vector<int> subhaplotypes; // one per gene, -1 where the gene takes no part
     double beta;
+    double homozygous = 0;
+    unsigned covariate = 0; // of an interaction
 };
+
+struct simulated_covariate {
+    double prevalence; // of the value 1 among controls; 0 for a standard normal covariate
+    double main_effect;
+};
+
+enum inheritance { ADDITIVE = 1, RECESSIVE, DOMINANT, CODOMINANT };
 
 struct simulation {
     std::vector<unsigned> gene_loci;
     std::vector<simulated_haplotype> haplotypes;
-    std::vector<simulated_effect> effects;
+    std::vector<simulated_term> effects;
     unsigned controls;
     unsigned cases;
     double missing; // probability of a genotype being unknown
     double rho;     // probability that a subject's two haplotypes are copies of one
+    inheritance mode = ADDITIVE;
+    std::vector<simulated_covariate> covariates = {};
+    std::vector<simulated_term> interactions = {};
 
     unsigned n_loci() const;
 };
 
-// Lines of a data file: "ID STATUS SNP1 SNP2 ...", then the subjects, controls first. A subject's
-// pair of haplotypes is drawn from its distribution given the status: for controls (1 - rho) f_i
-// f_j, and rho f_i in addition when i = j; for cases the same weighted by exp(sum of beta z).
+// Lines of a data file: "ID STATUS SNP1 SNP2 ... ENV1 ...", then the subjects, controls first.
+//
+// A control has the pair (i, j) with probability (1 - rho) f_i f_j, and rho f_i in addition when
+// i = j, and covariates independent of it and of each other. Cases have the same joint distribution
+// weighted by the odds exp(effects + main effects + interactions).
 std::string simulate(simulation const& design, std::uint64_t seed);
 
 // The examples: two genes of 3 and 4 SNPs in equilibrium, and one gene of 4 SNPs with rho = 0.1.

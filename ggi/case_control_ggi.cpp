@@ -1,9 +1,10 @@
-// Selection of the likelihood model. The two environment models are not built: set_model refuses
-// them, so that no other call is reached with them.
+// Selection of the likelihood model.
 #include "ggi/case_control_ggi.h"
 
 #include "ggi/case_control_ggi_hwd.h"
+#include "ggi/case_control_ggi_hwdx.h"
 #include "ggi/case_control_ggi_hwq.h"
+#include "ggi/case_control_ggi_hwqx.h"
 #include "ggi/ccg_hwd.h"
 #include "ggi/ccg_hwq.h"
 
@@ -26,25 +27,20 @@ void destroy(gmodel*& model) {
 
 int case_control_ggi_set_model(case_control_ggi_data& data, unsigned hw, unsigned mode) {
     switch (select(data, hw)) {
-    case likelihood::hwq:
-        return case_control_ggi_hwq::set_model(data, mode);
-    case likelihood::hwd:
-        return case_control_ggi_hwd::set_model(data, mode);
-    default:
-        return 108;
+    case likelihood::hwq: return case_control_ggi_hwq::set_model(data, mode);
+    case likelihood::hwd: return case_control_ggi_hwd::set_model(data, mode);
+    case likelihood::hwqx: return case_control_ggi_hwqx::set_model(data, mode);
+    case likelihood::hwdx: return case_control_ggi_hwdx::set_model(data, mode);
     }
+    return 108;
 }
 
 void case_control_ggi_clear_model(case_control_ggi_data& data, unsigned hw) {
     switch (select(data, hw)) {
-    case likelihood::hwq:
-        destroy(case_control_ggi_hwq::model);
-        break;
-    case likelihood::hwd:
-        destroy(case_control_ggi_hwd::model);
-        break;
-    default:
-        break;
+    case likelihood::hwq: destroy(case_control_ggi_hwq::model); break;
+    case likelihood::hwd: destroy(case_control_ggi_hwd::model); break;
+    case likelihood::hwqx: destroy(case_control_ggi_hwqx::model); break;
+    case likelihood::hwdx: destroy(case_control_ggi_hwdx::model); break;
     }
 }
 
@@ -64,6 +60,11 @@ void case_control_ggi_transform(case_control_ggi_data const& data, unsigned hw,
 
 int case_control_ggi_stderr(case_control_ggi_data const& data, unsigned hw, double const* estimates,
                             double* out) {
-    return hw == 0 ? case_control_ggi_hwq::std_err(data, estimates, out)
-                   : case_control_ggi_hwd::std_err(data, estimates, out);
+    switch (select(data, hw)) {
+    case likelihood::hwq: return case_control_ggi_hwq::std_err(data, estimates, out);
+    case likelihood::hwd: return case_control_ggi_hwd::std_err(data, estimates, out);
+    case likelihood::hwqx: return case_control_ggi_hwqx::std_err(data, estimates, out);
+    case likelihood::hwdx: return case_control_ggi_hwdx::std_err(data, estimates, out);
+    }
+    return 108;
 }

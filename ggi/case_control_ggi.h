@@ -7,7 +7,7 @@
 #include "ggi/structures.h"
 
 // Makes the genetic-model object for mode 1 additive, 2 recessive, 3 dominant or 4 codominant and
-// sets the number of parameters. Returns 1, or 108 for another mode or a model that is not built.
+// sets the number of parameters. Returns 1, or 108 for another mode.
 int case_control_ggi_set_model(case_control_ggi_data& data, unsigned hw, unsigned mode);
 
 // Destroys the genetic-model object of the selected likelihood model.

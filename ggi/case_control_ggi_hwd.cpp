@@ -14,6 +14,7 @@
 // Subjects with one genotype and one status share their sums.
 #include "ggi/case_control_ggi_hwd.h"
 
+#include "ggi/hwd_designs.h"
 #include "ggi/retrospective.h"
 #include "ggi/standard_errors.h"
 
@@ -27,51 +28,7 @@ namespace {
 using hwd = case_control_ggi_hwd;
 using record = case_control_ggi_data;
 
-void list_haplotypes(bool homozygote, unsigned i, unsigned j, design_vector& d) {
-    if (i == j) {
-        d.add(i, homozygote ? 1 : 2);
-    } else {
-        d.add(i, 1);
-        d.add(j, 1);
-    }
-}
-
-// Design vectors by status: controls have no effect part.
-class designs {
-  public:
-    static constexpr bool homozygotes = true;
-
-    designs(record const& analysis, unsigned subject_status)
-        : data(analysis), status(subject_status) {}
-
-    void add(double w, bool homozygote, unsigned i, unsigned j, double* v) {
-        if (status != 0)
-            hwd::model->cw(data, w, homozygote, i, j, v);
-        else
-            list(homozygote, i, j).add_to(w, v);
-    }
-    void add_moments(double w, bool homozygote, unsigned i, unsigned j, double* v, double* M) {
-        if (status != 0) {
-            hwd::model->cwj(data, w, homozygote, i, j, v, M);
-        } else {
-            if (v != nullptr) add(w, homozygote, i, j, v);
-            list(homozygote, i, j).add_product_to(w, M, data.n_parameters);
-        }
-    }
-
-  private:
-    design_vector const& list(bool homozygote, unsigned i, unsigned j) {
-        d.clear();
-        list_haplotypes(homozygote, i, j, d);
-        return d;
-    }
-
-    record const& data;
-    unsigned status;
-    design_vector d;
-};
-
-using sums = retrospective<designs>;
+using sums = retrospective<hwd_designs<hwd>>;
 
 // 1, or the status of a value that is not finite.
 int finite_status(double value) {
@@ -84,8 +41,8 @@ int finite_status(double value) {
 design_vector const& case_control_ggi_hwd::gmodel::list(record const& data, bool homozygote,
                                                         unsigned i, unsigned j) {
     d.clear();
-    list_haplotypes(homozygote, i, j, d);
-    code(data, i, j, d);
+    list_hwd_haplotypes(homozygote, i, j, d);
+    code(data, data.effects, data.n_effects, data.n_haplotypes, i, j, d);
     return d;
 }
 
@@ -116,32 +73,25 @@ int case_control_ggi_hwd::gmodel::etw(record const& data, double const* x, doubl
     return finite_status(a1);
 }
 
-void case_control_ggi_hwd::gmodel::code(record const& data, unsigned i, unsigned j,
+void case_control_ggi_hwd::gmodel::code(record const& data, unsigned const* const* rows, unsigned n,
+                                        unsigned first, unsigned i, unsigned j,
                                         design_vector& out) const {
-    add_effects(data, two_copies, one_copy, data.n_haplotypes, i, j, out);
+    add_codes(data, rows, n, two_copies, one_copy, first, i, j, out);
 }
 
-void codominant_case_control_ggi_hwd::code(record const& data, unsigned i, unsigned j,
+void codominant_case_control_ggi_hwd::code(record const& data, unsigned const* const* rows,
+                                           unsigned n, unsigned first, unsigned i, unsigned j,
                                            design_vector& out) const {
-    add_codominant_effects(data, data.n_haplotypes, i, j, out);
+    add_codominant_codes(data, rows, n, first, i, j, out);
 }
 
 int case_control_ggi_hwd::set_model(record& data, unsigned mode) {
     switch (mode) {
-    case 1:
-        model = new gmodel(1, 2, 1);
-        break;
-    case 2:
-        model = new gmodel(2, 1, 0);
-        break;
-    case 3:
-        model = new gmodel(3, 1, 1);
-        break;
-    case 4:
-        model = new codominant_case_control_ggi_hwd;
-        break;
-    default:
-        return 108;
+    case 1: model = new gmodel(1, 2, 1); break;
+    case 2: model = new gmodel(2, 1, 0); break;
+    case 3: model = new gmodel(3, 1, 1); break;
+    case 4: model = new codominant_case_control_ggi_hwd; break;
+    default: return 108;
     }
     data.n_parameters = data.n_haplotypes + (mode == 4 ? 2 : 1) * data.n_effects;
     return 1;
@@ -226,24 +176,28 @@ void case_control_ggi_hwd::transform(record const& data, double const* x, double
     std::copy(x + K, x + data.n_parameters, out + K + 1);
 }
 
-int case_control_ggi_hwd::std_err(record const& data, double const* x, double* out) {
+void case_control_ggi_hwd::jacobian(record const& data, double const* x, double* J) {
     std::size_t const K = data.n_haplotypes, p = data.n_parameters, n = p + 1;
-    std::vector<double> W(2 * sums::terms(K)), b(data.n_subjects), g(p);
-    std::vector<double> H(p * p), J(n * p), reported(n);
-    double a[2] = {0, 0};
-    f(data, x, W.data(), a, b.data(), g.data());
-    df(data, W.data(), a, b.data(), H.data());
-    // df_k / dx_l = f_k ([k = l] - f_l) and drho / dx_l = -rho (1 - rho) f_l; the effects stand one
-    // place further on.
+    std::vector<double> reported(n);
     transform(data, x, reported.data());
-    double const* const frequency = reported.data();
     double const rho = reported[K];
+    std::fill(J, J + n * p, 0.0);
     for (std::size_t l = 0; l < K; ++l) {
         for (std::size_t k = 0; k < K; ++k)
-            J[k * p + l] = frequency[k] * ((k == l ? 1 : 0) - frequency[l]);
-        J[K * p + l] = -rho * (1 - rho) * frequency[l];
+            J[k * p + l] = reported[k] * ((k == l ? 1 : 0) - reported[l]);
+        J[K * p + l] = -rho * (1 - rho) * reported[l];
     }
     for (std::size_t e = K + 1; e < n; ++e)
         J[e * p + e - 1] = 1;
+}
+
+int case_control_ggi_hwd::std_err(record const& data, double const* x, double* out) {
+    std::size_t const p = data.n_parameters;
+    std::vector<double> W(2 * sums::terms(data.n_haplotypes)), g(p), H(p * p), J((p + 1) * p);
+    std::vector<double> b(data.n_subjects);
+    double a[2] = {0, 0};
+    f(data, x, W.data(), a, b.data(), g.data());
+    df(data, W.data(), a, b.data(), H.data());
+    jacobian(data, x, J.data());
     return standard_errors(H.data(), data.n_parameters, J.data(), data.n_parameters + 1, true, out);
 }

@@ -40,8 +40,9 @@ class case_control_ggi_hwd {
                 double& a1);
 
       protected:
-        // Adds the effect entries of the pair to d, the first effect at index K.
-        virtual void code(case_control_ggi_data const& data, unsigned i, unsigned j,
+        // Adds the codes of the pair for the n terms of a table to d, the first at index `first`.
+        virtual void code(case_control_ggi_data const& data, unsigned const* const* rows,
+                          unsigned n, unsigned first, unsigned i, unsigned j,
                           design_vector& d) const;
 
       private:
@@ -80,6 +81,9 @@ class case_control_ggi_hwd {
 
     // p + 1 reported quantities: the K haplotype frequencies, rho, then the effects.
     static void transform(case_control_ggi_data const& data, double const* x, double* out);
+    // Its (p + 1) x p Jacobian J: df_k / dx_l = f_k ([k = l] - f_l), drho / dx_l = -rho (1 - rho)
+    // f_l, and 1 for the effects.
+    static void jacobian(case_control_ggi_data const& data, double const* x, double* J);
     // Their p + 1 standard errors. Returns 1, or the status of the matrix inversion, with zeros in
     // out.
     static int std_err(case_control_ggi_data const& data, double const* x, double* out);
@@ -92,8 +96,8 @@ class codominant_case_control_ggi_hwd : public case_control_ggi_hwd::gmodel {
     codominant_case_control_ggi_hwd() : gmodel(0, 0, 0) {}
 
   protected:
-    void code(case_control_ggi_data const& data, unsigned i, unsigned j,
-              design_vector& d) const override;
+    void code(case_control_ggi_data const& data, unsigned const* const* rows, unsigned n,
+              unsigned first, unsigned i, unsigned j, design_vector& d) const override;
 };
 
 #endif

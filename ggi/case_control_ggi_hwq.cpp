@@ -12,6 +12,7 @@
 //   score   = observed minus expected design, H = S - T
 #include "ggi/case_control_ggi_hwq.h"
 
+#include "ggi/hwq_designs.h"
 #include "ggi/retrospective.h"
 #include "ggi/standard_errors.h"
 
@@ -25,59 +26,15 @@ namespace {
 using hwq = case_control_ggi_hwq;
 using record = case_control_ggi_data;
 
-void list_haplotypes(record const& data, unsigned i, unsigned j, design_vector& d) {
-    unsigned const reference = data.n_haplotypes - 1;
-    if (i == j) {
-        if (i != reference) d.add(i, 2);
-    } else {
-        if (i != reference) d.add(i, 1);
-        if (j != reference) d.add(j, 1);
-    }
-}
-
-// Design vectors by status: controls have no effect part.
-class designs {
-  public:
-    static constexpr bool homozygotes = false;
-
-    designs(record const& analysis, unsigned subject_status)
-        : data(analysis), status(subject_status) {}
-
-    void add(double w, bool, unsigned i, unsigned j, double* v) {
-        if (status != 0)
-            hwq::model->cw(data, w, i, j, v);
-        else
-            list(i, j).add_to(w, v);
-    }
-    void add_moments(double w, bool, unsigned i, unsigned j, double* v, double* M) {
-        if (v != nullptr) add(w, false, i, j, v);
-        if (status != 0)
-            hwq::model->cj(data, w, i, j, M);
-        else
-            list(i, j).add_product_to(w, M, data.n_parameters);
-    }
-
-  private:
-    design_vector const& list(unsigned i, unsigned j) {
-        d.clear();
-        list_haplotypes(data, i, j, d);
-        return d;
-    }
-
-    record const& data;
-    unsigned status;
-    design_vector d;
-};
-
-using sums = retrospective<designs>;
+using sums = retrospective<hwq_designs<hwq>>;
 
 } // namespace
 
 design_vector const& case_control_ggi_hwq::gmodel::list(record const& data, unsigned i,
                                                         unsigned j) {
     d.clear();
-    list_haplotypes(data, i, j, d);
-    code(data, i, j, d);
+    list_hwq_haplotypes(data, i, j, d);
+    code(data, data.effects, data.n_effects, data.n_haplotypes - 1, i, j, d);
     return d;
 }
 
@@ -102,32 +59,25 @@ void case_control_ggi_hwq::gmodel::etw(record const& data, double const* x, doub
         }
 }
 
-void case_control_ggi_hwq::gmodel::code(record const& data, unsigned i, unsigned j,
+void case_control_ggi_hwq::gmodel::code(record const& data, unsigned const* const* rows, unsigned n,
+                                        unsigned first, unsigned i, unsigned j,
                                         design_vector& out) const {
-    add_effects(data, two_copies, one_copy, data.n_haplotypes - 1, i, j, out);
+    add_codes(data, rows, n, two_copies, one_copy, first, i, j, out);
 }
 
-void codominant_case_control_ggi_hwq::code(record const& data, unsigned i, unsigned j,
+void codominant_case_control_ggi_hwq::code(record const& data, unsigned const* const* rows,
+                                           unsigned n, unsigned first, unsigned i, unsigned j,
                                            design_vector& out) const {
-    add_codominant_effects(data, data.n_haplotypes - 1, i, j, out);
+    add_codominant_codes(data, rows, n, first, i, j, out);
 }
 
 int case_control_ggi_hwq::set_model(record& data, unsigned mode) {
     switch (mode) {
-    case 1:
-        model = new gmodel(1, 2, 1);
-        break;
-    case 2:
-        model = new gmodel(2, 1, 0);
-        break;
-    case 3:
-        model = new gmodel(3, 1, 1);
-        break;
-    case 4:
-        model = new codominant_case_control_ggi_hwq;
-        break;
-    default:
-        return 108;
+    case 1: model = new gmodel(1, 2, 1); break;
+    case 2: model = new gmodel(2, 1, 0); break;
+    case 3: model = new gmodel(3, 1, 1); break;
+    case 4: model = new codominant_case_control_ggi_hwq; break;
+    default: return 108;
     }
     data.n_parameters = data.n_haplotypes - 1 + (mode == 4 ? 2 : 1) * data.n_effects;
     return 1;
@@ -209,19 +159,25 @@ void case_control_ggi_hwq::transform(record const& data, double const* x, double
     std::copy(x + K - 1, x + data.n_parameters, out + K);
 }
 
-int case_control_ggi_hwq::std_err(record const& data, double const* x, double* out) {
+void case_control_ggi_hwq::jacobian(record const& data, double const* x, double* J) {
     std::size_t const K = data.n_haplotypes, p = data.n_parameters, n = p + 1;
-    std::vector<double> W(2 * triangle(K)), b(2 * std::size_t{data.distinct->count}), g(p);
-    std::vector<double> H(p * p), J(n * p), frequencies(n);
+    std::vector<double> reported(n);
+    transform(data, x, reported.data());
+    std::fill(J, J + n * p, 0.0);
+    for (std::size_t k = 0; k < K; ++k)
+        for (std::size_t l = 0; l + 1 < K; ++l)
+            J[k * p + l] = reported[k] * ((k == l ? 1 : 0) - reported[l]);
+    for (std::size_t e = K; e < n; ++e)
+        J[e * p + e - 1] = 1;
+}
+
+int case_control_ggi_hwq::std_err(record const& data, double const* x, double* out) {
+    std::size_t const p = data.n_parameters;
+    std::vector<double> W(2 * sums::terms(data.n_haplotypes)), g(p), H(p * p), J((p + 1) * p);
+    std::vector<double> b(2 * std::size_t{data.distinct->count});
     double a[2];
     f(data, x, W.data(), a, b.data(), g.data());
     df(data, W.data(), a, b.data(), H.data());
-    // df_k / dx_l = f_k ([k = l] - f_l); the effects stand one place further on.
-    transform(data, x, frequencies.data());
-    for (std::size_t k = 0; k < K; ++k)
-        for (std::size_t l = 0; l + 1 < K; ++l)
-            J[k * p + l] = frequencies[k] * ((k == l ? 1 : 0) - frequencies[l]);
-    for (std::size_t e = K; e < n; ++e)
-        J[e * p + e - 1] = 1;
+    jacobian(data, x, J.data());
     return standard_errors(H.data(), data.n_parameters, J.data(), data.n_parameters + 1, true, out);
 }

@@ -34,8 +34,9 @@ class case_control_ggi_hwq {
         void etw(case_control_ggi_data const& data, double const* x, double* w1, double& a1);
 
       protected:
-        // Adds the effect entries of the pair to d, the first effect at index K - 1.
-        virtual void code(case_control_ggi_data const& data, unsigned i, unsigned j,
+        // Adds the codes of the pair for the n terms of a table to d, the first at index `first`.
+        virtual void code(case_control_ggi_data const& data, unsigned const* const* rows,
+                          unsigned n, unsigned first, unsigned i, unsigned j,
                           design_vector& d) const;
 
       private:
@@ -74,6 +75,8 @@ class case_control_ggi_hwq {
 
     // p + 1 reported quantities: the K haplotype frequencies, the reference last, then the effects.
     static void transform(case_control_ggi_data const& data, double const* x, double* out);
+    // Its (p + 1) x p Jacobian J: df_k / dx_l = f_k ([k = l] - f_l), and 1 for the effects.
+    static void jacobian(case_control_ggi_data const& data, double const* x, double* J);
     // Their p + 1 standard errors. Returns 1, or the status of the matrix inversion, with zeros in
     // out.
     static int std_err(case_control_ggi_data const& data, double const* x, double* out);
@@ -86,8 +89,8 @@ class codominant_case_control_ggi_hwq : public case_control_ggi_hwq::gmodel {
     codominant_case_control_ggi_hwq() : gmodel(0, 0, 0) {}
 
   protected:
-    void code(case_control_ggi_data const& data, unsigned i, unsigned j,
-              design_vector& d) const override;
+    void code(case_control_ggi_data const& data, unsigned const* const* rows, unsigned n,
+              unsigned first, unsigned i, unsigned j, design_vector& d) const override;
 };
 
 #endif

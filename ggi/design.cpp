@@ -37,20 +37,20 @@ effect_copies count_copies(ggi_data const& data, unsigned const* row, unsigned i
     return copies;
 }
 
-void add_effects(ggi_data const& data, unsigned two, unsigned one, unsigned first, unsigned i,
-                 unsigned j, design_vector& d) {
-    for (unsigned e = 0; e < data.n_effects; ++e) {
-        effect_copies const c = count_copies(data, data.effects[e], i, j);
+void add_codes(ggi_data const& data, unsigned const* const* rows, unsigned n, unsigned two,
+               unsigned one, unsigned first, unsigned i, unsigned j, design_vector& d) {
+    for (unsigned e = 0; e < n; ++e) {
+        effect_copies const c = count_copies(data, rows[e], i, j);
         if (!c.present) continue;
         double const z = power(two, c.homozygous) * power(one, c.genes - c.homozygous);
         if (z != 0) d.add(first + e, z);
     }
 }
 
-void add_codominant_effects(ggi_data const& data, unsigned first, unsigned i, unsigned j,
-                            design_vector& d) {
-    for (unsigned e = 0; e < data.n_effects; ++e) {
-        effect_copies const c = count_copies(data, data.effects[e], i, j);
+void add_codominant_codes(ggi_data const& data, unsigned const* const* rows, unsigned n,
+                          unsigned first, unsigned i, unsigned j, design_vector& d) {
+    for (unsigned e = 0; e < n; ++e) {
+        effect_copies const c = count_copies(data, rows[e], i, j);
         if (!c.present) continue;
         d.add(first + 2 * e, power(2, c.homozygous));
         if (c.homozygous == c.genes) d.add(first + 2 * e + 1, 1);

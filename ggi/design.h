@@ -46,15 +46,16 @@ struct effect_copies {
 // Counts them for the pair of modelled haplotypes i and j and the gene entries of a term's row.
 effect_copies count_copies(ggi_data const& data, unsigned const* row, unsigned i, unsigned j);
 
-// Additive, recessive and dominant coding of every effect: z_e = two^homozygous one^(genes -
-// homozygous) when the effect is present, else 0. Adds z_e at index first + e.
-void add_effects(ggi_data const& data, unsigned two, unsigned one, unsigned first, unsigned i,
-                 unsigned j, design_vector& d);
+// Additive, recessive and dominant coding of the pair for n terms by the gene entries of their
+// rows: z_e = two^homozygous one^(genes - homozygous) when the term is present, else 0. Adds z_e at
+// index first + e.
+void add_codes(ggi_data const& data, unsigned const* const* rows, unsigned n, unsigned two,
+               unsigned one, unsigned first, unsigned i, unsigned j, design_vector& d);
 
-// Codominant coding: for an effect that is present 2^homozygous at index first + 2e and, when the
-// pair is homozygous at every involved gene, 1 at index first + 2e + 1.
-void add_codominant_effects(ggi_data const& data, unsigned first, unsigned i, unsigned j,
-                            design_vector& d);
+// Codominant coding: for a term that is present 2^homozygous at index first + 2e and, when the pair
+// is homozygous at every involved gene, 1 at index first + 2e + 1.
+void add_codominant_codes(ggi_data const& data, unsigned const* const* rows, unsigned n,
+                          unsigned first, unsigned i, unsigned j, design_vector& d);
 
 // Offset of row i in a packed lower triangle: entry (i, j), i >= j, is at triangle(i) + j.
 inline std::size_t triangle(std::size_t i) {

@@ -10,14 +10,10 @@ int failure(int status) {
     if (status < 0) return 104;
     switch (status) {
     case 1:
-    case 2:
-        return 112;
-    case 3:
-        return 106;
-    case 10:
-        return 120;
-    default:
-        return 0;
+    case 2: return 112;
+    case 3: return 106;
+    case 10: return 120;
+    default: return 0;
     }
 }
 

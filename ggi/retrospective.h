@@ -87,7 +87,8 @@ struct retrospective {
         }
     }
 
-  private:
+    // --- parts ---
+
     // A genotype that one heterozygous pair explains has no variance; neither has a homozygous one
     // where no homozygote term stands beside the pair.
     static bool is_certain(haplotype_pair_list const& pairs) {

@@ -58,10 +58,12 @@ struct outfmt_row {
 struct outfmt {
     unsigned width;
     std::vector<outfmt_row> effects;
+    std::vector<outfmt_row> environment;
     std::vector<outfmt_row> frequencies;
 };
 
-// Lays out the effects section for a model that has been set up.
+// Lays out the effects section for a model that has been set up. labels are the names of the data
+// file's columns.
 void format_output(case_control_ggi_data const& data, variable const& v, std::string const* labels,
                    outfmt& format);
 

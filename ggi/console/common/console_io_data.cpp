@@ -134,15 +134,9 @@ struct subject {
         else if (!read_number(begin, end, value))
             return false;
         switch (kind) {
-        case DISEASE:
-            *status = value == 1;
-            return value == 0 || value == 1;
-        case COVARIATE:
-            covariates[covariate++][index] = value;
-            return true;
-        default:
-            store_snp(value);
-            return true;
+        case DISEASE: *status = value == 1; return value == 0 || value == 1;
+        case COVARIATE: covariates[covariate++][index] = value; return true;
+        default: store_snp(value); return true;
         }
     }
     void store_snp(double value) {
@@ -200,17 +194,10 @@ void name_columns(std::vector<column_kind> const& kinds, line const* header, std
     unsigned snps = 0, environment = 0;
     for (std::size_t c = 0; c < kinds.size(); ++c)
         switch (kinds[c]) {
-        case DISEASE:
-            names[c] = "STATUS";
-            break;
-        case COVARIATE:
-            names[c] = "ENV" + std::to_string(++environment);
-            break;
-        case SNP:
-            names[c] = "SNP" + std::to_string(++snps);
-            break;
-        default:
-            break;
+        case DISEASE: names[c] = "STATUS"; break;
+        case COVARIATE: names[c] = "ENV" + std::to_string(++environment); break;
+        case SNP: names[c] = "SNP" + std::to_string(++snps); break;
+        default: break;
         }
 }
 

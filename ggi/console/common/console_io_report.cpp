@@ -82,25 +82,18 @@ std::string section_end(result const& res, std::string const& log_likelihood, in
 
 char const* sample_label(unsigned sample) {
     switch (sample) {
-    case 1:
-        return "Cases";
-    case 2:
-        return "Combined";
-    default:
-        return "Controls";
+    case 1: return "Cases";
+    case 2: return "Combined";
+    default: return "Controls";
     }
 }
 
 char const* model_label(unsigned model) {
     switch (model) {
-    case 2:
-        return "Recessive";
-    case 3:
-        return "Dominant";
-    case 4:
-        return "Codominant";
-    default:
-        return "Additive";
+    case 2: return "Recessive";
+    case 3: return "Dominant";
+    case 4: return "Codominant";
+    default: return "Additive";
     }
 }
 
@@ -154,6 +147,8 @@ std::string effects_section(outfmt const& format, case_control_ggi_data const& d
         text += right(column, Ve);
     std::string const rule = dash_rule(Le + 4 * Ve);
     text += "\n" + rule + "Effects\n" + rule + rows(format.effects, stats, Le, Ve, pe);
+    if (!format.environment.empty())
+        text += "Environment\n" + rows(format.environment, stats, Le, Ve, pe);
     text += "Frequencies\n" + rows(format.frequencies, stats, Le, Ve, pe);
     return text + rule +
            section_end(fit, log_likelihood, std::max(Le, 14), length(log_likelihood) + 2);
@@ -182,6 +177,26 @@ outfmt_row term_row(case_control_ggi_data const& data, unsigned const* row) {
     return {(genes == 1 ? "Gene " : "Genes ") + numbers, label, 0};
 }
 
+// Names of the covariates in the order in which they are read, which is that of their columns.
+std::vector<std::string> covariate_names(variable const& v, std::string const* labels) {
+    std::vector<unsigned> columns(v.covariate_columns, v.covariate_columns + v.n_covariates);
+    std::sort(columns.begin(), columns.end());
+    std::vector<std::string> names;
+    for (unsigned const column : columns)
+        names.push_back(labels[column]);
+    return names;
+}
+
+// Names of the covariates that a row lists, up to the first MAX_UINT.
+std::string joined_names(unsigned const* row, std::vector<std::string> const& names) {
+    std::string text, separator;
+    for (; *row != MAX_UINT; ++row) {
+        text += separator + names[*row];
+        separator = "*";
+    }
+    return text;
+}
+
 unsigned longest_label(std::vector<outfmt_row> const& table) {
     std::size_t longest = 0;
     for (outfmt_row const& row : table)
@@ -198,16 +213,27 @@ std::string statstr(statistics const& stats, unsigned parameter, int width, int 
     return text;
 }
 
-void format_output(case_control_ggi_data const& data, variable const& v, std::string const*,
+void format_output(case_control_ggi_data const& data, variable const& v, std::string const* labels,
                    outfmt& format) {
-    // Frequencies come first among the parameters, then rho, if there is one, then the effects.
-    unsigned const K = data.n_haplotypes, per_effect = v.model == 4 ? 2 : 1;
-    unsigned const first_effect = v.hw == 0 ? K : K + 1;
-    for (unsigned e = 0; e < data.n_effects; ++e) {
-        outfmt_row row = term_row(data, data.effects[e]);
-        row.parameter = first_effect + per_effect * e;
-        format.effects.push_back(row);
-        if (v.model == 4) format.effects.push_back({row.title, "", row.parameter + 1});
+    // Frequencies come first among the parameters, then rho, if there is one, then the effects,
+    // then kappa, which is not listed, and the covariates' terms.
+    unsigned const K = data.n_haplotypes;
+    unsigned parameter = v.hw == 0 ? K : K + 1;
+    auto const add = [&](std::vector<outfmt_row>& table, outfmt_row row) {
+        row.parameter = parameter++;
+        table.push_back(row);
+        if (v.model == 4 && !row.title.empty()) table.push_back({row.title, "", parameter++});
+    };
+    std::vector<std::string> const names = covariate_names(v, labels);
+    for (unsigned e = 0; e < data.n_effects; ++e)
+        add(format.effects, term_row(data, data.effects[e]));
+    if (has_environment(data)) ++parameter;
+    for (unsigned r = 0; r < data.n_environment; ++r)
+        add(format.environment, {"", "  " + joined_names(data.environment[r], names), 0});
+    for (unsigned r = 0; r < data.n_interactions; ++r) {
+        outfmt_row row = term_row(data, data.interactions[r]);
+        row.label += "*" + joined_names(data.interactions[r] + data.n_genes, names);
+        add(format.environment, row);
     }
     std::vector<unsigned> by_code(K);
     std::iota(by_code.begin(), by_code.end(), 0u);
@@ -218,7 +244,8 @@ void format_output(case_control_ggi_data const& data, variable const& v, std::st
             {"", "  " + haplotype{data.haplotypes[i], 0}.str(v.n_loci()), i});
     if (v.hw != 0) format.frequencies.push_back({"", "  Rho", K});
     unsigned const longest =
-        std::max(longest_label(format.effects), longest_label(format.frequencies));
+        std::max({longest_label(format.effects), longest_label(format.environment),
+                  longest_label(format.frequencies)});
     format.width = std::max(longest + 2, 14u);
 }
 

@@ -282,14 +282,10 @@ bool store_definition(spec_line const& line, variable& v, named& seen) {
 
 int setvar(unsigned key, std::string const& value, variable& v, std::string& message) {
     switch (key) {
-    case STATUS:
-        return set_status(value, v, message);
-    case GENE:
-        return set_gene(value, v, message);
-    case EFFECT:
-        return set_effect(value, v, message);
-    case ENVIRONMENT:
-        return set_environment(value, v, message);
+    case STATUS: return set_status(value, v, message);
+    case GENE: return set_gene(value, v, message);
+    case EFFECT: return set_effect(value, v, message);
+    case ENVIRONMENT: return set_environment(value, v, message);
     case HW: {
         unsigned assumption = 0;
         int const status = set_name(value, {"hwe", "hwd"}, 0, assumption);
@@ -298,22 +294,14 @@ int setvar(unsigned key, std::string const& value, variable& v, std::string& mes
     }
     case MODEL:
         return set_name(value, {"additive", "recessive", "dominant", "codominant"}, 1, v.model);
-    case HEADER:
-        return 1; // every data file has a header line, whatever the value
-    case SAMPLE:
-        return set_name(value, {"controls", "cases", "combined"}, 0, v.sample);
-    case THRESHOLD:
-        return set_fraction(key, value, v.threshold);
-    case TOLERANCE:
-        return set_fraction(key, value, v.tolerance);
-    case ITERATIONS:
-        return set_count(value, v.iterations);
-    case FTOLERANCE:
-        return set_fraction(key, value, v.frequency_tolerance);
-    case FITERATIONS:
-        return set_count(value, v.frequency_iterations);
-    default:
-        return 0;
+    case HEADER: return 1; // every data file has a header line, whatever the value
+    case SAMPLE: return set_name(value, {"controls", "cases", "combined"}, 0, v.sample);
+    case THRESHOLD: return set_fraction(key, value, v.threshold);
+    case TOLERANCE: return set_fraction(key, value, v.tolerance);
+    case ITERATIONS: return set_count(value, v.iterations);
+    case FTOLERANCE: return set_fraction(key, value, v.frequency_tolerance);
+    case FITERATIONS: return set_count(value, v.frequency_iterations);
+    default: return 0;
     }
 }
 

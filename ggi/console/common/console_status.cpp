@@ -23,59 +23,39 @@ std::string status_line(int code, std::string const& first) {
 
 std::string line_of(int code, std::string const& first, std::string const& second) {
     switch (code) {
-    case NOTE:
-        return second.empty() ? first : second + ": " + first;
-    case NOT_FOUND:
-        return "file or directory '" + first + "' not found.";
-    case NO_READ_DIRECTORY:
-        return "no read permission for directory '" + first + "'.";
-    case NO_READ_FILE:
-        return "no read permission for file '" + first + "'.";
-    case NO_WRITE_FILE:
-        return "no write permission for file '" + first + "'.";
-    case INVALID_PATH:
-        return "invalid path for file or directory '" + first + "'.";
-    case OPEN_FAILED:
-        return file_kind("failed to open ", first, second);
-    case READ_FAILED:
-        return file_kind("error reading ", first, second);
-    case CLOSE_FAILED:
-        return file_kind("failed to close ", first, second);
-    case INVALID_FORMAT:
-        return first + ": error: invalid file format.";
-    case COLUMNS_MISMATCH:
-        return first + ": error: file format does not match defined columns.";
-    case NO_DATA:
-        return first + ": error: no data found.";
-    case EMPTY_DIRECTORY:
-        return "no files found in directory '" + first + "'.";
+    case NOTE: return second.empty() ? first : second + ": " + first;
+    case NOT_FOUND: return "file or directory '" + first + "' not found.";
+    case NO_READ_DIRECTORY: return "no read permission for directory '" + first + "'.";
+    case NO_READ_FILE: return "no read permission for file '" + first + "'.";
+    case NO_WRITE_FILE: return "no write permission for file '" + first + "'.";
+    case INVALID_PATH: return "invalid path for file or directory '" + first + "'.";
+    case OPEN_FAILED: return file_kind("failed to open ", first, second);
+    case READ_FAILED: return file_kind("error reading ", first, second);
+    case CLOSE_FAILED: return file_kind("failed to close ", first, second);
+    case INVALID_FORMAT: return first + ": error: invalid file format.";
+    case COLUMNS_MISMATCH: return first + ": error: file format does not match defined columns.";
+    case NO_DATA: return first + ": error: no data found.";
+    case EMPTY_DIRECTORY: return "no files found in directory '" + first + "'.";
     case INVALID_DEFINITION:
         return first + ": error: invalid definition for variable " + second + ".";
-    case NOT_DEFINED:
-        return first + ": error: variable " + second + " is not defined.";
-    case MULTIPLY_DEFINED:
-        return first + ": error: variable " + second + " is multiply defined.";
+    case NOT_DEFINED: return first + ": error: variable " + second + " is not defined.";
+    case MULTIPLY_DEFINED: return first + ": error: variable " + second + " is multiply defined.";
     case INVALID_OPTION:
         return second.empty() ? "invalid option '" + first + "'."
                               : "invalid value '" + second + "' for option '" + first + "'.";
-    case INVALID_VALUE:
-        return first + ": error: invalid data for variable " + second + ".";
+    case INVALID_VALUE: return first + ": error: invalid data for variable " + second + ".";
     case BELOW_THRESHOLD:
         return first + ": error: frequency of haplotype " + second +
                " is not consistent with specified threshold.";
-    case STATISTICS_FAILED:
-        return first + ": warning: statistics computation failed.";
-    case 1:
-        return first + ": success.";
+    case STATISTICS_FAILED: return first + ": warning: statistics computation failed.";
+    case 1: return first + ": success.";
     case 3:
         return first + ": error: haplotype " + second + " is not consistent with genotype data.";
     case 5:
         return first + ": warning: exceeded maximum iterations" +
                (second.empty() ? "." : " in " + second + " computation.");
-    case 9:
-        return first + ": warning: rho estimated at zero --> using HWE.";
-    default:
-        return status_line(code, first);
+    case 9: return first + ": warning: rho estimated at zero --> using HWE.";
+    default: return status_line(code, first);
     }
 }
 

@@ -1,0 +1,77 @@
+// The disequilibrium environment model: pair weights of case_control_ggi_hwd, subjects of
+// environment_likelihood.
+#include "ggi/case_control_ggi_hwdx.h"
+
+#include "ggi/environment_likelihood.h"
+#include "ggi/hwd_designs.h"
+#include "ggi/standard_errors.h"
+
+case_control_ggi_hwdx::gmodel* case_control_ggi_hwdx::model = nullptr;
+
+namespace {
+
+using record = case_control_ggi_data;
+using sums = environment_likelihood<hwd_designs<case_control_ggi_hwdx>>;
+
+} // namespace
+
+void case_control_ggi_hwdx::gmodel::init(record const& data, unsigned per_term) {
+    covariates.init(data, per_term, [&](unsigned i, unsigned j, design_vector& codes) {
+        code(data, data.interactions, data.n_interactions, 0, i, j, codes);
+    });
+    layout.init(data, covariates, sums::plain::terms(data.n_haplotypes));
+}
+
+void codominant_case_control_ggi_hwdx::code(record const& data, unsigned const* const* rows,
+                                            unsigned n, unsigned first, unsigned i, unsigned j,
+                                            design_vector& out) const {
+    add_codominant_codes(data, rows, n, first, i, j, out);
+}
+
+int case_control_ggi_hwdx::set_model(record& data, unsigned mode) {
+    switch (mode) {
+    case 1: model = new gmodel(1, 2, 1); break;
+    case 2: model = new gmodel(2, 1, 0); break;
+    case 3: model = new gmodel(3, 1, 1); break;
+    case 4: model = new codominant_case_control_ggi_hwdx; break;
+    default: return 108;
+    }
+    unsigned const per_term = mode == 4 ? 2 : 1;
+    data.n_parameters = data.n_haplotypes + data.n_environment + 1 +
+                        per_term * (data.n_effects + data.n_interactions);
+    model->init(data, per_term);
+    return 1;
+}
+
+int case_control_ggi_hwdx::f(record const& data, double const* x, double* W, double* a, double* b,
+                             double* g) {
+    environment_layout const& layout = model->layout;
+    unsigned const K = data.n_haplotypes;
+    double *const w0 = W + layout.control, *const w1 = W + layout.cases;
+    double a0, a1;
+    int status = case_control_ggi_hwd::etw(x, K, w0, w0 + triangle(K), a0);
+    if (status == 1) status = model->etw(data, x, w1, w1 + triangle(K), a1);
+    if (status != 1) return status;
+    return sums::evaluate(data, model->covariates, layout, a0, x, W, a, b, g);
+}
+
+double case_control_ggi_hwdx::llh(record const& data, double const* a, double const* b) {
+    double sum = 0;
+    for (unsigned s = 0; s < data.n_subjects; ++s)
+        sum += std::log(b[s]) - std::log(a[s]);
+    return sum;
+}
+
+void case_control_ggi_hwdx::df(record const& data, double const* W, double const*, double const*,
+                               double* H) {
+    sums::information(data, model->covariates, model->layout, W, H);
+}
+
+int case_control_ggi_hwdx::std_err(record const& data, double const* x, double* out) {
+    std::size_t const p = data.n_parameters, n = data.n_subjects;
+    std::vector<double> W(n_weights()), a(n), b(n), g(p), H(p * p), J((p + 1) * p);
+    f(data, x, W.data(), a.data(), b.data(), g.data());
+    df(data, W.data(), a.data(), b.data(), H.data());
+    case_control_ggi_hwd::jacobian(data, x, J.data());
+    return standard_errors(H.data(), data.n_parameters, J.data(), data.n_parameters + 1, true, out);
+}

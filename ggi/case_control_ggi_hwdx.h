@@ -1,0 +1,52 @@
+// Likelihood of status and genotype given covariates, under Hardy-Weinberg disequilibrium (see
+// environment_sums.h). Shapes as in case_control_ggi_hwd, but a and b hold one value per subject
+// and W what environment_layout says.
+#ifndef QUILMAR_GGI_CASE_CONTROL_GGI_HWDX_H
+#define QUILMAR_GGI_CASE_CONTROL_GGI_HWDX_H
+
+#include "ggi/case_control_ggi_hwd.h"
+#include "ggi/environment_sums.h"
+
+// Parameters: the K haplotypes and the effects of the plain model, kappa, the environment terms,
+// the interactions.
+class case_control_ggi_hwdx {
+  public:
+    // Coding of effects and interactions, and the covariates of the analysis.
+    class gmodel : public case_control_ggi_hwd::gmodel {
+      public:
+        using case_control_ggi_hwd::gmodel::gmodel;
+        environment covariates;
+        environment_layout layout;
+
+        // Builds covariates and layout; per_term is the number of parameters of an interaction.
+        void init(case_control_ggi_data const& data, unsigned per_term);
+    };
+
+    // The genetic model of the current analysis; made by set_model.
+    static gmodel* model;
+
+    // As in case_control_ggi_hwd.
+    static int set_model(case_control_ggi_data& data, unsigned mode);
+    // Number of values of W.
+    static std::size_t n_weights() { return model->layout.size; }
+
+    // As in case_control_ggi_hwd; f returns 114 or 115 at a sum of weights that is not a number or
+    // infinite.
+    static int f(case_control_ggi_data const& data, double const* x, double* W, double* a,
+                 double* b, double* g);
+    static double llh(case_control_ggi_data const& data, double const* a, double const* b);
+    static void df(case_control_ggi_data const& data, double const* W, double const* a,
+                   double const* b, double* H);
+    static int std_err(case_control_ggi_data const& data, double const* x, double* out);
+};
+
+class codominant_case_control_ggi_hwdx : public case_control_ggi_hwdx::gmodel {
+  public:
+    codominant_case_control_ggi_hwdx() : gmodel(0, 0, 0) {}
+
+  protected:
+    void code(case_control_ggi_data const& data, unsigned const* const* rows, unsigned n,
+              unsigned first, unsigned i, unsigned j, design_vector& d) const override;
+};
+
+#endif

@@ -1,0 +1,75 @@
+// The equilibrium environment model: pair weights of case_control_ggi_hwq, subjects of
+// environment_likelihood.
+#include "ggi/case_control_ggi_hwqx.h"
+
+#include "ggi/environment_likelihood.h"
+#include "ggi/hwq_designs.h"
+#include "ggi/standard_errors.h"
+
+case_control_ggi_hwqx::gmodel* case_control_ggi_hwqx::model = nullptr;
+
+namespace {
+
+using record = case_control_ggi_data;
+using sums = environment_likelihood<hwq_designs<case_control_ggi_hwqx>>;
+
+} // namespace
+
+void case_control_ggi_hwqx::gmodel::init(record const& data, unsigned per_term) {
+    covariates.init(data, per_term, [&](unsigned i, unsigned j, design_vector& codes) {
+        code(data, data.interactions, data.n_interactions, 0, i, j, codes);
+    });
+    layout.init(data, covariates, sums::plain::terms(data.n_haplotypes));
+}
+
+void codominant_case_control_ggi_hwqx::code(record const& data, unsigned const* const* rows,
+                                            unsigned n, unsigned first, unsigned i, unsigned j,
+                                            design_vector& out) const {
+    add_codominant_codes(data, rows, n, first, i, j, out);
+}
+
+int case_control_ggi_hwqx::set_model(record& data, unsigned mode) {
+    switch (mode) {
+    case 1: model = new additive_case_control_ggi_hwqx; break;
+    case 2: model = new recessive_case_control_ggi_hwqx; break;
+    case 3: model = new dominant_case_control_ggi_hwqx; break;
+    case 4: model = new codominant_case_control_ggi_hwqx; break;
+    default: return 108;
+    }
+    unsigned const per_term = mode == 4 ? 2 : 1;
+    data.n_parameters =
+        data.n_haplotypes + data.n_environment + per_term * (data.n_effects + data.n_interactions);
+    model->init(data, per_term);
+    return 1;
+}
+
+int case_control_ggi_hwqx::f(record const& data, double const* x, double* W, double* a, double* b,
+                             double* g) {
+    environment_layout const& layout = model->layout;
+    double a0, a1;
+    case_control_ggi_hwq::etw(data, x, W + layout.control, a0);
+    model->etw(data, x, W + layout.cases, a1);
+    return sums::evaluate(data, model->covariates, layout, a0, x, W, a, b, g);
+}
+
+double case_control_ggi_hwqx::llh(record const& data, double const* a, double const* b) {
+    double sum = 0;
+    for (unsigned s = 0; s < data.n_subjects; ++s)
+        sum += std::log(b[s]) - std::log(a[s]);
+    return sum;
+}
+
+void case_control_ggi_hwqx::df(record const& data, double const* W, double const*, double const*,
+                               double* H) {
+    sums::information(data, model->covariates, model->layout, W, H);
+}
+
+int case_control_ggi_hwqx::std_err(record const& data, double const* x, double* out) {
+    std::size_t const p = data.n_parameters, n = data.n_subjects;
+    std::vector<double> W(n_weights()), a(n), b(n), g(p), H(p * p), J((p + 1) * p);
+    f(data, x, W.data(), a.data(), b.data(), g.data());
+    df(data, W.data(), a.data(), b.data(), H.data());
+    case_control_ggi_hwq::jacobian(data, x, J.data());
+    return standard_errors(H.data(), data.n_parameters, J.data(), data.n_parameters + 1, false,
+                           out);
+}

@@ -1,0 +1,44 @@
+// What the environment models know of an analysis beside the haplotype pairs: the covariate
+// products of every subject, and the classes of pairs whose interaction terms are coded alike.
+//
+// Only the interactions join a pair with a subject's covariates, and a coding takes few values. All
+// pairs of one class therefore depend on the covariates by one factor, and a subject costs one
+// exponential per class, however many haplotypes are modelled.
+#ifndef QUILMAR_GGI_ENVIRONMENT_H
+#define QUILMAR_GGI_ENVIRONMENT_H
+
+#include "ggi/case_control_ggi_data.h"
+#include "ggi/design.h"
+
+#include <cstddef>
+#include <functional>
+#include <vector>
+
+struct environment {
+    unsigned n_products;           // G1 environment terms and G2 interactions
+    unsigned n_main;               // G1
+    unsigned n_codes;              // interaction parameters: G2, or 2 G2 under the codominant model
+    unsigned n_classes;            // C
+    std::vector<double> products;  // per subject X_1 .. X_G1, X'_1 .. X'_G2
+    std::vector<double> codes;     // per class y_1 .. y_n_codes
+    std::vector<unsigned> of_pair; // class of the pair (i, j) at triangle(i) + j
+
+    // The classes that occur among the pairs of genotype g are local[first[g]] ..
+    // local[first[g+1]-1].
+    std::vector<unsigned> first;
+    std::vector<unsigned> local;
+
+    // Covariate parameters: kappa, the environment terms, the interactions.
+    unsigned n_parameters() const { return 1 + n_main + n_codes; }
+    // Index of the product that the interaction parameter y belongs to.
+    unsigned product_of(unsigned y) const { return n_main + y / (n_codes / (n_products - n_main)); }
+    unsigned n_local(unsigned g) const { return first[g + 1] - first[g]; }
+
+    // Builds all of it for an analysis whose terms and haplotypes stand. `code` lists the
+    // interaction codes of a pair of modelled haplotypes, of which there are per_term for each
+    // interaction.
+    using coding = std::function<void(unsigned i, unsigned j, design_vector& d)>;
+    void init(case_control_ggi_data const& data, unsigned per_term, coding const& code);
+};
+
+#endif

@@ -1,0 +1,63 @@
+// Evaluation of the environment likelihoods: the model of status and genotype given the covariates,
+// with genes and environment independent in the population (N. Chatterjee, R. J. Carroll,
+// Biometrika 92 (2005) 399-418; C. Spinka, R. J. Carroll, N. Chatterjee, Genetic Epidemiology 29
+// (2005) 108-127).
+//
+// w0 and w1 are the pair weights of the plain model, a0 the sum of w0, A_c the sum of w1 over the
+// pairs of class c, theta = (kappa, xi, gamma). For subject s with the covariate design of class c
+//
+//   h_sc = (1, X_s1 .. X_sG1, y_c1 X'_s1 .. y_cG2 X'_sG2)
+//   t_sc = exp(theta' h_sc),   a_s = a0 + sum over c of A_c t_sc
+//   b_s  = sum of w0 over the pairs of s for a control, sum over c of B_gc t_sc for a case,
+//          B_gc being the sum of w1 over the pairs of its genotype g that are in class c
+//   llh  = sum over s of ln b_s - ln a_s
+//
+// Two distributions over classes make up score and information: the joint one of status and pair,
+// with probabilities u_s0 = a0 / a_s of being a control and u_sc = A_c t_sc / a_s, and that of a
+// case given its genotype, rho_sc = B_gc t_sc / b_s. One sweep over the subjects gathers for either
+//
+//   P_k = sum of u_k,  UU = sum of u u',  Uh_k = sum of u_k (h_k - e),  e = sum over k of u_k h_k
+//
+// and for both together the score sum of e and the covariance hh = sum of (sum of u h h') - e e'.
+// What depends on haplotypes is the same for all subjects and enters once, as the mean design of a
+// class.
+#ifndef QUILMAR_GGI_ENVIRONMENT_SUMS_H
+#define QUILMAR_GGI_ENVIRONMENT_SUMS_H
+
+#include "ggi/environment.h"
+
+// Sums over the classes k = 0 .. m-1 of a distribution, in one array of doubles or const doubles: P
+// (m), UU (m x m), Uh (m x r).
+template <typename real>
+struct class_sums {
+    real* P;
+    real* UU;
+    real* Uh;
+
+    class_sums(real* begin, std::size_t m) : P(begin), UU(P + m), Uh(UU + m * m) {}
+};
+
+// Where the parts of the work array W are.
+struct environment_layout {
+    std::size_t control;               // w0: `terms` weights
+    std::size_t cases;                 // w1
+    std::size_t a0;                    // a0 and A_0 .. A_(C-1), in the order of the distribution u
+    std::size_t joint;                 // class_sums of u, with C + 1 classes
+    std::size_t hh;                    // r x r
+    std::size_t size;                  // of W
+    std::vector<std::size_t> B;        // per genotype: B_gc of its local classes
+    std::vector<std::size_t> observed; // per genotype: class_sums of rho over its local classes
+
+    // terms: weights of one block.
+    void init(case_control_ggi_data const& data, environment const& e, std::size_t terms);
+};
+
+// The sweep. w0, w1, a0, A and B stand in W; b0 holds the sum of w0 over the pairs of every
+// genotype. Fills a and b (one value per subject, 1 for those without a pair), the class sums in W,
+// and adds the score of theta to g_theta (r values). Returns 1, or 114 or 115 at the first subject
+// whose a_s is not a number or infinite.
+int sweep_subjects(case_control_ggi_data const& data, environment const& e,
+                   environment_layout const& layout, double const* theta, double const* b0,
+                   double* W, double* a, double* b, double* g_theta);
+
+#endif
