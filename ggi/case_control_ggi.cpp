@@ -17,8 +17,7 @@ likelihood select(case_control_ggi_data const& data, unsigned hw) {
     return hw == 0 ? likelihood::hwq : likelihood::hwd;
 }
 
-template <typename gmodel>
-void destroy(gmodel*& model) {
+template <typename gmodel> void destroy(gmodel*& model) {
     delete model;
     model = nullptr;
 }

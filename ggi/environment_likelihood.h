@@ -18,8 +18,7 @@
 #include <cmath>
 
 // `designs` as for retrospective.h. The parameters are the plain ones, then theta.
-template <typename designs>
-struct environment_likelihood {
+template <typename designs> struct environment_likelihood {
     using record = case_control_ggi_data;
     using plain = retrospective<designs>;
 

@@ -28,8 +28,7 @@
 
 // Sums over the classes k = 0 .. m-1 of a distribution, in one array of doubles or const doubles: P
 // (m), UU (m x m), Uh (m x r).
-template <typename real>
-struct class_sums {
+template <typename real> struct class_sums {
     real* P;
     real* UU;
     real* Uh;

@@ -4,8 +4,7 @@
 namespace {
 
 // Releases the rows, the last first, and the table itself.
-template <typename value>
-void free_table(value**& table, unsigned rows) {
+template <typename value> void free_table(value**& table, unsigned rows) {
     if (table != nullptr)
         while (rows-- > 0)
             delete[] table[rows];

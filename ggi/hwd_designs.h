@@ -17,8 +17,7 @@ inline void list_hwd_haplotypes(bool homozygote, unsigned i, unsigned j, design_
 
 // Design vectors by status for the sums of retrospective.h: controls have no effect part, cases
 // that of likelihood::model.
-template <typename likelihood>
-class hwd_designs {
+template <typename likelihood> class hwd_designs {
   public:
     static constexpr bool homozygotes = true;
 

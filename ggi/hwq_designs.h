@@ -20,8 +20,7 @@ inline void list_hwq_haplotypes(case_control_ggi_data const& data, unsigned i, u
 
 // Design vectors by status for the sums of retrospective.h: controls have no effect part, cases
 // that of likelihood::model.
-template <typename likelihood>
-class hwq_designs {
+template <typename likelihood> class hwq_designs {
   public:
     static constexpr bool homozygotes = false;
 

@@ -23,8 +23,7 @@
 // has homozygote terms, and offers
 //   add(w, homozygote, i, j, v)             v += w d
 //   add_moments(w, homozygote, i, j, v, M)  the same, unless v is null, and M += w d d'
-template <typename designs>
-struct retrospective {
+template <typename designs> struct retrospective {
     using record = case_control_ggi_data;
 
     // Weights per block.

@@ -7,11 +7,14 @@
 #include "ggi/console/common/effect_map.h"
 #include "ggi/hwd_frequency.h"
 #include "ggi/hwq_frequency.h"
+#include "numeric/lu.h"
 
+#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <numeric>
 #include <sstream>
 #include <sys/wait.h>
 
@@ -103,6 +106,35 @@ int study::run() {
     int const status = case_control_ggi(ccg, v.hw, v.iterations, v.tolerance, fit);
     EXPECT_EQ(case_control_ggi_statistics(ccg, v.hw, fit.estimates, stats), 1);
     return status;
+}
+
+regression logistic(std::vector<std::vector<double>> const& X, std::vector<double> const& y) {
+    unsigned const p = static_cast<unsigned>(X[0].size());
+    regression r{std::vector<double>(p), std::vector<double>(p), 0};
+    std::vector<double> H(p * p), g(p), d(p);
+    for (int iteration = 0; iteration < 50; ++iteration) {
+        std::fill(H.begin(), H.end(), 0.0);
+        std::fill(g.begin(), g.end(), 0.0);
+        r.log_likelihood = 0;
+        for (std::size_t s = 0; s < y.size(); ++s) {
+            double const q =
+                1 /
+                (1 + std::exp(-std::inner_product(X[s].begin(), X[s].end(), r.beta.begin(), 0.0)));
+            r.log_likelihood += std::log(y[s] != 0 ? q : 1 - q);
+            for (unsigned i = 0; i < p; ++i) {
+                g[i] += X[s][i] * (y[s] - q);
+                for (unsigned j = 0; j < p; ++j)
+                    H[i * p + j] += X[s][i] * X[s][j] * q * (1 - q);
+            }
+        }
+        EXPECT_EQ(lu_solve(H.data(), p, g.data(), d.data()), 201);
+        for (unsigned i = 0; i < p; ++i)
+            r.beta[i] += d[i];
+    }
+    EXPECT_EQ(lu_inverse(H.data(), p), 201);
+    for (unsigned i = 0; i < p; ++i)
+        r.error[i] = std::sqrt(H[i * p + i]);
+    return r;
 }
 
 std::string one_snp(unsigned const (&controls)[3], unsigned const (&cases)[3]) {

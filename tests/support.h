@@ -65,6 +65,14 @@ struct study : sample {
     unsigned first_effect() const { return ccg.n_haplotypes + (v.hw != 0 ? 1 : 0); }
 };
 
+// Ordinary logistic regression of y on the rows of X.
+struct regression {
+    std::vector<double> beta;
+    std::vector<double> error;
+    double log_likelihood;
+};
+regression logistic(std::vector<std::vector<double>> const& X, std::vector<double> const& y);
+
 // Data file for one SNP: counts of genotypes 0, 1, 2 in controls and in cases.
 std::string one_snp(unsigned const (&controls)[3], unsigned const (&cases)[3]);
 

@@ -48,8 +48,7 @@ bool is_blank(line const& l) {
 
 // Calls visit(index, begin, end) for every token of the line. Returns how often a stream would have
 // to be asked for a token before it ends: their number, and one more after trailing white space.
-template <typename visitor>
-unsigned for_each_token(line const& l, visitor visit) {
+template <typename visitor> unsigned for_each_token(line const& l, visitor visit) {
     unsigned count = 0;
     for (char const* at = l.begin;;) {
         while (at != l.end && is_blank(*at))
