@@ -36,19 +36,19 @@ class case_control_ggi_hwd {
                  unsigned j, double* v, double* M);
         // Case weights w1 of all pairs, homozygote terms h1 and their sum a1. Returns 1, or 114 or
         // 115 when the sum is not a number or infinite.
-        int etw(case_control_ggi_data const& data, double const* x, double* w1, double* h1,
-                double& a1);
+        virtual int etw(case_control_ggi_data const& data, double const* x, double* w1, double* h1,
+                        double& a1);
 
       protected:
+        // Lists the design vector in the scratch vector.
+        design_vector const& list(case_control_ggi_data const& data, bool homozygote, unsigned i,
+                                  unsigned j);
         // Adds the codes of the pair for the n terms of a table to d, the first at index `first`.
         virtual void code(case_control_ggi_data const& data, unsigned const* const* rows,
                           unsigned n, unsigned first, unsigned i, unsigned j,
                           design_vector& d) const;
 
       private:
-        // Lists the design vector in the scratch vector.
-        design_vector const& list(case_control_ggi_data const& data, bool homozygote, unsigned i,
-                                  unsigned j);
         design_vector d;
     };
 

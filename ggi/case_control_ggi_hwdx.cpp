@@ -22,6 +22,24 @@ void case_control_ggi_hwdx::gmodel::init(record const& data, unsigned per_term) 
     layout.init(data, covariates, sums::plain::terms(data.n_haplotypes));
 }
 
+int case_control_ggi_hwdx::gmodel::etw(record const& data, double const* x, double* w1, double* h1,
+                                       double& a1) {
+    double const* const gamma = x + data.n_parameters - covariates.n_codes;
+    std::vector<double> const offset = covariates.mean_interactions(gamma);
+    a1 = 0;
+    for (unsigned i = 0; i < data.n_haplotypes; ++i) {
+        unsigned const* const of_pair = &covariates.of_pair[triangle(i)];
+        for (unsigned j = 0; j <= i; ++j, ++w1) {
+            double const exponent = list(data, false, i, j).times(x) + offset[of_pair[j]];
+            *w1 = (i == j ? 1 : 2) * std::exp(exponent);
+            a1 += *w1;
+        }
+        h1[i] = std::exp(list(data, true, i, i).times(x) + offset[of_pair[i]]);
+        a1 += h1[i];
+    }
+    return std::isnan(a1) ? 114 : std::isinf(a1) ? 115 : 1;
+}
+
 void codominant_case_control_ggi_hwdx::code(record const& data, unsigned const* const* rows,
                                             unsigned n, unsigned first, unsigned i, unsigned j,
                                             design_vector& out) const {

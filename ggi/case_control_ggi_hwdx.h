@@ -15,6 +15,10 @@ class case_control_ggi_hwdx {
     class gmodel : public case_control_ggi_hwd::gmodel {
       public:
         using case_control_ggi_hwd::gmodel::gmodel;
+        // Case weights at the means of the covariate products.
+        int etw(case_control_ggi_data const& data, double const* x, double* w1, double* h1,
+                double& a1) override;
+
         environment covariates;
         environment_layout layout;
 

@@ -31,17 +31,18 @@ class case_control_ggi_hwq {
         void cw(case_control_ggi_data const& data, double w, unsigned i, unsigned j, double* v);
         void cj(case_control_ggi_data const& data, double w, unsigned i, unsigned j, double* M);
         // Case weights w1 of all pairs and their sum a1.
-        void etw(case_control_ggi_data const& data, double const* x, double* w1, double& a1);
+        virtual void etw(case_control_ggi_data const& data, double const* x, double* w1,
+                         double& a1);
 
       protected:
+        // Lists d(i, j) in the scratch vector.
+        design_vector const& list(case_control_ggi_data const& data, unsigned i, unsigned j);
         // Adds the codes of the pair for the n terms of a table to d, the first at index `first`.
         virtual void code(case_control_ggi_data const& data, unsigned const* const* rows,
                           unsigned n, unsigned first, unsigned i, unsigned j,
                           design_vector& d) const;
 
       private:
-        // Lists d(i, j) in the scratch vector.
-        design_vector const& list(case_control_ggi_data const& data, unsigned i, unsigned j);
         design_vector d;
     };
 

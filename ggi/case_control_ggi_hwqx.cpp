@@ -22,6 +22,20 @@ void case_control_ggi_hwqx::gmodel::init(record const& data, unsigned per_term) 
     layout.init(data, covariates, sums::plain::terms(data.n_haplotypes));
 }
 
+void case_control_ggi_hwqx::gmodel::etw(record const& data, double const* x, double* w1,
+                                        double& a1) {
+    double const* const gamma = x + data.n_parameters - covariates.n_codes;
+    std::vector<double> const offset = covariates.mean_interactions(gamma);
+    unsigned const* of_pair = covariates.of_pair.data();
+    a1 = 0;
+    for (unsigned i = 0; i < data.n_haplotypes; ++i)
+        for (unsigned j = 0; j <= i; ++j, ++w1) {
+            double const exponent = list(data, i, j).times(x) + offset[*of_pair++];
+            *w1 = (i == j ? 1 : 2) * std::exp(exponent);
+            a1 += *w1;
+        }
+}
+
 void codominant_case_control_ggi_hwqx::code(record const& data, unsigned const* const* rows,
                                             unsigned n, unsigned first, unsigned i, unsigned j,
                                             design_vector& out) const {

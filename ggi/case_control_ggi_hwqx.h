@@ -15,6 +15,10 @@ class case_control_ggi_hwqx {
     class gmodel : public case_control_ggi_hwq::gmodel {
       public:
         using case_control_ggi_hwq::gmodel::gmodel;
+        // Case weights at the means of the covariate products.
+        void etw(case_control_ggi_data const& data, double const* x, double* w1,
+                 double& a1) override;
+
         environment covariates;
         environment_layout layout;
 

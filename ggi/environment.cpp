@@ -25,6 +25,11 @@ void fill_products(case_control_ggi_data const& data, environment& e) {
         for (unsigned r = 0; r < data.n_interactions; ++r)
             *x++ = product(data, data.interactions[r] + data.n_genes, s);
     }
+    std::vector<long double> sums(e.n_products);
+    for (std::size_t i = 0; i < e.products.size(); ++i)
+        sums[i % e.n_products] += e.products[i];
+    for (long double const sum : sums)
+        e.means.push_back(static_cast<double>(sum / data.n_subjects));
 }
 
 void find_classes(case_control_ggi_data const& data, environment::coding const& code,
@@ -59,6 +64,24 @@ void find_local_classes(case_control_ggi_data const& data, environment& e) {
 }
 
 } // namespace
+
+void environment::fill_designs(double const* x, double* h) const {
+    double const* y = codes.data();
+    for (unsigned c = 0; c < n_classes; ++c) {
+        *h++ = 1;
+        h = std::copy(x, x + n_main, h);
+        for (unsigned k = 0; k < n_codes; ++k)
+            *h++ = *y++ * x[product_of(k)];
+    }
+}
+
+std::vector<double> environment::mean_interactions(double const* gamma) const {
+    std::vector<double> offsets(n_classes);
+    for (unsigned c = 0; c < n_classes; ++c)
+        for (unsigned k = 0; k < n_codes; ++k)
+            offsets[c] += gamma[k] * codes[c * n_codes + k] * means[product_of(k)];
+    return offsets;
+}
 
 void environment::init(case_control_ggi_data const& data, unsigned per_term, coding const& code) {
     n_main = data.n_environment;

@@ -20,6 +20,7 @@ struct environment {
     unsigned n_codes;              // interaction parameters: G2, or 2 G2 under the codominant model
     unsigned n_classes;            // C
     std::vector<double> products;  // per subject X_1 .. X_G1, X'_1 .. X'_G2
+    std::vector<double> means;     // of every product
     std::vector<double> codes;     // per class y_1 .. y_n_codes
     std::vector<unsigned> of_pair; // class of the pair (i, j) at triangle(i) + j
 
@@ -33,6 +34,12 @@ struct environment {
     // Index of the product that the interaction parameter y belongs to.
     unsigned product_of(unsigned y) const { return n_main + y / (n_codes / (n_products - n_main)); }
     unsigned n_local(unsigned g) const { return first[g + 1] - first[g]; }
+    // h_c = (1, X_1 .. X_G1, y_c1 X'_1 ..) of all classes, C x n_parameters, for one subject's
+    // products.
+    void fill_designs(double const* x, double* h) const;
+    // Per class the part of its interactions in the exponent when the products are at their means,
+    // gamma being the interaction parameters.
+    std::vector<double> mean_interactions(double const* gamma) const;
 
     // Builds all of it for an analysis whose terms and haplotypes stand. `code` lists the
     // interaction codes of a pair of modelled haplotypes, of which there are per_term for each

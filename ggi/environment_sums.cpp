@@ -68,24 +68,6 @@ struct distribution {
     }
 };
 
-// h_sc of all classes of one subject, C x r.
-void fill_designs(environment const& e, double const* products, double* h) {
-    double const* y = e.codes.data();
-    for (unsigned c = 0; c < e.n_classes; ++c) {
-        *h++ = 1;
-        h = std::copy(products, products + e.n_main, h);
-        for (unsigned k = 0; k < e.n_codes; ++k)
-            *h++ = *y++ * products[e.product_of(k)];
-    }
-}
-
-double times(double const* theta, double const* h, std::size_t r) {
-    double sum = 0;
-    for (std::size_t i = 0; i < r; ++i)
-        sum += theta[i] * h[i];
-    return sum;
-}
-
 } // namespace
 
 int sweep_subjects(case_control_ggi_data const& data, environment const& e,
@@ -94,7 +76,12 @@ int sweep_subjects(case_control_ggi_data const& data, environment const& e,
     std::size_t const r = e.n_parameters(), C = e.n_classes;
     double const* const A = W + layout.a0;
     double* const hh = W + layout.hh;
-    std::vector<double> h(C * r), t(C);
+    std::vector<double> h(C * r), t(C), centre(C * r);
+    // At the means of the products; the interactions' part of it stands in w1.
+    e.fill_designs(e.means.data(), centre.data());
+    double origin = theta[0];
+    for (unsigned i = 0; i < e.n_main; ++i)
+        origin += theta[1 + i] * e.means[i];
     distribution joint(C + 1, r), given(C, r);
     joint.m = C + 1;
     joint.h[0] = nullptr;
@@ -105,10 +92,13 @@ int sweep_subjects(case_control_ggi_data const& data, environment const& e,
         unsigned const g = data.distinct->ranks[s], m = e.n_local(g);
         a[s] = b[s] = 1;
         if (m == 0) continue;
-        fill_designs(e, &e.products[std::size_t{s} * e.n_products], h.data());
+        e.fill_designs(&e.products[std::size_t{s} * e.n_products], h.data());
         a[s] = A[0];
         for (std::size_t c = 0; c < C; ++c) {
-            t[c] = std::exp(times(theta, &h[c * r], r));
+            double exponent = origin;
+            for (std::size_t i = c * r; i < (c + 1) * r; ++i)
+                exponent += theta[i - c * r] * (h[i] - centre[i]);
+            t[c] = std::exp(exponent);
             a[s] += A[c + 1] * t[c];
         }
         if (!std::isfinite(a[s])) return std::isnan(a[s]) ? 114 : 115;
