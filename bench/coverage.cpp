@@ -1,9 +1,13 @@
 // Simulation studies: how often intervals cover the truth, and how often the fit fails.
 //
-//   coverage equilibrium|disequilibrium|misspecified [replicates]
-//                                                      estimates against the truth, by mode;
-//                                                      misspecified: rho is 0.1, the fit assumes 0
-//   coverage failures [replicates]                     statuses under disequilibrium
+//   coverage STUDY [replicates]
+//
+//   equilibrium, disequilibrium   estimates against the truth, by mode of inheritance
+//   misspecified                  the same where rho is 0.1 and the fit assumes 0
+//   environment, environment-disequilibrium
+//                                 the same with two covariates and their interactions
+//   failures                      outcomes of the disequilibrium fit
+//   association                   an interaction under association of haplotype and exposure
 //
 // Every replicate is a data file; one run of the built program analyses the directory of them.
 #include "examples/simulation.h"
@@ -103,24 +107,71 @@ simulation one_gene(inheritance mode, double rho, unsigned n) {
     return design;
 }
 
-void study_coverage(double rho, bool is_disequilibrium, unsigned replicates) {
+void add_terms(std::vector<double>& truth, inheritance mode,
+               std::vector<simulated_term> const& terms) {
+    for (simulated_term const& term : terms) {
+        truth.push_back(term.beta);
+        if (mode == CODOMINANT) truth.push_back(term.homozygous);
+    }
+}
+
+// True values in the order of the report's rows.
+std::vector<double> truth_of(simulation const& design, bool is_disequilibrium) {
+    std::vector<double> truth;
+    add_terms(truth, design.mode, design.effects);
+    for (simulated_covariate const& x : design.covariates)
+        truth.push_back(x.main_effect);
+    add_terms(truth, design.mode, design.interactions);
+    for (simulated_haplotype const& h : design.haplotypes)
+        truth.push_back(h.frequency);
+    if (is_disequilibrium) truth.push_back(design.rho);
+    return truth;
+}
+
+// Estimates by mode; without or with a binary and a normal covariate that both interact.
+void study_coverage(double rho, bool is_disequilibrium, bool with_covariates, unsigned replicates) {
     std::printf("  %-12s %4s %9s %9s %9s %9s %9s\n", "row", "n", "truth", "mean", "sd", "mean se",
                 "coverage");
     for (inheritance const mode : {ADDITIVE, RECESSIVE, DOMINANT, CODOMINANT}) {
-        simulation const design = one_gene(mode, rho, 1000);
-        std::vector<double> truth;
-        for (simulated_term const& effect : design.effects) {
-            truth.push_back(effect.beta);
-            if (mode == CODOMINANT) truth.push_back(effect.homozygous);
+        simulation design = one_gene(mode, rho, 1000);
+        std::string const none = with_covariates ? " -1 -1\n" : "\n";
+        std::string spec = "STATUS=2\nGENE=3 4 5\nEFFECT=3" + none + "EFFECT=5" + none +
+                           "SAMPLE=combined\nTHRESHOLD=0.01\nMODEL=" + MODES[mode] +
+                           (is_disequilibrium ? "\nHW=HWD\n" : "\n");
+        if (with_covariates) {
+            design.covariates = {{0.3, 0.5}, {0, 0.3}};
+            design.interactions = {{{0b011}, 0.4, -0.2, 0}, {{0b011}, -0.2, 0.1, 1}};
+            spec += "ENVIRONMENT=6 7\nEFFECT=-1 1 -1\nEFFECT=-1 -1 1\nEFFECT=3 1 -1\n"
+                    "EFFECT=3 -1 1\n";
         }
-        for (simulated_haplotype const& h : design.haplotypes)
-            truth.push_back(h.frequency);
-        if (is_disequilibrium) truth.push_back(design.rho);
-        std::string const spec = std::string("STATUS=2\nGENE=3 4 5\nEFFECT=3\nEFFECT=5\n") +
-                                 "SAMPLE=combined\nTHRESHOLD=0.01\nMODEL=" + MODES[mode] +
-                                 (is_disequilibrium ? "\nHW=HWD\n" : "\n");
         std::printf("%s\n", MODES[mode]);
-        print_coverage(run(design, spec, replicates), truth);
+        print_coverage(run(design, spec, replicates), truth_of(design, is_disequilibrium));
+    }
+}
+
+// An interaction that does not exist, estimated where haplotype and exposure are associated in the
+// population with the given odds ratio per copy.
+void study_association(unsigned replicates) {
+    std::printf("%10s %9s %9s %9s\n", "odds ratio", "mean", "mean se", "rejected");
+    for (double const odds_ratio : {1.0, 1.1, 1.25, 1.5}) {
+        simulation design = one_gene(ADDITIVE, 0, 1000);
+        design.effects = {{{0b011}, 0.3}};
+        design.covariates = {{0.3, 0.5}};
+        design.associations = {{{0b011}, std::log(odds_ratio)}};
+        double n = 0, sum = 0, errors = 0, rejected = 0;
+        for (reading const& r : run(design,
+                                    "STATUS=2\nGENE=3 4 5\nENVIRONMENT=6\nTHRESHOLD=0.01\n"
+                                    "EFFECT=3 -1\nEFFECT=-1 1\nEFFECT=3 1\n",
+                                    replicates)) {
+            if (r.status != "Success.") continue;
+            reading::row const& interaction = r.rows[2];
+            n += 1;
+            sum += interaction.estimate;
+            errors += interaction.error;
+            rejected += std::fabs(interaction.estimate) > 1.959963984540054 * interaction.error;
+        }
+        std::printf("%10.2f %9.4f %9.4f %8.1f%%\n", odds_ratio, sum / n, errors / n,
+                    100 * rejected / n);
     }
 }
 
@@ -161,16 +212,21 @@ int main(int argc, char** argv) {
     std::string const study = argc > 1 ? argv[1] : "";
     unsigned const replicates = argc > 2 ? static_cast<unsigned>(std::atoi(argv[2])) : 500;
     if (study == "equilibrium") {
-        study_coverage(0, false, replicates);
+        study_coverage(0, false, false, replicates);
     } else if (study == "disequilibrium") {
-        study_coverage(0.1, true, replicates);
+        study_coverage(0.1, true, false, replicates);
     } else if (study == "misspecified") {
-        study_coverage(0.1, false, replicates);
+        study_coverage(0.1, false, false, replicates);
+    } else if (study == "environment") {
+        study_coverage(0, false, true, replicates);
+    } else if (study == "environment-disequilibrium") {
+        study_coverage(0.1, true, true, replicates);
     } else if (study == "failures") {
         study_failures(replicates);
+    } else if (study == "association") {
+        study_association(replicates);
     } else {
-        std::cerr
-            << "usage: coverage equilibrium|disequilibrium|misspecified|failures [replicates]\n";
+        std::cerr << "usage: coverage STUDY [replicates], see the head of bench/coverage.cpp\n";
         return 2;
     }
     return 0;

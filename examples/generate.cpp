@@ -3,14 +3,16 @@
 
 #include <cstdlib>
 #include <iostream>
+#include <map>
 
 int main(int argc, char** argv) {
-    std::string const name = argc == 3 ? argv[1] : "";
-    if (name != "two_genes" && name != "inbred") {
-        std::cerr << "usage: generate two_genes|inbred SEED\n";
+    std::map<std::string, simulation (*)()> const examples = {
+        {"two_genes", two_genes}, {"inbred", inbred}, {"exposed", exposed}};
+    auto const example = examples.find(argc == 3 ? argv[1] : "");
+    if (example == examples.end()) {
+        std::cerr << "usage: generate two_genes|inbred|exposed SEED\n";
         return 2;
     }
-    std::cout << simulate(name == "inbred" ? inbred() : two_genes(),
-                          std::strtoull(argv[2], nullptr, 10));
+    std::cout << simulate(example->second(), std::strtoull(argv[2], nullptr, 10));
     return 0;
 }

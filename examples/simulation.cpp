@@ -43,28 +43,42 @@ double effect_of(simulation const& design, unsigned a, unsigned b) {
     return eta;
 }
 
-// Log odds ratio per unit of a covariate in carriers of the pair.
-double slope_of(simulation const& design, unsigned covariate, unsigned a, unsigned b) {
-    double slope = design.covariates[covariate].main_effect;
-    for (simulated_term const& interaction : design.interactions)
-        if (interaction.covariate == covariate) slope += contribution(design, interaction, a, b);
-    return slope;
+// Sum of the terms of one covariate.
+double covariate_terms(simulation const& design, std::vector<simulated_term> const& terms,
+                       unsigned covariate, unsigned a, unsigned b) {
+    double sum = 0;
+    for (simulated_term const& term : terms)
+        if (term.covariate == covariate) sum += contribution(design, term, a, b);
+    return sum;
 }
 
-// Mean of exp(slope X) among controls.
-double covariate_weight(simulated_covariate const& x, double slope) {
-    return x.prevalence > 0 ? 1 - x.prevalence + x.prevalence * std::exp(slope)
-                            : std::exp(slope * slope / 2);
-}
+// Distribution of a covariate in carriers of a pair: in the population, and how it is weighted in
+// cases.
+struct covariate_distribution {
+    bool is_binary;
+    double centre; // prevalence or mean in the population
+    double slope;  // log odds ratio of disease per unit
 
-// The covariate's value in a subject with that slope; weighting a normal density by exp(slope X)
-// moves its mean to the slope.
-double draw_covariate(simulated_covariate const& x, double slope, uniform& random) {
-    if (x.prevalence > 0)
-        return random() * covariate_weight(x, slope) < x.prevalence * std::exp(slope) ? 1 : 0;
-    double const radius = std::sqrt(-2 * std::log(1 - random()));
-    return slope + radius * std::cos(6.283185307179586 * random());
-}
+    covariate_distribution(simulation const& design, unsigned c, unsigned a, unsigned b,
+                           bool is_case) {
+        simulated_covariate const& x = design.covariates[c];
+        double const shift = covariate_terms(design, design.associations, c, a, b);
+        is_binary = x.prevalence > 0;
+        centre = is_binary ? 1 / (1 + (1 / x.prevalence - 1) * std::exp(-shift)) : shift;
+        slope = is_case ? x.main_effect + covariate_terms(design, design.interactions, c, a, b) : 0;
+    }
+    // Mean of exp(slope X) in the population.
+    double weight() const {
+        return is_binary ? 1 - centre + centre * std::exp(slope)
+                         : std::exp(slope * centre + slope * slope / 2);
+    }
+    // Weighting a normal density by exp(slope X) moves its mean by the slope.
+    double draw(uniform& random) const {
+        if (is_binary) return random() * weight() < centre * std::exp(slope) ? 1 : 0;
+        double const radius = std::sqrt(-2 * std::log(1 - random()));
+        return centre + slope + radius * std::cos(6.283185307179586 * random());
+    }
+};
 
 // Cumulative weights of all ordered pairs (i, j), at i * K + j.
 std::vector<double> cumulative_weights(simulation const& design, bool is_case) {
@@ -77,8 +91,7 @@ std::vector<double> cumulative_weights(simulation const& design, bool is_case) {
             if (is_case) {
                 weight *= std::exp(effect_of(design, a.code, b.code));
                 for (unsigned c = 0; c < design.covariates.size(); ++c)
-                    weight *=
-                        covariate_weight(design.covariates[c], slope_of(design, c, a.code, b.code));
+                    weight *= covariate_distribution(design, c, a.code, b.code, true).weight();
             }
             cumulative.push_back(sum += weight);
         }
@@ -104,10 +117,9 @@ std::string subject(simulation const& design, bool is_case, unsigned a, unsigned
         text += " " + std::to_string(is_missing ? 9 : copies);
     }
     for (unsigned c = 0; c < design.covariates.size(); ++c) {
-        double const slope = is_case ? slope_of(design, c, a, b) : 0;
         char value[32];
         std::snprintf(value, sizeof value, " %.6g",
-                      draw_covariate(design.covariates[c], slope, random));
+                      covariate_distribution(design, c, a, b, is_case).draw(random));
         text += value;
     }
     return text + "\n";
@@ -152,6 +164,15 @@ simulation two_genes() {
         for (part_of_gene const& b : second)
             design.haplotypes.push_back({a.code << 4 | b.code, a.frequency * b.frequency});
     design.effects = {{{0b011, -1}, 0.4}, {{0b101, 0b0110}, 0.5}};
+    return design;
+}
+
+simulation exposed() {
+    simulation design{{3}, {}, {}, 1000, 1000, 0.02, 0};
+    design.haplotypes = {{0b000, .40}, {0b011, .30}, {0b101, .20}, {0b110, .10}};
+    design.effects = {{{0b011}, 0.3}};
+    design.covariates = {{0.3, 0.5}, {0, 0.2}};
+    design.interactions = {{{0b011}, 0.4, 0, 0}};
     return design;
 }
 

@@ -50,6 +50,8 @@ struct simulation {
     inheritance mode = ADDITIVE;
     std::vector<simulated_covariate> covariates = {};
     std::vector<simulated_term> interactions = {};
+    std::vector<simulated_term> associations = {}; // shifts of a covariate in the population: of
+                                                   // its log odds, or of its mean when it is normal
 
     unsigned n_loci() const;
 };
@@ -57,12 +59,14 @@ struct simulation {
 // Lines of a data file: "ID STATUS SNP1 SNP2 ... ENV1 ...", then the subjects, controls first.
 //
 // A control has the pair (i, j) with probability (1 - rho) f_i f_j, and rho f_i in addition when
-// i = j, and covariates independent of it and of each other. Cases have the same joint distribution
-// weighted by the odds exp(effects + main effects + interactions).
+// i = j, and covariates independent of each other and, without associations, of the pair. Cases
+// have the same joint distribution weighted by the odds exp(effects + main effects + interactions).
 std::string simulate(simulation const& design, std::uint64_t seed);
 
-// The examples: two genes of 3 and 4 SNPs in equilibrium, and one gene of 4 SNPs with rho = 0.1.
+// The examples: two genes of 3 and 4 SNPs in equilibrium, one gene of 4 SNPs with rho = 0.1, and
+// one gene of 3 SNPs with a binary and a normal covariate and an interaction.
 simulation two_genes();
 simulation inbred();
+simulation exposed();
 
 #endif

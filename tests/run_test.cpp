@@ -3,6 +3,7 @@
 #include "tests/support.h"
 
 #include <gtest/gtest.h>
+#include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -187,6 +188,51 @@ TEST(run, outcomes) {
     }
 }
 
+// Rows, titles and order of the environment part, and covariates from which nothing can be learnt:
+// every run ends with a report, those with redundant terms with a status that says so.
+TEST(run, environment) {
+    struct {
+        char const* covariates; // per status and copies, two columns
+        bool is_estimable;
+    } const cases[] = {
+        {"varied", true}, {"constant", false}, {"duplicated", false}, {"separating", false}};
+    for (auto const& c : cases)
+        for (char const* model : {"additive", "codominant"})
+            for (char const* hw : {"HWE", "HWD"}) {
+                SCOPED_TRACE(std::string(c.covariates) + " " + model + " " + hw);
+                scratch files;
+                std::istringstream lines(one_snp({60, 30, 20}, {40, 33, 37}));
+                std::string text = "D A age smoke\n", kind = c.covariates;
+                std::getline(lines, kind);
+                kind = c.covariates;
+                uniform random(5);
+                for (int status, copies; lines >> status >> copies;) {
+                    double const age = kind == "constant"     ? 1
+                                       : kind == "separating" ? status
+                                                              : random();
+                    double const smoke = kind == "duplicated" ? age : random() < 0.4;
+                    text += std::to_string(status) + " " + std::to_string(copies) + " " +
+                            std::to_string(age) + " " + std::to_string(smoke) + "\n";
+                }
+                files.write("d", text);
+                files.write("s", "STATUS=1\nGENE=2\nENVIRONMENT=3 4\nEFFECT=1 -1 -1\n"
+                                 "EFFECT=-1 1 -1\nEFFECT=-1 1 1\nEFFECT=-1 -1 1\nEFFECT=1 1 1\n"
+                                 "SAMPLE=combined\nMODEL=" +
+                                     std::string(model) + "\nHW=" + hw + "\n");
+                run_quilmar(files, "d s");
+                std::string const report = files.read("d.out");
+                std::string::size_type at = 0;
+                for (char const* row :
+                     {"\nGene 1\n  1 ", "\nEnvironment\n  age ", "\n  age*smoke ", "\n  smoke ",
+                      "\nGene 1\n  1*age*smoke ", "\nFrequencies\n  0 ", "\nStatus: "}) {
+                    at = report.find(row, at);
+                    ASSERT_NE(at, std::string::npos) << row << report;
+                }
+                EXPECT_EQ(report.compare(at, 17, "\nStatus: Success.") == 0, c.is_estimable)
+                    << report;
+            }
+}
+
 // The second file has no excess of homozygotes: it falls back to equilibrium and so do all after
 // it, the third, which is the first again.
 TEST(run, disequilibrium_falls_back_and_carries_over) {
@@ -241,6 +287,10 @@ TEST(run, examples) {
         {"two_genes",
          two_genes(),
          {"Gene 1\n  011                   0.3008", "Genes 1*2\n  101*0110              0.5041"}},
+        {"exposed",
+         exposed(),
+         {"Environment\n  ENV1                  0.4336          0.1214",
+          "Gene 1\n  011*ENV1              0.4476          0.0918"}},
         {"inbred",
          inbred(),
          {"Gene 1\n  0110                  0.3231",
