@@ -21,6 +21,11 @@ simulation one_gene() {
     return design;
 }
 
+template <typename likelihood> void expect_study(study const& s) {
+    expect_derivatives<likelihood>(s);
+    expect_standard_errors<likelihood, likelihood>(s);
+}
+
 template <typename likelihood> void expect_model(std::string const& settings) {
     simulation one = one_gene(), two = two_genes();
     one.rho = two.rho = settings.find("HWD") == std::string::npos ? 0 : 0.15;
@@ -29,14 +34,11 @@ template <typename likelihood> void expect_model(std::string const& settings) {
     for (char const* mode : MODES) {
         SCOPED_TRACE(mode);
         std::string const model = settings + "STATUS=2\nSAMPLE=combined\nMODEL=" + mode + "\n";
-        study const first(simulate(one, 1), model + "GENE=3 4 5\nEFFECT=3\nEFFECT=5\n");
-        study const second(simulate(two, 2), model + "GENE=3 4 5\nGENE=6 7 8 9\n"
-                                                     "EFFECT=3 -1\nEFFECT=5 6\nEFFECT=0 6\n"
-                                                     "THRESHOLD=0.02\n");
-        for (study const* s : {&first, &second}) {
-            expect_derivatives<likelihood>(*s);
-            expect_standard_errors<likelihood, likelihood>(*s);
-        }
+        expect_study<likelihood>(
+            study(simulate(one, 1), model + "GENE=3 4 5\nEFFECT=3\nEFFECT=5\n"));
+        expect_study<likelihood>(study(simulate(two, 2), model + "GENE=3 4 5\nGENE=6 7 8 9\n"
+                                                                 "EFFECT=3 -1\nEFFECT=5 6\n"
+                                                                 "EFFECT=0 6\nTHRESHOLD=0.02\n"));
     }
 }
 

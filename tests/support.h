@@ -48,7 +48,8 @@ struct sample {
     data estimator() const { return {ccg.genotypes, ccg.distinct}; }
 };
 
-// One analysis up to a model that is set up and a fit that is at its starting values.
+// One analysis up to a model that is set up and a fit that is at its starting values. The models
+// are process-wide, so only one study of a likelihood class may live at a time.
 struct study : sample {
     result fit;
     statistics stats;
