@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -52,15 +53,18 @@ void prune_genotypes(case_control_ggi_data& data, std::size_t candidates) {
     std::vector<unsigned> position(candidates, MAX_UINT);
     for (unsigned i = 0; i < data.n_haplotypes; ++i)
         position[data.haplotypes[i]] = i;
+    std::set<unsigned> const modelled(data.haplotypes, data.haplotypes + data.n_haplotypes);
     data.n_cases = data.n_controls = 0;
     for (unsigned r = 0; r < data.distinct->count; ++r) {
         genotype& g = *data.distinct->genotypes[r];
+        // A subdivided genotype is not modelled.
+        if (g.subdivision == nullptr) g.haplotype_pairs(modelled);
         if (g.pairs != nullptr) prune(*g.pairs, position);
-        // A subdivided genotype has no list and is not modelled either.
         if (g.pairs == nullptr || g.pairs->empty()) g.set_multiplicity(0, 4);
         data.n_controls += g.multiplicity[0];
         data.n_cases += g.multiplicity[1];
     }
+    data.distinct->share(data.genotypes);
     data.n_informative = data.n_cases + data.n_controls;
 }
 

@@ -61,14 +61,6 @@ void list_members(garray& array, unsigned const* status, unsigned group) {
         if (group == 2 || (status[i] != 0) == (group == 1)) *end[array.ranks[i]]++ = i;
 }
 
-void prepare(genotype& g, int max_missing, bool subdivide) {
-    unsigned const limit = static_cast<unsigned>(max_missing);
-    if (g.count_missing() <= limit)
-        g.haplotype_pairs();
-    else if (subdivide)
-        g.subdivide(limit);
-}
-
 } // namespace
 
 void garray::init(genotype** g, unsigned const* status, unsigned n, int mode, unsigned group,
@@ -76,11 +68,11 @@ void garray::init(genotype** g, unsigned const* status, unsigned n, int mode, un
     std::vector<genotype*> distinct;
     ranks = new unsigned[n];
     rank_subjects(g, n, ranks, distinct);
+    // The count follows its table, so that clear is right whatever allocation fails.
+    genotypes = new genotype* [distinct.size()] {};
     empty = 0;
     count = static_cast<unsigned>(distinct.size());
     subjects = n;
-    members = nullptr;
-    genotypes = new genotype* [count] {};
     std::copy(distinct.begin(), distinct.end(), genotypes);
 
     for (unsigned i = 0; i < n; ++i)
@@ -91,19 +83,24 @@ void garray::init(genotype** g, unsigned const* status, unsigned n, int mode, un
         ++multiplicity[2];
     }
     if (mode == 101) list_members(*this, status, group);
-    if (max_missing < 0) return;
+    if (max_missing < 0 || !subdivide) return;
+    unsigned const limit = static_cast<unsigned>(max_missing);
     for (unsigned r = 0; r < count; ++r)
-        prepare(*genotypes[r], max_missing, subdivide);
-    for (unsigned i = 0; i < n; ++i) {
-        g[i]->pairs = genotypes[ranks[i]]->pairs;
-        g[i]->subdivision = genotypes[ranks[i]]->subdivision;
-    }
+        if (genotypes[r]->count_missing() > limit) genotypes[r]->subdivide(limit);
+    share(g);
 }
 
 void garray::init(genotype** g, bool const* status, unsigned n, int mode, unsigned group,
                   int max_missing, bool subdivide) {
     std::vector<unsigned> const codes(status, status + n);
     init(g, codes.data(), n, mode, group, max_missing, subdivide);
+}
+
+void garray::share(genotype** g) const {
+    for (unsigned i = 0; i < subjects; ++i) {
+        g[i]->pairs = genotypes[ranks[i]]->pairs;
+        g[i]->subdivision = genotypes[ranks[i]]->subdivision;
+    }
 }
 
 void garray::clear() {

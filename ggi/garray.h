@@ -5,11 +5,10 @@
 #include "ggi/genotype.h"
 
 struct garray {
-    unsigned empty = 1;    // until init has filled the array
-    unsigned count = 0;    // number of distinct genotypes
-    unsigned subjects = 0; // number of subjects given to init
-    unsigned** members =
-        nullptr; // owned, with one block of indices behind it; null without index mode
+    unsigned empty = 1;           // until init has filled the array
+    unsigned count = 0;           // number of distinct genotypes
+    unsigned subjects = 0;        // number of subjects given to init
+    unsigned** members = nullptr; // owned, one block of indices behind it; null without index mode
     genotype** genotypes = nullptr; // owned table; the genotypes belong to the caller
     unsigned* ranks = nullptr;      // owned: index of every subject's distinct genotype
 
@@ -18,14 +17,19 @@ struct garray {
     // all. Its multiplicities become controls, cases and their sum; those of the others become 0.
     //
     // mode 101: members[i] lists the subjects of distinct genotype i whose status is `group` (all
-    // for group 2), in file order, or is null when there are none. max_missing >= 0: a distinct
-    // genotype with at most that many missing loci gets its list of haplotype pairs, another its
-    // subdivision when subdivide is true. Every subject's object shares the lists of its
-    // representative.
+    // for group 2), in file order, or is null when there are none.
+    //
+    // max_missing >= 0 and subdivide: a distinct genotype with more missing loci gets its
+    // subdivision. Pairs of haplotypes are not listed here: the estimators need none, the models
+    // only those of the modelled haplotypes. Every subject's object shares what its representative
+    // has.
     void init(genotype** g, unsigned const* status, unsigned n, int mode, unsigned group,
               int max_missing, bool subdivide);
     void init(genotype** g, bool const* status, unsigned n, int mode, unsigned group,
               int max_missing, bool subdivide);
+
+    // Hands the lists of the distinct genotypes to the subjects' objects that were given to init.
+    void share(genotype** g) const;
 
     // Releases the lists of the distinct genotypes, which no subject may use any more, the member
     // lists and the tables; the array is empty after.

@@ -16,13 +16,6 @@ unsigned count_bits(unsigned mask) {
     return count;
 }
 
-// The highest set bit of a mask, as a mask; 0 for 0.
-unsigned highest_bit(unsigned mask) {
-    while ((mask & (mask - 1)) != 0)
-        mask &= mask - 1;
-    return mask;
-}
-
 // Calls visit(g) for the three values of the highest missing locus of `which`; g keeps only the
 // missing loci below it.
 template <typename visitor>
@@ -138,6 +131,10 @@ int genotype::haplotype_pairs() {
 int genotype::haplotype_pairs(std::set<unsigned> const& set) {
     if (pairs != nullptr) return 0;
     pairs = new haplotype_pair_list;
+    if (count_pairs() <= set.size()) {
+        find_pairs(static_cast<int>(nsnp) - 1, 0, *pairs, set);
+        return 1;
+    }
     // A haplotype fits when it carries allele 1 at every homozygous-1 locus and at no homozygous-0
     // locus; two of them make a pair when they also are partners at the loci that are known.
     unsigned const known = low_bits(nsnp) & ~missing;

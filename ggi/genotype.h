@@ -66,8 +66,8 @@ struct genotype {
     // Lists all pairs, missing loci expanded, in depth-first order (allele 1 before allele 0; of
     // the highest missing locus, value 0 before 1 before 2). Returns 1, or 0 when a list was there.
     int haplotype_pairs();
-    // The same pairs restricted to those with both codes in set, by decreasing codes; the work
-    // grows with the set, not with the number of all pairs.
+    // The same pairs restricted to those with both codes in set, in no order that is promised; the
+    // work grows with the smaller of the set and the number of all pairs.
     int haplotype_pairs(std::set<unsigned> const& set);
 
     // Appends the pairs whose first haplotype continues h from `locus` downwards (locus -1: h is
@@ -83,6 +83,13 @@ struct genotype {
     // One character per locus: "0", "1", "2", or "9" for a missing locus.
     std::string str() const;
 };
+
+// The highest set bit of a mask, as a mask; 0 for 0.
+inline unsigned highest_bit(unsigned mask) {
+    while ((mask & (mask - 1)) != 0)
+        mask &= mask - 1;
+    return mask;
+}
 
 // The bits below bit n, for n of 0 to 32.
 inline unsigned low_bits(unsigned n) {

@@ -5,9 +5,8 @@
 //   M:      p_h = acc_h / N,               N = sum of m
 //   log L = sum of m ln P(g)
 //
-// A genotype with too many missing loci to be listed is subdivided: each of its completions enters
-// with the full weight m (and the genotype is left out of log L), so that the frequencies of a
-// sample with such genotypes sum to more than 1.
+// A subdivided genotype enters with each of its completions at the full weight m (and is left out
+// of log L), so that the frequencies of a sample with such genotypes sum to more than 1.
 #include "ggi/hwq_frequency.h"
 
 #include "ggi/em.h"
@@ -19,42 +18,32 @@
 
 namespace {
 
-// P(g) of a genotype whose pairs are listed.
-double probability(haplotype_pair_list const& pairs, double const* p) {
-    double P = 0;
-    for (haplotype_pair const& pair : pairs) {
-        unsigned const a = pair.first.code, b = pair.second.code;
-        double const product = p[a] * p[b];
-        P += a == b ? product : 2 * product;
-    }
-    return P;
-}
-
-// E-step over all distinct genotypes. `scratch` holds the pairs of one completion at a time.
+// E-step over all distinct genotypes.
 void expectation(garray const& distinct, unsigned k, double const* p, double* acc,
-                 haplotype_pair_list& scratch) {
+                 genotype_sides& sides) {
+    auto const add = [&](genotype const& g, unsigned m) {
+        sides.sum(g, p);
+        sides.add_counts(m / sides.S, 0, p, acc);
+    };
     for (unsigned i = distinct.count; i-- > 0;) {
         genotype const& g = *distinct.genotypes[i];
         unsigned const m = g.multiplicity[k];
         if (m == 0) continue;
-        if (g.pairs != nullptr) {
-            frequency(g, m, p, acc);
-        } else if (g.subdivision != nullptr) {
-            genotype completion = g;
-            for_each_completion(g, scratch, [&](haplotype_pair_list& pairs) {
-                completion.pairs = &pairs;
-                frequency(completion, m, p, acc);
-            });
-        }
+        if (g.subdivision == nullptr)
+            add(g, m);
+        else
+            for (genotype const& completion : *g.subdivision)
+                add(completion, m);
     }
 }
 
-double log_likelihood(garray const& distinct, unsigned k, double const* p) {
+double log_likelihood(garray const& distinct, unsigned k, double const* p, genotype_sides& sides) {
     double sum = 0;
     for (unsigned i = 0; i < distinct.count; ++i) {
         genotype const& g = *distinct.genotypes[i];
-        if (g.multiplicity[k] != 0 && g.pairs != nullptr)
-            sum += g.multiplicity[k] * std::log(probability(*g.pairs, p));
+        if (g.multiplicity[k] == 0 || g.subdivision != nullptr) continue;
+        sides.sum(g, p);
+        sum += g.multiplicity[k] * std::log(sides.S);
     }
     return sum;
 }
@@ -62,13 +51,9 @@ double log_likelihood(garray const& distinct, unsigned k, double const* p) {
 } // namespace
 
 void frequency(genotype const& g, unsigned m, double const* p, double* acc) {
-    double const w = m / probability(*g.pairs, p);
-    for (haplotype_pair const& pair : *g.pairs) {
-        unsigned const a = pair.first.code, b = pair.second.code;
-        double const share = w * p[a] * p[b];
-        acc[a] += share;
-        if (a != b) acc[b] += share;
-    }
+    genotype_sides sides;
+    sides.sum(g, p);
+    sides.add_counts(m / sides.S, 0, p, acc);
 }
 
 int hwq_frequency(data const& d, unsigned k, unsigned max_iterations, double tolerance, result& res,
@@ -84,15 +69,15 @@ int hwq_frequency(data const& d, unsigned k, unsigned max_iterations, double tol
     double const inverse_N = 1.0 / total_weight(distinct, k);
 
     std::vector<double> acc(size);
-    haplotype_pair_list scratch;
+    genotype_sides sides;
     double error = MAX_DOUBLE;
     while (res.iterations < max_iterations && error > tolerance) {
         ++res.iterations;
         std::fill(acc.begin(), acc.end(), 0.0);
-        expectation(distinct, k, p, acc.data(), scratch);
+        expectation(distinct, k, p, acc.data(), sides);
         error = maximisation(acc, inverse_N, p);
     }
-    res.log_likelihood = log_likelihood(distinct, k, p);
+    res.log_likelihood = log_likelihood(distinct, k, p, sides);
     res.rho = 0;
     res.error = error;
     res.status = error <= tolerance || res.iterations < max_iterations ? 1 : 5;

@@ -209,6 +209,12 @@ TEST(read_file, coding) {
     EXPECT_EQ(s.ccg.covariates[0][0], 1.5);
     EXPECT_EQ(s.ccg.covariates[1][1], 100.0);
     EXPECT_EQ(s.ccg.genotypes[1]->n_covariates, 2u);
+    // A column named twice gives its value to both; one that is also a SNP is still read.
+    sample twice("D A X\n1 2 1.5\n0 1 7\n",
+                 "STATUS=1\nGENE=2\nENVIRONMENT=3 2 3\nEFFECT=1 1 1 1\n");
+    double const values[] = {2, 1.5, 1.5};
+    for (int c = 0; c < 3; ++c)
+        EXPECT_EQ(twice.ccg.covariates[c][0], values[c]);
     std::string const names[] = {"", "B", "X1", "D", "A", "X2"};
     for (int c = 0; c < 6; ++c)
         EXPECT_EQ(s.labels[c], names[c]);

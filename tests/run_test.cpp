@@ -274,6 +274,14 @@ TEST(run, full_disk_and_bad_result_file) {
     unlink(files.file("d.out").c_str());
     mkdir(files.file("d.out").c_str(), 0755);
     EXPECT_EQ(run_quilmar(files, "d s").err, "<quilmar> failed to open result file 'd.out'.\n");
+    rmdir(files.file("d.out").c_str());
+    mkfifo(files.file("d.out").c_str(), 0644);
+    EXPECT_EQ(run_quilmar(files, "d s").err, "<quilmar> failed to open result file 'd.out'.\n");
+    // A report cut short by the file size limit does not stay.
+    files.write("e", DATA);
+    EXPECT_EQ(run_quilmar(files, "--help >help; ulimit -f 1; " QUILMAR_PROGRAM " e s").err,
+              "<quilmar> failed to close result file 'e.out'.\n");
+    EXPECT_FALSE(files.has("e.out"));
 }
 
 // The examples are what the committed generator makes, and their estimates are near the stated

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <vector>
 
 namespace {
 
@@ -92,16 +93,26 @@ bool read_number(char const* begin, char const* end, double& value) {
     return std::isfinite(value);
 }
 
-// Kind of every defined column; SNP wins over covariate, covariate over status.
-std::vector<column_kind> column_kinds(variable const& v, std::size_t defined) {
-    std::vector<column_kind> kinds(defined, IGNORED);
-    kinds[v.status_column] = DISEASE;
-    for (unsigned c = 0; c < v.n_covariates; ++c)
-        kinds[v.covariate_columns[c]] = COVARIATE;
+// What the defined columns hold.
+struct column_layout {
+    std::vector<column_kind> kinds;           // SNP wins over covariate, covariate over status
+    std::vector<std::vector<unsigned>> slots; // covariates that a column gives, in column order
+};
+
+column_layout lay_out_columns(variable const& v, std::size_t defined) {
+    column_layout columns{std::vector<column_kind>(defined, IGNORED),
+                          std::vector<std::vector<unsigned>>(defined)};
+    columns.kinds[v.status_column] = DISEASE;
+    std::vector<unsigned> covariates(v.covariate_columns, v.covariate_columns + v.n_covariates);
+    std::sort(covariates.begin(), covariates.end());
+    for (unsigned c = 0; c < v.n_covariates; ++c) {
+        columns.kinds[covariates[c]] = COVARIATE;
+        columns.slots[covariates[c]].push_back(c);
+    }
     for (unsigned g = 0; g < v.n_genes; ++g)
         for (unsigned l = 0; l < v.gene_loci[g]; ++l)
-            kinds[v.gene_columns[g][l]] = SNP;
-    return kinds;
+            columns.kinds[v.gene_columns[g][l]] = SNP;
+    return columns;
 }
 
 // One more than the largest column that is named.
@@ -115,38 +126,14 @@ unsigned defined_columns(variable const& v) {
     return last + 1;
 }
 
-// What is read for one subject.
-struct subject {
-    genotype* genes;
-    unsigned* status;
-    double** covariates;
-    unsigned index; // of the subject
-
-    unsigned bit; // of the next SNP; 0 after the last
-    unsigned covariate;
-
-    // Stores a value; false when it does not suit the kind of column.
-    bool store(column_kind kind, char const* begin, char const* end) {
-        double value = 0;
-        if (end - begin == 1 && *begin >= '0' && *begin <= '9')
-            value = *begin - '0';
-        else if (!read_number(begin, end, value))
-            return false;
-        switch (kind) {
-        case DISEASE: *status = value == 1; return value == 0 || value == 1;
-        case COVARIATE: covariates[covariate++][index] = value; return true;
-        default: store_snp(value); return true;
-        }
-    }
-    void store_snp(double value) {
-        if (value == 1 || value == 2)
-            genes->ones |= bit;
-        else if (value != 0)
-            genes->missing |= bit;
-        if (value == 2) genes->twos |= bit;
-        bit >>= 1;
-    }
-};
+// Codes the copies of one SNP at the bit.
+void store_snp(double copies, unsigned bit, genotype& genes) {
+    if (copies == 1 || copies == 2)
+        genes.ones |= bit;
+    else if (copies != 0)
+        genes.missing |= bit;
+    if (copies == 2) genes.twos |= bit;
+}
 
 struct outputs {
     std::string*& names;
@@ -183,16 +170,17 @@ struct outputs {
 };
 
 // Names from the header line, or made up without one, for the columns that are used.
-void name_columns(std::vector<column_kind> const& kinds, line const* header, std::string* names) {
+void name_columns(column_layout const& columns, line const* header, std::string* names) {
     if (header != nullptr) {
         for_each_token(*header, [&](unsigned index, char const* begin, char const* end) {
-            if (index < kinds.size() && kinds[index] != IGNORED) names[index].assign(begin, end);
+            if (index < columns.kinds.size() && columns.kinds[index] != IGNORED)
+                names[index].assign(begin, end);
         });
         return;
     }
     unsigned snps = 0, environment = 0;
-    for (std::size_t c = 0; c < kinds.size(); ++c)
-        switch (kinds[c]) {
+    for (std::size_t c = 0; c < columns.kinds.size(); ++c)
+        switch (columns.kinds[c]) {
         case DISEASE: names[c] = "STATUS"; break;
         case COVARIATE: names[c] = "ENV" + std::to_string(++environment); break;
         case SNP: names[c] = "SNP" + std::to_string(++snps); break;
@@ -207,20 +195,35 @@ struct bad_value {
 };
 
 // Reads the subject's line; returns the number of tokens as for_each_token counts them.
-unsigned read_subject(line const& l, std::vector<column_kind> const& kinds, variable const& v,
+unsigned read_subject(line const& l, column_layout const& columns, unsigned loci,
                       outputs const& out, bad_value& bad) {
     genotype& genes = out.genotypes[0][out.n];
     genes.clear();
-    genes.init(v.n_loci(), 0, 0, 0);
-    subject s{&genes, out.status + out.n, out.covariates, out.n, 0, 0};
-    s.bit = 1u << (genes.nsnp - 1);
-    unsigned const count =
-        for_each_token(l, [&](unsigned index, char const* begin, char const* end) {
-            if (bad.line != 0 || index >= kinds.size() || kinds[index] == IGNORED) return;
-            if (!s.store(kinds[index], begin, end)) bad = {l.number, kinds[index]};
-        });
-    genes.n_covariates = s.covariate;
-    return count;
+    genes.init(loci, 0, 0, 0);
+    unsigned bit = 1u << (loci - 1); // of the next SNP; 0 after the last
+    return for_each_token(l, [&](unsigned index, char const* begin, char const* end) {
+        if (bad.line != 0 || index >= columns.kinds.size()) return;
+        column_kind const kind = columns.kinds[index];
+        if (kind == IGNORED) return;
+        double value = 0;
+        bool good = true;
+        if (end - begin == 1 && *begin >= '0' && *begin <= '9')
+            value = *begin - '0';
+        else
+            good = read_number(begin, end, value);
+        if (kind == DISEASE) {
+            good = good && (value == 0 || value == 1);
+            out.status[out.n] = value == 1;
+        } else if (kind == SNP) {
+            store_snp(value, bit, genes);
+            bit >>= 1;
+        }
+        for (unsigned const c : columns.slots[index]) {
+            out.covariates[c][out.n] = value;
+            ++genes.n_covariates;
+        }
+        if (!good) bad = {l.number, kind};
+    });
 }
 
 // Reads the subjects of the buffer. Prints what is wrong with it and returns the code, or 1.
@@ -238,8 +241,9 @@ int read_subjects(char const* buffer, std::size_t length, std::string const& nam
         return console_status(COLUMNS_MISMATCH, name, "");
 
     out.allocate(v, static_cast<std::size_t>(std::count(buffer, end, '\n')), defined);
-    std::vector<column_kind> const kinds = column_kinds(v, defined);
-    name_columns(kinds, v.header != 0 ? &current : nullptr, out.names);
+    column_layout const columns = lay_out_columns(v, defined);
+    unsigned const loci = v.n_loci();
+    name_columns(columns, v.header != 0 ? &current : nullptr, out.names);
     if (v.header == 0) current = {buffer, buffer, 0, false};
 
     bad_value bad{0, IGNORED};
@@ -249,7 +253,7 @@ int read_subjects(char const* buffer, std::size_t length, std::string const& nam
             console_status(NOTE, "warning: last line has no newline and is ignored.", name);
             break;
         }
-        unsigned const count = read_subject(current, kinds, v, out, bad);
+        unsigned const count = read_subject(current, columns, loci, out, bad);
         if (count < defined) return console_status(COLUMNS_MISMATCH, located(current.number), "");
         if (count != width) return console_status(INVALID_FORMAT, located(current.number), "");
         out.genotypes[out.n] = out.genotypes[0] + out.n;

@@ -10,10 +10,11 @@
 #include <cmath>
 #include <cstdio>
 #include <ctime>
-#include <fstream>
+#include <fcntl.h>
 #include <numeric>
 #include <sstream>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -197,6 +198,27 @@ std::string joined_names(unsigned const* row, std::vector<std::string> const& na
     return text;
 }
 
+// Writes the text to the file, which is emptied first. Once the file is open nothing is allocated, and a
+// FIFO without a reader does not block.
+int write_text(std::string const& output, std::string const& text) {
+    struct stat info;
+    bool const existed = lstat(output.c_str(), &info) == 0;
+    int const file =
+        open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, 0666);
+    if (file < 0) return OPEN_FAILED;
+    char const* at = text.data();
+    std::size_t left_over = text.size();
+    while (left_over > 0) {
+        ssize_t const written = write(file, at, left_over);
+        if (written <= 0) break;
+        at += written;
+        left_over -= static_cast<std::size_t>(written);
+    }
+    bool const is_whole = close(file) == 0 && left_over == 0;
+    if (!is_whole && !existed) std::remove(output.c_str());
+    return is_whole ? 1 : CLOSE_FAILED;
+}
+
 unsigned longest_label(std::vector<outfmt_row> const& table) {
     std::size_t longest = 0;
     for (outfmt_row const& row : table)
@@ -258,13 +280,5 @@ int write_file(std::string const& output, std::string const& data_path, std::str
     if (with_effects) text += effects_section(format, data, v, fit, stats);
     text += date_line();
 
-    struct stat info;
-    bool const existed = stat(output.c_str(), &info) == 0;
-    std::ofstream file(output, std::ios::binary | std::ios::trunc);
-    if (!file) return OPEN_FAILED;
-    file.write(text.data(), static_cast<std::streamsize>(text.size()));
-    file.close();
-    if (file) return 1;
-    if (!existed) std::remove(output.c_str());
-    return CLOSE_FAILED;
+    return write_text(output, text);
 }

@@ -39,9 +39,11 @@ unsigned find_keyword(std::string const& name) {
 
 std::vector<spec_line> split_lines(std::string const& path, std::string const& text) {
     std::vector<spec_line> lines;
-    std::istringstream stream(text);
-    std::string line;
-    for (unsigned number = 1; std::getline(stream, line); ++number) {
+    std::size_t end;
+    unsigned number = 1;
+    for (std::size_t begin = 0; begin < text.size(); begin = end + 1, ++number) {
+        end = std::min(text.find('\n', begin), text.size());
+        std::string const line = text.substr(begin, end - begin);
         if (line.empty()) continue;
         std::size_t const equals = line.find('=');
         bool const is_definition = equals != std::string::npos;
@@ -52,8 +54,14 @@ std::vector<spec_line> split_lines(std::string const& path, std::string const& t
 }
 
 std::vector<std::string> tokens(std::string const& value) {
-    std::istringstream stream(value);
-    return {std::istream_iterator<std::string>(stream), std::istream_iterator<std::string>()};
+    std::vector<std::string> list;
+    std::size_t end;
+    for (std::size_t begin = 0;; begin = end) {
+        begin = value.find_first_not_of(BLANKS, begin);
+        if (begin == std::string::npos) return list;
+        end = std::min(value.find_first_of(BLANKS, begin), value.size());
+        list.push_back(value.substr(begin, end - begin));
+    }
 }
 
 // An integer that takes up the whole token and lies within [lowest, MAX_INT].

@@ -3,8 +3,10 @@
 
 #include "ggi/console/common/console_status.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
+#include <new>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -21,6 +23,7 @@ bool can_open(std::string const& path) {
 std::vector<std::string> list_directory(std::string const& path) {
     dirent** entries = nullptr;
     int const n = scandir(path.c_str(), &entries, filter, alphasort);
+    if (n < 0 && errno == ENOMEM) throw std::bad_alloc();
     std::vector<std::string> names;
     for (int i = 0; i < n; ++i) {
         names.emplace_back(entries[i]->d_name);

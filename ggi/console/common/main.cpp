@@ -6,6 +6,7 @@
 #include "ggi/console/common/data_files.h"
 #include "ggi/console/common/options.h"
 
+#include <csignal>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -47,6 +48,8 @@ int main(int argc, char** argv) {
     if (argc < 3)
         return argc == 2 && std::strcmp(argv[1], "--help") == 0 ? help_display()
                                                                 : usage_display(true);
+    // A report beyond the file size limit is a failed write of that file, not the end of the run.
+    std::signal(SIGXFSZ, SIG_IGN);
     variable v;
     v.init();
     int status;
