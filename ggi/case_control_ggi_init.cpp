@@ -35,7 +35,8 @@ std::vector<unsigned> select_haplotypes(unsigned hw, double threshold, double co
     return selected;
 }
 
-// Keeps the pairs of modelled haplotypes and stores their positions, the larger one first.
+// Keeps the pairs of modelled haplotypes (a list from before may hold others) and stores their
+// positions, the larger one first.
 void prune(haplotype_pair_list& pairs, std::vector<unsigned> const& position) {
     std::size_t kept = 0;
     for (haplotype_pair pair : pairs) {
@@ -54,18 +55,27 @@ void prune_genotypes(case_control_ggi_data& data, std::size_t candidates) {
     for (unsigned i = 0; i < data.n_haplotypes; ++i)
         position[data.haplotypes[i]] = i;
     std::set<unsigned> const modelled(data.haplotypes, data.haplotypes + data.n_haplotypes);
-    data.n_cases = data.n_controls = 0;
     for (unsigned r = 0; r < data.distinct->count; ++r) {
         genotype& g = *data.distinct->genotypes[r];
         // A subdivided genotype is not modelled.
         if (g.subdivision == nullptr) g.haplotype_pairs(modelled);
         if (g.pairs != nullptr) prune(*g.pairs, position);
         if (g.pairs == nullptr || g.pairs->empty()) g.set_multiplicity(0, 4);
-        data.n_controls += g.multiplicity[0];
-        data.n_cases += g.multiplicity[1];
     }
     data.distinct->share(data.genotypes);
+}
+
+// Counts the subjects whose genotype has not lost its multiplicities: 1, or 109 or 110 without cases or
+// controls.
+int count_subjects(case_control_ggi_data& data) {
+    data.n_cases = data.n_controls = 0;
+    for (unsigned r = 0; r < data.distinct->count; ++r) {
+        data.n_controls += data.distinct->genotypes[r]->multiplicity[0];
+        data.n_cases += data.distinct->genotypes[r]->multiplicity[1];
+    }
     data.n_informative = data.n_cases + data.n_controls;
+    if (data.n_cases == 0) return 109;
+    return data.n_controls == 0 ? 110 : 1;
 }
 
 } // namespace
@@ -82,11 +92,15 @@ int case_control_ggi_init(case_control_ggi_data& data, unsigned hw, double thres
     data.haplotypes = nullptr;
     data.haplotypes = new unsigned[selected.size()];
     std::copy(selected.begin(), selected.end(), data.haplotypes);
-    prune_genotypes(data, candidates);
-    if (data.n_cases == 0) return 109;
-    if (data.n_controls == 0) return 110;
-    data.subhaplotype_init();
-    return 1;
+    // A file without cases or controls may have frequencies that are no numbers, all of which were
+    // selected; there is no point in pruning to them.
+    int status = count_subjects(data);
+    if (status == 1) {
+        prune_genotypes(data, candidates);
+        status = count_subjects(data);
+    }
+    if (status == 1) data.subhaplotype_init();
+    return status;
 }
 
 void case_control_ggi_start(case_control_ggi_data const& data, unsigned hw, result const& frequency,

@@ -18,22 +18,25 @@
 
 namespace {
 
+// E-step of one genotype.
+void add_counts(genotype const& g, unsigned m, double const* p, double* acc,
+                genotype_sides& sides) {
+    sides.sum(g, p);
+    sides.add_counts(m / sides.S, 0, p, acc);
+}
+
 // E-step over all distinct genotypes.
 void expectation(garray const& distinct, unsigned k, double const* p, double* acc,
                  genotype_sides& sides) {
-    auto const add = [&](genotype const& g, unsigned m) {
-        sides.sum(g, p);
-        sides.add_counts(m / sides.S, 0, p, acc);
-    };
     for (unsigned i = distinct.count; i-- > 0;) {
         genotype const& g = *distinct.genotypes[i];
         unsigned const m = g.multiplicity[k];
         if (m == 0) continue;
         if (g.subdivision == nullptr)
-            add(g, m);
+            add_counts(g, m, p, acc, sides);
         else
             for (genotype const& completion : *g.subdivision)
-                add(completion, m);
+                add_counts(completion, m, p, acc, sides);
     }
 }
 
@@ -52,8 +55,7 @@ double log_likelihood(garray const& distinct, unsigned k, double const* p, genot
 
 void frequency(genotype const& g, unsigned m, double const* p, double* acc) {
     genotype_sides sides;
-    sides.sum(g, p);
-    sides.add_counts(m / sides.S, 0, p, acc);
+    add_counts(g, m, p, acc, sides);
 }
 
 int hwq_frequency(data const& d, unsigned k, unsigned max_iterations, double tolerance, result& res,

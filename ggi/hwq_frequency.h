@@ -18,9 +18,8 @@
 int hwq_frequency(data const& d, unsigned k, unsigned max_iterations, double tolerance, result& res,
                   bool start);
 
-// E-step of one genotype whose pairs are listed: adds to acc (2^n values) the expected haplotype
-// counts of m subjects with genotype g under the frequencies p, half of them per gamete, so that
-// the genotype adds m in all.
+// E-step of one genotype: adds to acc (2^n values) the expected haplotype counts of m subjects with
+// genotype g under the frequencies p, half of them per gamete, so that the genotype adds m in all.
 void frequency(genotype const& g, unsigned m, double const* p, double* acc);
 
 #endif

@@ -137,6 +137,38 @@ TEST(hwq_frequency, two_loci) {
     EXPECT_NEAR(p[3], (4 + 8 * share) / N2, 1e-12);
 }
 
+// The E-step by sides against the list of all pairs.
+TEST(frequency, agrees_with_listed_pairs) {
+    uniform random(4);
+    std::vector<double> p(64);
+    for (double& p_h : p)
+        p_h = random() / 32;
+    for (int repeat = 0; repeat < 50; ++repeat) {
+        genotype g;
+        g.clear();
+        g.nsnp = 6;
+        for (unsigned bit = 1; bit < 64; bit <<= 1) {
+            int const value = static_cast<int>(random() * 5);
+            if (value >= 3) g.missing |= bit;
+            if (value == 1 || value == 2) g.ones |= bit;
+            if (value == 2) g.twos |= bit;
+        }
+        std::vector<double> by_sides(64), by_pairs(64);
+        frequency(g, 7, p.data(), by_sides.data());
+        g.haplotype_pairs();
+        double P = 0;
+        for (haplotype_pair const& pair : *g.pairs) {
+            unsigned const a = pair.first.code, b = pair.second.code;
+            P += (a == b ? 1 : 2) * p[a] * p[b];
+            by_pairs[a] += 7 * p[a] * p[b];
+            if (a != b) by_pairs[b] += 7 * p[a] * p[b];
+        }
+        delete g.pairs;
+        for (unsigned h = 0; h < 64; ++h)
+            EXPECT_NEAR(by_sides[h], by_pairs[h] / P, 1e-13) << g.str();
+    }
+}
+
 TEST(hwq_frequency, iterations_and_statuses) {
     sample s(simulate(design_of(3, 0.0), 9), spec_for(3));
     data const d = s.estimator();
