@@ -1,5 +1,7 @@
-// The four likelihood models behind one set of calls: equilibrium (hw = 0) or disequilibrium,
-// without or with environment terms (either environment count of the record non-zero).
+// The four likelihood models behind one set of calls: equilibrium (hw = 0) or disequilibrium, without
+// or with environment terms (either environment count of the record non-zero). The genetic-model
+// objects are process-wide, one per likelihood model, so that only one analysis of a model can be
+// set up at a time.
 #ifndef QUILMAR_GGI_CASE_CONTROL_GGI_H
 #define QUILMAR_GGI_CASE_CONTROL_GGI_H
 
@@ -10,7 +12,8 @@
 // sets the number of parameters. Returns 1, or 108 for another mode.
 int case_control_ggi_set_model(case_control_ggi_data& data, unsigned hw, unsigned mode);
 
-// Destroys the genetic-model object of the selected likelihood model.
+// Destroys the genetic-model object of the selected likelihood model; to be called while the record
+// still holds its terms.
 void case_control_ggi_clear_model(case_control_ggi_data& data, unsigned hw);
 
 // Fits the model from res.estimates. Returns the status of the iteration (see ccg_hwq).

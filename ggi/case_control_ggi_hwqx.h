@@ -41,6 +41,7 @@ class case_control_ggi_hwqx {
     static double llh(case_control_ggi_data const& data, double const* a, double const* b);
     static void df(case_control_ggi_data const& data, double const* W, double const* a,
                    double const* b, double* H);
+    // The information matrix is inverted by LU factorisation alone.
     static int std_err(case_control_ggi_data const& data, double const* x, double* out);
 };
 

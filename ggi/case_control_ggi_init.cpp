@@ -1,4 +1,4 @@
-// Selection of the modelled haplotypes, pruning of the pair lists, starting values.
+// Selection of the modelled haplotypes, listing of their pairs, starting values.
 #include "ggi/case_control_ggi_init.h"
 
 #include "numeric/nutil.h"
@@ -35,8 +35,8 @@ std::vector<unsigned> select_haplotypes(unsigned hw, double threshold, double co
     return selected;
 }
 
-// Keeps the pairs of modelled haplotypes (a list from before may hold others) and stores their
-// positions, the larger one first.
+// Keeps the pairs of modelled haplotypes (a list that was there before may hold others) and stores
+// their positions, the larger one first.
 void prune(haplotype_pair_list& pairs, std::vector<unsigned> const& position) {
     std::size_t kept = 0;
     for (haplotype_pair pair : pairs) {
@@ -65,8 +65,8 @@ void prune_genotypes(case_control_ggi_data& data, std::size_t candidates) {
     data.distinct->share(data.genotypes);
 }
 
-// Counts the subjects whose genotype has not lost its multiplicities: 1, or 109 or 110 without cases or
-// controls.
+// Counts the subjects whose genotype has not lost its multiplicities: 1, or 109 or 110 without
+// cases or controls.
 int count_subjects(case_control_ggi_data& data) {
     data.n_cases = data.n_controls = 0;
     for (unsigned r = 0; r < data.distinct->count; ++r) {

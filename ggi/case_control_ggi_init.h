@@ -6,7 +6,7 @@
 #include "ggi/structures.h"
 
 // Selects the haplotypes whose frequency exceeds the threshold (one that is not a number counts as
-// above), prunes the genotypes' pair lists to them and counts the subjects that keep a pair.
+// above), lists the genotypes' pairs of them and counts the subjects that keep a pair.
 //
 // hw: 0 equilibrium, where the most frequent haplotype (of equals the lowest code) comes last as
 // the reference; else disequilibrium, all in order of their codes. frequencies: 2^L values for the
@@ -14,7 +14,7 @@
 // informative subjects, cases and controls, and the subhaplotypes.
 //
 // Returns 1; 107 without a haplotype above the threshold (nothing else is touched); 109 without
-// cases or 110 without controls that keep a pair.
+// cases or 110 without controls that keep a pair, with pairs and subhaplotypes not to be used.
 int case_control_ggi_init(case_control_ggi_data& data, unsigned hw, double threshold,
                           double const* frequencies);
 

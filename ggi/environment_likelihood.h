@@ -1,14 +1,14 @@
 // Score and information of the environment likelihoods, from the plain model's pair weights and the
 // sweep over the subjects (see environment_sums.h for the model and its symbols).
 //
-// With d the plain design vector of a term, mu_k its mean over class k of the joint distribution (k
-// = 0 the controls) and mu_gl its mean over local class l of genotype g:
+// With d the plain design vector of a term, mu_k its mean over class k of the joint distribution
+// (k = 0 the controls) and mu_gl its mean over local class l of genotype g:
 //
-//   score     of the plain parameters: sum of d over the observed minus the expected weights of
-//   terms H(plain)  = sum over terms of (expected - observed weight) d d'
-//               - sum of UU_kk' mu_k mu_k'' + sum over g of UU_g,ll' mu_gl mu_gl''
+//   score of the plain parameters = sum of d over the observed minus the expected weights of terms
+//   H(plain)        = sum over terms of (expected - observed weight) d d'
+//                     - sum of UU_kl mu_k mu_l' + sum over g of UU_g,kl mu_gk mu_gl'
 //   H(theta, plain) = sum of Uh_k mu_k' - sum over g of Uh_gl mu_gl'
-//   H(theta)  = hh
+//   H(theta)        = hh
 #ifndef QUILMAR_GGI_ENVIRONMENT_LIKELIHOOD_H
 #define QUILMAR_GGI_ENVIRONMENT_LIKELIHOOD_H
 

@@ -29,7 +29,8 @@ struct newton_model {
 //
 // Returns the status: 1 converged; 5 iterations ran out; 113 parameters still run away although the
 // score is small; 114 not a number or 115 infinite in the log-likelihood or the score, 115 also
-// when the Newton system cannot be solved; or the status of f.
+// when the Newton system cannot be solved; or the status of f. A failure at the last permitted
+// iteration counts as 5.
 int newton_fit(case_control_ggi_data const& data, newton_model const& model, unsigned iterations,
                double tolerance, result& res);
 

@@ -155,7 +155,7 @@ TEST(garray, counts_and_members) {
         for (unsigned k = 0; k < counts.first; ++k, ++members) {
             genotype const& member = block[array.members[r][k]];
             EXPECT_TRUE(member.equals(g, true));
-            EXPECT_EQ(member.pairs, g.pairs);
+            EXPECT_EQ(member.subdivision, g.subdivision);
             EXPECT_EQ(status[array.members[r][k]], 0u);
         }
     }

@@ -60,7 +60,7 @@ std::string undated(std::string const& report) {
     return report.substr(0, start + 1);
 }
 
-sample::sample(std::string const& data_text, std::string const& spec_text, int max_missing) {
+sample::sample(std::string const& data_text, std::string const& spec_text) {
     scratch files;
     v.init();
     ccg.init();
@@ -75,7 +75,7 @@ sample::sample(std::string const& data_text, std::string const& spec_text, int m
     ccg.gene_loci = new unsigned[v.n_genes];
     std::copy(v.gene_loci, v.gene_loci + v.n_genes, ccg.gene_loci);
     ccg.distinct = new garray;
-    ccg.distinct->init(ccg.genotypes, ccg.status, ccg.n_subjects, 101, 0, max_missing, true);
+    ccg.distinct->init(ccg.genotypes, ccg.status, ccg.n_subjects, 101, 0, 10, true);
     frequencies.resize(std::size_t{1} << v.n_loci());
     frequency.estimates = frequencies.data();
 }

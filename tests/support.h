@@ -41,8 +41,7 @@ struct sample {
     std::vector<double> frequencies;
     result frequency;
 
-    // Genotypes with more than max_missing missing loci are subdivided.
-    sample(std::string const& data_text, std::string const& spec_text, int max_missing = 10);
+    sample(std::string const& data_text, std::string const& spec_text);
     ~sample();
     sample(sample const&) = delete;
     data estimator() const { return {ccg.genotypes, ccg.distinct}; }

@@ -15,7 +15,8 @@
 
 namespace {
 
-// Genotypes with more missing loci are subdivided instead of listed.
+// Genotypes with more missing loci are subdivided; they count once per completion under equilibrium
+// and take no part in the fit.
 constexpr int MAX_MISSING = 10;
 
 // Everything of one file. The frequency table belongs to the run.
@@ -61,7 +62,7 @@ int read_subjects(analysis& a) {
     return 1;
 }
 
-// Subjects with more missing loci than are listed weigh once per completion under equilibrium.
+// Subjects whose genotype is subdivided weigh once per completion under equilibrium.
 void warn_of_missing(analysis const& a) {
     auto const many =
         std::count_if(a.ccg.genotypes, a.ccg.genotypes + a.ccg.n_subjects,
@@ -123,6 +124,7 @@ void run(analysis& a, double* frequencies) {
     estimate_frequencies(a, frequencies);
     int const status = case_control_ggi_init(a.ccg, a.v.hw, a.v.threshold, frequencies);
     if (status != 1) {
+        // The line stands twice on the console, as the manual says; scripts may count on it.
         console_status(status, a.name, "");
         console_status(status, a.name, "");
         return;

@@ -38,11 +38,11 @@ int setvar(unsigned key, std::string const& value, variable& v, std::string& mes
 
 // --- console_io_data.cpp ---
 
-// Reads one data file. All outputs are allocated here and owned by the caller: the names of the
-// defined columns (empty for ignored ones), the genotypes of the n subjects (pointers into one
-// block that the first one begins), their status and, per covariate, their values. Prints its
-// messages. Returns 1, or the code printed with all outputs null; OPEN_FAILED alone is left to the
-// caller to print.
+// Reads one data file. All outputs are null on entry, allocated here and owned by the caller, who
+// releases what is there if memory runs out: the names of the defined columns (empty for ignored
+// ones), the genotypes of the n subjects (pointers into one block that the first one begins), their
+// status and, per covariate, their values. Prints its messages. Returns 1, or the code printed with
+// all outputs null; OPEN_FAILED alone is left to the caller to print.
 int read_file(std::string path, variable const& v, std::string*& names, genotype**& genotypes,
               unsigned*& status, double**& covariates, unsigned& n);
 

@@ -198,8 +198,8 @@ std::string joined_names(unsigned const* row, std::vector<std::string> const& na
     return text;
 }
 
-// Writes the text to the file, which is emptied first. Once the file is open nothing is allocated, and a
-// FIFO without a reader does not block.
+// Writes the text to the file, which is emptied first. Once the file is open nothing is allocated,
+// and a FIFO without a reader does not block.
 int write_text(std::string const& output, std::string const& text) {
     struct stat info;
     bool const existed = lstat(output.c_str(), &info) == 0;
