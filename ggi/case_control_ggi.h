@@ -1,7 +1,7 @@
-// The four likelihood models behind one set of calls: equilibrium (hw = 0) or disequilibrium, without
-// or with environment terms (either environment count of the record non-zero). The genetic-model
-// objects are process-wide, one per likelihood model, so that only one analysis of a model can be
-// set up at a time.
+// The four likelihood models behind one set of calls: equilibrium (hw = 0) or disequilibrium,
+// without or with environment terms (either environment count of the record non-zero). The
+// genetic-model objects are process-wide, one per likelihood model, so that only one analysis of a
+// model can be set up at a time.
 #ifndef QUILMAR_GGI_CASE_CONTROL_GGI_H
 #define QUILMAR_GGI_CASE_CONTROL_GGI_H
 

@@ -7,7 +7,8 @@
 // Tail probabilities of the chi-square distribution with *df degrees of freedom at *x:
 // *p = P(X <= x), *q = P(X > x). Only *which = 1 (p and q from x and df) is built.
 // *status: 0 success; -1 *which is not 1 (*bound = 1, or 3 when it is above 3); -4 *x is negative
-// or not a number (*bound = 0); -5 *df is not above 0 (*bound = 0). On an error p and q are not set.
+// or not a number (*bound = 0); -5 *df is not above 0 (*bound = 0). On an error p and q are not
+// set.
 void cdfchi(int* which, double* p, double* q, double* x, double* df, int* status, double* bound);
 
 // *cum = P(X <= x), *ccum = P(X > x) for a chi-square variable with *df degrees of freedom.
