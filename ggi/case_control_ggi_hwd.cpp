@@ -192,12 +192,6 @@ void case_control_ggi_hwd::jacobian(record const& data, double const* x, double*
 }
 
 int case_control_ggi_hwd::std_err(record const& data, double const* x, double* out) {
-    std::size_t const p = data.n_parameters;
-    std::vector<double> W(2 * sums::terms(data.n_haplotypes)), g(p), H(p * p), J((p + 1) * p);
-    std::vector<double> b(data.n_subjects);
-    double a[2] = {0, 0};
-    f(data, x, W.data(), a, b.data(), g.data());
-    df(data, W.data(), a, b.data(), H.data());
-    jacobian(data, x, J.data());
-    return standard_errors(H.data(), data.n_parameters, J.data(), data.n_parameters + 1, true, out);
+    return model_standard_errors<case_control_ggi_hwd>(
+        data, x, jacobian, 2 * sums::terms(data.n_haplotypes), 2, data.n_subjects, true, out);
 }

@@ -74,10 +74,7 @@ int case_control_ggi_hwdx::f(record const& data, double const* x, double* W, dou
 }
 
 double case_control_ggi_hwdx::llh(record const& data, double const* a, double const* b) {
-    double sum = 0;
-    for (unsigned s = 0; s < data.n_subjects; ++s)
-        sum += std::log(b[s]) - std::log(a[s]);
-    return sum;
+    return subjects_llh(data, a, b);
 }
 
 void case_control_ggi_hwdx::df(record const& data, double const* W, double const*, double const*,
@@ -86,10 +83,7 @@ void case_control_ggi_hwdx::df(record const& data, double const* W, double const
 }
 
 int case_control_ggi_hwdx::std_err(record const& data, double const* x, double* out) {
-    std::size_t const p = data.n_parameters, n = data.n_subjects;
-    std::vector<double> W(n_weights()), a(n), b(n), g(p), H(p * p), J((p + 1) * p);
-    f(data, x, W.data(), a.data(), b.data(), g.data());
-    df(data, W.data(), a.data(), b.data(), H.data());
-    case_control_ggi_hwd::jacobian(data, x, J.data());
-    return standard_errors(H.data(), data.n_parameters, J.data(), data.n_parameters + 1, true, out);
+    return model_standard_errors<case_control_ggi_hwdx>(data, x, case_control_ggi_hwd::jacobian,
+                                                        n_weights(), data.n_subjects,
+                                                        data.n_subjects, true, out);
 }

@@ -67,10 +67,7 @@ int case_control_ggi_hwqx::f(record const& data, double const* x, double* W, dou
 }
 
 double case_control_ggi_hwqx::llh(record const& data, double const* a, double const* b) {
-    double sum = 0;
-    for (unsigned s = 0; s < data.n_subjects; ++s)
-        sum += std::log(b[s]) - std::log(a[s]);
-    return sum;
+    return subjects_llh(data, a, b);
 }
 
 void case_control_ggi_hwqx::df(record const& data, double const* W, double const*, double const*,
@@ -79,11 +76,7 @@ void case_control_ggi_hwqx::df(record const& data, double const* W, double const
 }
 
 int case_control_ggi_hwqx::std_err(record const& data, double const* x, double* out) {
-    std::size_t const p = data.n_parameters, n = data.n_subjects;
-    std::vector<double> W(n_weights()), a(n), b(n), g(p), H(p * p), J((p + 1) * p);
-    f(data, x, W.data(), a.data(), b.data(), g.data());
-    df(data, W.data(), a.data(), b.data(), H.data());
-    case_control_ggi_hwq::jacobian(data, x, J.data());
-    return standard_errors(H.data(), data.n_parameters, J.data(), data.n_parameters + 1, false,
-                           out);
+    return model_standard_errors<case_control_ggi_hwqx>(data, x, case_control_ggi_hwq::jacobian,
+                                                        n_weights(), data.n_subjects,
+                                                        data.n_subjects, false, out);
 }

@@ -134,3 +134,10 @@ int sweep_subjects(case_control_ggi_data const& data, environment const& e,
     }
     return 1;
 }
+
+double subjects_llh(case_control_ggi_data const& data, double const* a, double const* b) {
+    double sum = 0;
+    for (unsigned s = 0; s < data.n_subjects; ++s)
+        sum += std::log(b[s]) - std::log(a[s]);
+    return sum;
+}

@@ -59,4 +59,7 @@ int sweep_subjects(case_control_ggi_data const& data, environment const& e,
                    environment_layout const& layout, double const* theta, double const* b0,
                    double* W, double* a, double* b, double* g_theta);
 
+// Sum over the subjects of ln b_s - ln a_s.
+double subjects_llh(case_control_ggi_data const& data, double const* a, double const* b);
+
 #endif

@@ -5,7 +5,6 @@
 
 #include <limits>
 
-constexpr int MAX_INT = std::numeric_limits<int>::max();
 constexpr unsigned MAX_UINT = std::numeric_limits<unsigned>::max();
 constexpr double MAX_DOUBLE = std::numeric_limits<double>::max();
 constexpr double EPS = std::numeric_limits<double>::epsilon();

@@ -5,6 +5,7 @@
 // so that FTOLERANCE is not taken for TOLERANCE.
 #include "ggi/console/common/console_io.h"
 #include "ggi/console/common/console_status.h"
+#include "ggi/console/common/values.h"
 #include "numeric/nutil.h"
 
 #include <algorithm>
@@ -64,7 +65,7 @@ std::vector<std::string> tokens(std::string const& value) {
     }
 }
 
-// An integer that takes up the whole token and lies within [lowest, MAX_INT].
+// An integer that takes up the whole token and lies within [lowest, INT_MAX].
 bool whole_integer(std::string const& token, int lowest, int& value) {
     std::istringstream stream(token);
     return stream >> value && stream.peek() == std::istringstream::traits_type::eof() &&
@@ -72,34 +73,6 @@ bool whole_integer(std::string const& token, int lowest, int& value) {
 }
 
 // --- values ---
-
-// Index of the value in the names, each given in lower case and recognised in upper case too; the
-// number of names when it is none of them.
-unsigned find_name(std::string const& value, std::vector<std::string> const& names) {
-    auto const same = [&](std::string name) {
-        if (value == name) return true;
-        std::transform(name.begin(), name.end(), name.begin(),
-                       [](char c) { return static_cast<char>(c - 'a' + 'A'); });
-        return value == name;
-    };
-    return static_cast<unsigned>(std::find_if(names.begin(), names.end(), same) - names.begin());
-}
-
-int set_name(std::string const& value, std::vector<std::string> const& names, unsigned first,
-             unsigned& setting) {
-    unsigned const index = find_name(value, names);
-    if (index == names.size()) return 0;
-    setting = first + index;
-    return 1;
-}
-
-int set_count(std::string const& value, unsigned& setting) {
-    std::istringstream stream(value);
-    long long count;
-    if (!(stream >> count) || count < 1 || count > MAX_UINT) return 0;
-    setting = static_cast<unsigned>(count);
-    return 1;
-}
 
 int set_fraction(unsigned key, std::string const& value, double& setting) {
     std::istringstream stream(value);
@@ -294,21 +267,15 @@ int setvar(unsigned key, std::string const& value, variable& v, std::string& mes
     case GENE: return set_gene(value, v, message);
     case EFFECT: return set_effect(value, v, message);
     case ENVIRONMENT: return set_environment(value, v, message);
-    case HW: {
-        unsigned assumption = 0;
-        int const status = set_name(value, {"hwe", "hwd"}, 0, assumption);
-        if (status == 1) v.hw = assumption == 0 ? 0 : 3;
-        return status;
-    }
-    case MODEL:
-        return set_name(value, {"additive", "recessive", "dominant", "codominant"}, 1, v.model);
+    case HW: return read_hw(value, v.hw);
+    case MODEL: return read_model(value, v.model);
     case HEADER: return 1; // every data file has a header line, whatever the value
-    case SAMPLE: return set_name(value, {"controls", "cases", "combined"}, 0, v.sample);
+    case SAMPLE: return read_sample(value, v.sample);
     case THRESHOLD: return set_fraction(key, value, v.threshold);
     case TOLERANCE: return set_fraction(key, value, v.tolerance);
-    case ITERATIONS: return set_count(value, v.iterations);
+    case ITERATIONS: return read_count(value, v.iterations);
     case FTOLERANCE: return set_fraction(key, value, v.frequency_tolerance);
-    case FITERATIONS: return set_count(value, v.frequency_iterations);
+    case FITERATIONS: return read_count(value, v.frequency_iterations);
     default: return 0;
     }
 }

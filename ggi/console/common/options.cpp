@@ -2,10 +2,8 @@
 #include "ggi/console/common/options.h"
 
 #include "ggi/console/common/console_status.h"
-#include "numeric/nutil.h"
+#include "ggi/console/common/values.h"
 
-#include <algorithm>
-#include <iterator>
 #include <sstream>
 #include <sys/stat.h>
 
@@ -13,20 +11,6 @@ namespace {
 
 bool is_option(std::string const& option, char const* short_name, char const* long_name) {
     return option == short_name || option == long_name;
-}
-
-bool set_hw(std::string const& value, unsigned& hw) {
-    if (value != "HWE" && value != "hwe" && value != "HWD" && value != "hwd") return false;
-    hw = value == "HWE" || value == "hwe" ? 0 : 3;
-    return true;
-}
-
-bool set_iterations(std::string const& value, unsigned& iterations) {
-    std::istringstream stream(value);
-    long long count;
-    if (!(stream >> count) || count < 1 || count > MAX_UINT) return false;
-    iterations = static_cast<unsigned>(count);
-    return true;
 }
 
 bool set_tolerance(std::string const& value, double& tolerance) {
@@ -37,18 +21,12 @@ bool set_tolerance(std::string const& value, double& tolerance) {
     return true;
 }
 
+// The full name, or its first letter in either case.
 bool set_model(std::string const& value, unsigned& model) {
-    constexpr char const* NAMES[][4] = {{"additive", "ADDITIVE", "a", "A"},
-                                        {"recessive", "RECESSIVE", "r", "R"},
-                                        {"dominant", "DOMINANT", "d", "D"},
-                                        {"codominant", "CODOMINANT", "c", "C"}};
-    for (unsigned mode = 0; mode < 4; ++mode)
-        if (std::find(std::begin(NAMES[mode]), std::end(NAMES[mode]), value) !=
-            std::end(NAMES[mode])) {
-            model = mode + 1;
-            return true;
-        }
-    return false;
+    std::size_t const letter = value.size() == 1 ? std::string("aArRdDcC").find(value[0]) : 8;
+    if (letter >= 8) return read_model(value, model);
+    model = static_cast<unsigned>(letter / 2) + 1;
+    return true;
 }
 
 } // namespace
@@ -59,9 +37,9 @@ int validate_option(std::string const& option, std::string const& value, variabl
         good = !value.empty();
         v.result_path = value;
     } else if (is_option(option, "-h", "--hardy-weinberg")) {
-        good = set_hw(value, v.hw);
+        good = read_hw(value, v.hw);
     } else if (is_option(option, "-i", "--iterations")) {
-        good = set_iterations(value, v.iterations);
+        good = read_count(value, v.iterations);
     } else if (is_option(option, "-t", "--tolerance")) {
         good = set_tolerance(value, v.tolerance);
     } else if (is_option(option, "-m", "--model")) {
