@@ -58,7 +58,7 @@ void prune_genotypes(case_control_ggi_data& data, std::size_t candidates) {
     for (unsigned r = 0; r < data.distinct->count; ++r) {
         genotype& g = *data.distinct->genotypes[r];
         // A subdivided genotype is not modelled.
-        if (g.subdivision == nullptr) g.haplotype_pairs(modelled);
+        if (!data.distinct->is_subdivided(g)) g.haplotype_pairs(modelled);
         if (g.pairs != nullptr) prune(*g.pairs, position);
         if (g.pairs == nullptr || g.pairs->empty()) g.set_multiplicity(0, 4);
     }

@@ -7,7 +7,8 @@
 //   S = sum over ordered pairs of complementary sides (c, c') of S(c) S(c')
 //
 // and the expected count of haplotype a on side c is p_a S(c'). That takes 2^(|H| + |M|) steps,
-// where a list of all pairs would have about 2^(|H| - 1) 4^|M| entries.
+// where a list of all pairs would have about 2^(|H| - 1) 4^|M| entries. The factor p_a is common to
+// all genotypes: an E-step sums what stands beside it, and the M-step multiplies.
 #ifndef QUILMAR_GGI_EM_H
 #define QUILMAR_GGI_EM_H
 
@@ -26,9 +27,25 @@ inline double flushed(double p) {
 // Number of subjects that count: the sum of multiplicity k over the distinct genotypes.
 double total_weight(garray const& distinct, unsigned k);
 
-// M-step: replaces p by scale * acc (both of acc.size() values) and returns the max_err of the
-// change. acc is overwritten.
-double maximisation(std::vector<double>& acc, double scale, double* p);
+// Expected counts of an E-step, and the haplotypes that they go to.
+struct haplotype_counts {
+    // By haplotype code: the expected count divided by the frequency. Only haplotypes that still
+    // have a frequency are kept up to date.
+    std::vector<double> ratios;
+
+    // For `size` haplotypes, all counts 0.
+    void init(std::size_t size);
+    // Sum of the expected counts under frequencies p.
+    double total(double const* p) const;
+    // M-step: replaces p by scale * expected count and returns the max_err of the change; all
+    // counts are 0 after. The first M-step goes through all haplotypes, the others through those
+    // that had a frequency left, since 0 stays 0.
+    double maximise(double scale, double* p);
+
+  private:
+    bool is_first;
+    std::vector<unsigned> present; // codes of the haplotypes with a frequency, from the first on
+};
 
 // The sides of one genotype under frequencies p; reused from genotype to genotype, so that it does
 // not allocate.
@@ -38,9 +55,9 @@ struct genotype_sides {
 
     // Sums the sides of g.
     void sum(genotype const& g, double const* p);
-    // acc_a += pair_scale p_a S(other side of a) + same_scale p_a [a pairs with itself], for the
+    // ratios_a += pair_scale S(other side of a) + same_scale [a pairs with itself], for the
     // genotype and frequencies of the last sum.
-    void add_counts(double pair_scale, double same_scale, double const* p, double* acc) const;
+    void add_counts(double pair_scale, double same_scale, double* ratios) const;
 
   private:
     unsigned twos, heterozygous, missing;

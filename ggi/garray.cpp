@@ -83,11 +83,7 @@ void garray::init(genotype** g, unsigned const* status, unsigned n, int mode, un
         ++multiplicity[2];
     }
     if (mode == 101) list_members(*this, status, group);
-    if (max_missing < 0 || !subdivide) return;
-    unsigned const limit = static_cast<unsigned>(max_missing);
-    for (unsigned r = 0; r < count; ++r)
-        if (genotypes[r]->count_missing() > limit) genotypes[r]->subdivide(limit);
-    share(g);
+    if (max_missing >= 0 && subdivide) most_missing = static_cast<unsigned>(max_missing);
 }
 
 void garray::init(genotype** g, bool const* status, unsigned n, int mode, unsigned group,

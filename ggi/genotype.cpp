@@ -5,16 +5,11 @@
 // partner of h is  twos + (H - h). A missing locus stands for each of its three values in turn.
 #include "ggi/genotype.h"
 
+#include "ggi/subsets.h"
+
 #include <algorithm>
 
 namespace {
-
-unsigned count_bits(unsigned mask) {
-    unsigned count = 0;
-    for (; mask != 0; mask &= mask - 1)
-        ++count;
-    return count;
-}
 
 // Calls visit(g) for the three values of the highest missing locus of `which`; g keeps only the
 // missing loci below it.
@@ -42,13 +37,8 @@ void for_each_pair(genotype const& g, int locus, unsigned h, visitor& visit) {
         return;
     }
     unsigned const H = g.heterozygous(), t = highest_bit(H) & below;
-    unsigned const fixed = h | (g.twos & below) | t, free = H & below & ~t;
-    unsigned s = free;
-    visit(g.make_pair(fixed | s));
-    while (s != 0) {
-        s = (s - 1) & free;
-        visit(g.make_pair(fixed | s));
-    }
+    unsigned const fixed = h | (g.twos & below) | t;
+    for_each_subset(H & below & ~t, [&](unsigned s) { visit(g.make_pair(fixed | s)); });
 }
 
 void fill_subdivision(genotype const& g, std::vector<genotype>& complete) {

@@ -91,6 +91,13 @@ inline unsigned highest_bit(unsigned mask) {
     return mask;
 }
 
+inline unsigned count_bits(unsigned mask) {
+    unsigned count = 0;
+    for (; mask != 0; mask &= mask - 1)
+        ++count;
+    return count;
+}
+
 // The bits below bit n, for n of 0 to 32.
 inline unsigned low_bits(unsigned n) {
     return n >= 32 ? ~0u : (1u << n) - 1u;

@@ -16,7 +16,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
 #include <vector>
 
 namespace {
@@ -25,11 +24,10 @@ double probability(genotype_sides const& sides, double rho) {
     return (1 - rho) * sides.S + rho * sides.H;
 }
 
-// E-step over all distinct genotypes into acc; returns R.
-double expectation(garray const& distinct, unsigned k, double const* p, double rho,
-                   std::vector<double>& acc, genotype_sides& sides) {
+// E-step over all distinct genotypes into the ratios of expected counts; returns R.
+double expectation(garray const& distinct, unsigned k, double const* p, double rho, double* ratios,
+                   genotype_sides& sides) {
     double R = 0;
-    std::fill(acc.begin(), acc.end(), 0.0);
     for (unsigned i = distinct.count; i-- > 0;) {
         genotype const& g = *distinct.genotypes[i];
         unsigned const m = g.multiplicity[k];
@@ -37,7 +35,7 @@ double expectation(garray const& distinct, unsigned k, double const* p, double r
         sides.sum(g, p);
         double const w = m / probability(sides, rho);
         R += rho * sides.H * w;
-        sides.add_counts(2 * (1 - rho) * w, rho * w, p, acc.data());
+        sides.add_counts(2 * (1 - rho) * w, rho * w, ratios);
     }
     return R;
 }
@@ -68,16 +66,17 @@ int hwd_frequency(data const& d, unsigned k, unsigned max_iterations, double tol
         res.iterations = 0;
     }
     double const N = total_weight(distinct, k);
-    std::vector<double> acc(size);
+    haplotype_counts counts;
+    counts.init(size);
     genotype_sides sides;
     double error = MAX_DOUBLE;
     while (res.iterations < max_iterations && error > tolerance) {
         ++res.iterations;
-        double const rho = flushed(expectation(distinct, k, p, res.rho, acc, sides) / N);
-        double const total = std::accumulate(acc.begin(), acc.end(), 0.0);
+        double const rho =
+            flushed(expectation(distinct, k, p, res.rho, counts.ratios.data(), sides) / N);
         double change = rho - res.rho;
         if (res.rho >= 0.01) change /= res.rho;
-        error = std::max(maximisation(acc, 1 / total, p), std::fabs(change));
+        error = std::max(counts.maximise(1 / counts.total(p), p), std::fabs(change));
         res.rho = rho;
     }
     res.log_likelihood = log_likelihood(distinct, k, p, res.rho, sides);

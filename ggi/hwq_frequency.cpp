@@ -9,6 +9,7 @@
 // of log L), so that the frequencies of a sample with such genotypes sum to more than 1.
 #include "ggi/hwq_frequency.h"
 
+#include "ggi/completions.h"
 #include "ggi/em.h"
 #include "numeric/nutil.h"
 
@@ -18,25 +19,19 @@
 
 namespace {
 
-// E-step of one genotype.
-void add_counts(genotype const& g, unsigned m, double const* p, double* acc,
-                genotype_sides& sides) {
-    sides.sum(g, p);
-    sides.add_counts(m / sides.S, 0, p, acc);
-}
-
 // E-step over all distinct genotypes.
-void expectation(garray const& distinct, unsigned k, double const* p, double* acc,
-                 genotype_sides& sides) {
+void expectation(garray const& distinct, unsigned k, double const* p, double* ratios,
+                 genotype_sides& sides, completion_counts& completions) {
     for (unsigned i = distinct.count; i-- > 0;) {
         genotype const& g = *distinct.genotypes[i];
         unsigned const m = g.multiplicity[k];
         if (m == 0) continue;
-        if (g.subdivision == nullptr)
-            add_counts(g, m, p, acc, sides);
-        else
-            for (genotype const& completion : *g.subdivision)
-                add_counts(completion, m, p, acc, sides);
+        if (distinct.is_subdivided(g)) {
+            completions.add(g, m, p, ratios);
+        } else {
+            sides.sum(g, p);
+            sides.add_counts(m / sides.S, 0, ratios);
+        }
     }
 }
 
@@ -44,7 +39,7 @@ double log_likelihood(garray const& distinct, unsigned k, double const* p, genot
     double sum = 0;
     for (unsigned i = 0; i < distinct.count; ++i) {
         genotype const& g = *distinct.genotypes[i];
-        if (g.multiplicity[k] == 0 || g.subdivision != nullptr) continue;
+        if (g.multiplicity[k] == 0 || distinct.is_subdivided(g)) continue;
         sides.sum(g, p);
         sum += g.multiplicity[k] * std::log(sides.S);
     }
@@ -54,8 +49,13 @@ double log_likelihood(garray const& distinct, unsigned k, double const* p, genot
 } // namespace
 
 void frequency(genotype const& g, unsigned m, double const* p, double* acc) {
+    std::size_t const size = std::size_t{1} << g.nsnp;
+    std::vector<double> ratios(size);
     genotype_sides sides;
-    add_counts(g, m, p, acc, sides);
+    sides.sum(g, p);
+    sides.add_counts(m / sides.S, 0, ratios.data());
+    for (std::size_t a = 0; a < size; ++a)
+        if (ratios[a] != 0) acc[a] += p[a] * ratios[a];
 }
 
 int hwq_frequency(data const& d, unsigned k, unsigned max_iterations, double tolerance, result& res,
@@ -70,14 +70,15 @@ int hwq_frequency(data const& d, unsigned k, unsigned max_iterations, double tol
     }
     double const inverse_N = 1.0 / total_weight(distinct, k);
 
-    std::vector<double> acc(size);
+    haplotype_counts counts;
+    counts.init(size);
     genotype_sides sides;
+    completion_counts completions;
     double error = MAX_DOUBLE;
     while (res.iterations < max_iterations && error > tolerance) {
         ++res.iterations;
-        std::fill(acc.begin(), acc.end(), 0.0);
-        expectation(distinct, k, p, acc.data(), sides);
-        error = maximisation(acc, inverse_N, p);
+        expectation(distinct, k, p, counts.ratios.data(), sides, completions);
+        error = counts.maximise(inverse_N, p);
     }
     res.log_likelihood = log_likelihood(distinct, k, p, sides);
     res.rho = 0;

@@ -6,12 +6,8 @@
 
 double max_err(double const* a, double const* b, unsigned n) {
     double m = -MAX_DOUBLE;
-    for (unsigned i = n; i-- > 0;) {
-        double const change = a[i] - b[i];
-        double const d = std::fabs(std::fabs(b[i]) >= 0.01 ? change * (1.0 / b[i]) : change);
-        // False for a NaN, which is therefore skipped.
-        if (d >= m) m = d;
-    }
+    for (unsigned i = n; i-- > 0;)
+        m = larger_error(m, component_change(a[i], b[i]));
     return m;
 }
 

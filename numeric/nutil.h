@@ -3,6 +3,7 @@
 #ifndef QUILMAR_NUMERIC_NUTIL_H
 #define QUILMAR_NUMERIC_NUTIL_H
 
+#include <cmath>
 #include <limits>
 
 constexpr unsigned MAX_UINT = std::numeric_limits<unsigned>::max();
@@ -10,9 +11,18 @@ constexpr double MAX_DOUBLE = std::numeric_limits<double>::max();
 constexpr double EPS = std::numeric_limits<double>::epsilon();
 constexpr double QNAN = std::numeric_limits<double>::quiet_NaN();
 
-// Largest component change from b (previous) to a (new), n values each: relative to |b_i| where
-// |b_i| >= 0.01, absolute below. Components whose change is not a number are passed over;
-// n = 0 gives -MAX_DOUBLE.
+// Change of a component from b (previous) to a (new): relative to |b| where |b| >= 0.01, else
+// absolute.
+inline double component_change(double a, double b) {
+    double const change = a - b;
+    return std::fabs(std::fabs(b) >= 0.01 ? change * (1.0 / b) : change);
+}
+// The larger of an error so far and a change; a change that is not a number is passed over.
+inline double larger_error(double error, double change) {
+    return change >= error ? change : error;
+}
+
+// Largest component change from b (previous) to a (new), n values each; n = 0 gives -MAX_DOUBLE.
 double max_err(double const* a, double const* b, unsigned n);
 
 // Sum of |a_i - b_i| over n values.

@@ -1,5 +1,6 @@
 // EM estimates against the conditions that the maximum of the likelihood satisfies.
 #include "examples/simulation.h"
+#include "ggi/completions.h"
 #include "ggi/hwd_frequency.h"
 #include "ggi/hwq_frequency.h"
 #include "tests/support.h"
@@ -164,6 +165,34 @@ TEST(frequency, agrees_with_listed_pairs) {
         delete g.pairs;
         for (unsigned h = 0; h < 64; ++h)
             EXPECT_NEAR(by_sides[h], by_pairs[h] / P, 1e-13) << g.str();
+    }
+}
+
+// The expected counts of all completions against those of every completion by itself.
+TEST(completion_counts, agree_with_the_subdivision) {
+    uniform random(6);
+    std::vector<double> p(1 << 9);
+    for (double& p_h : p)
+        p_h = random();
+    completion_counts completions;
+    for (char const* text : {"999990000", "919092999", "911192999", "911111999", "111199111"}) {
+        genotype g;
+        g.clear();
+        g.nsnp = 9;
+        for (unsigned l = 0; l < 9; ++l) {
+            unsigned const bit = 256u >> l;
+            if (text[l] == '9') g.missing |= bit;
+            if (text[l] == '1' || text[l] == '2') g.ones |= bit;
+            if (text[l] == '2') g.twos |= bit;
+        }
+        std::vector<double> ratios(p.size()), expected(p.size());
+        completions.add(g, 3, p.data(), ratios.data());
+        g.subdivide(0);
+        for (genotype const& complete : *g.subdivision)
+            frequency(complete, 3, p.data(), expected.data());
+        delete g.subdivision;
+        for (std::size_t h = 0; h < p.size(); ++h)
+            EXPECT_NEAR(p[h] * ratios[h], expected[h], 1e-12 * expected[h]) << text << " " << h;
     }
 }
 
