@@ -11,6 +11,7 @@ import signal
 import statistics
 import subprocess
 import sys
+import tempfile
 import threading
 import time
 
@@ -61,11 +62,14 @@ CASES = {
     "covariates-500k": {},
 }
 
+# The case whose reading is held against a sweep over the file's bytes.
+READING = "500k-8"
+
 # A run that ended with an error, or at the time limit.
 FAILED, STOPPED = "failed", "stopped"
 
 
-def run(command, directory, limit):
+def run(command, directory, limit, expected=(0,)):
     """Whole-process seconds, how the run ended (None when well) and its standard output."""
     with open(os.path.join(directory, "stdout"), "w+b") as output:
         start = time.perf_counter()
@@ -80,7 +84,7 @@ def run(command, directory, limit):
         process.returncode = os.waitstatus_to_exitcode(status)
         output.seek(0)
         text = output.read().decode(errors="replace")
-    end = STOPPED if seconds >= limit else FAILED if process.returncode < 0 else None
+    end = STOPPED if seconds >= limit else FAILED if process.returncode not in expected else None
     return seconds, end, text
 
 
@@ -117,6 +121,11 @@ def quilmar_command(case, variables):
     return [os.path.join(BUILD, "quilmar"), "../" + data, "../" + variables, "-o", "."]
 
 
+def run_quilmar(case, variables, directory, limit):
+    # Status 1 says that the run went through its files.
+    return run(quilmar_command(case, variables), directory, limit, expected=(1,))
+
+
 def succeeded(directory):
     """Do all reports say that both frequencies and fit have converged?"""
     reports = [name for name in os.listdir(directory) if name.endswith(".out")]
@@ -135,7 +144,7 @@ class Measured:
         self.directory = os.path.join(DATA, case)
         self.scratch = os.path.join(self.directory, "run")
         self.quilmar = Timings()
-        self.once = Timings()  # one iteration of the EM and one of the fit
+        self.once = Timings()  # of READING: one iteration of the EM and one of the fit
         self.peers = {}
         self.floors = collections.defaultdict(list)
         self.megabytes = self.file_megabytes = 0.0
@@ -160,19 +169,18 @@ class Measured:
         with open(os.path.join(self.scratch, "memory")) as memory:
             self.megabytes = int(memory.read().split()[-1]) / 1024
 
-    def run_quilmar(self, limit):
+    def time_quilmar(self, limit):
         empty(self.scratch)
-        seconds, end, _ = run(quilmar_command(self.case, "spec"), self.scratch, limit)
+        seconds, end, _ = run_quilmar(self.case, "spec", self.scratch, limit)
         if not end and not succeeded(self.scratch):
             end = FAILED
         self.quilmar.add(seconds, end)
-        empty(self.scratch)
-        self.once.add(*run(quilmar_command(self.case, "spec-once"), self.scratch, limit)[:2])
+        if self.case == READING:
+            empty(self.scratch)
+            self.once.add(*run_quilmar(self.case, "spec-once", self.scratch, limit)[:2])
 
-    def run_peer(self, peer, limit):
+    def time_peer(self, peer, limit):
         command, result = PEERS[peer]
-        if not shutil.which(command[0]):
-            return
         timings = self.peers.setdefault(peer, Timings())
         if timings.done():
             return
@@ -188,7 +196,7 @@ class Measured:
             end = FAILED
         timings.add(seconds, end)
 
-    def run_floors(self, limit):
+    def time_floors(self, limit):
         data = os.path.join(self.directory, "data.txt")
         if not os.path.exists(data):
             return
@@ -209,16 +217,31 @@ class Measured:
         return self.quilmar.median() / timings.median()
 
 
-def measure(case, repetitions, limit):
+def installed_peers():
+    """Names of the peers that can run here; says which programs are missing."""
+    checks = {"plink1": ["plink1", "--noweb", "--help"],
+              "Rscript": ["Rscript", "-e", "library(haplo.stats)"]}
+    usable = set()
+    for program, check in checks.items():
+        with tempfile.TemporaryDirectory() as directory:
+            if shutil.which(program) and run(check, directory, 60)[1] is None:
+                usable.add(program)
+            else:
+                print(f"Without {program}: not installed, or not with what it needs.")
+    return {peer for peer, (command, _) in PEERS.items() if command[0] in usable}
+
+
+def measure(case, peers, repetitions, limit):
     measured = Measured(case)
     measured.prepare()
     measured.measure_memory(limit)
     for repetition in range(repetitions):
         print(f"{case}: {repetition + 1} of {repetitions}", file=sys.stderr, flush=True)
-        measured.run_quilmar(limit)
+        measured.time_quilmar(limit)
         for peer in CASES[case]:
-            measured.run_peer(peer, limit)
-        measured.run_floors(limit)
+            if peer in peers:
+                measured.time_peer(peer, limit)
+        measured.time_floors(limit)
     return measured
 
 
@@ -238,8 +261,10 @@ def ratio_text(measured, peer):
 
 
 def sweep_text(measured):
-    return f"{measured.quilmar.median() / measured.floor('sweep_seconds'):.3g}" \
-        if measured.floors else ""
+    # Below a MiB the start of the process is all there is to see.
+    if measured.file_megabytes < 1:
+        return ""
+    return f"{measured.quilmar.median() / measured.floor('sweep_seconds'):.3g}"
 
 
 def print_ratios(all_measured):
@@ -254,9 +279,9 @@ def print_seconds(all_measured):
     peers = [p for p in PEERS if any(p in m.peers for m in all_measured)]
     print_table("Seconds.",
                 ["case", "quilmar", "quilmar, one iteration"] + peers + ["byte sweep"],
-                [[m.case, m.quilmar.text(), m.once.text()]
+                [[m.case, m.quilmar.text(), m.once.text() if m.once.seconds else ""]
                  + [m.peers[p].text() if p in m.peers else "" for p in peers]
-                 + [f"{m.floor('sweep_seconds'):.4f}" if m.floors else ""] for m in all_measured])
+                 + [f"{m.floor('sweep_seconds'):.6f}" if m.floors else ""] for m in all_measured])
 
 
 def print_floors(all_measured):
@@ -274,8 +299,8 @@ def bars_of(measured):
     for peer, bar in CASES[measured.case].items():
         if bar is not None and measured.ratio(peer) is not None:
             yield f"quilmar / {peer}", measured.ratio(peer), bar
-    if measured.case == "500k-8":
-        # The iterations beyond the first are what the run with one of each leaves out.
+    if measured.case == READING:
+        # The run with one iteration of each stands for the process without EM and fit.
         yield ("(quilmar - EM and fit) / byte sweep",
                measured.once.median() / measured.floor("sweep_seconds"), 6)
         yield "peak MiB", measured.megabytes, 3 * measured.file_megabytes + 64
@@ -301,7 +326,8 @@ def main():
     if unknown:
         parser.error("no case " + " ".join(sorted(unknown)))
 
-    all_measured = [measure(case, arguments.repetitions, arguments.limit)
+    peers = installed_peers()
+    all_measured = [measure(case, peers, arguments.repetitions, arguments.limit)
                     for case in CASES if not arguments.case or case in arguments.case]
     print_ratios(all_measured)
     print_bars(all_measured)
