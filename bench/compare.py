@@ -309,10 +309,18 @@ def bars_of(measured):
         yield "peak MiB", measured.megabytes, 1024
 
 
+def verdict(measured, what, value, bar):
+    if measured.quilmar.end:
+        return "MISSED"
+    if value <= bar:
+        return "holds"
+    peer = measured.peers.get(what[len("quilmar / "):])
+    return "open: the peer was stopped" if peer and peer.end == STOPPED else "MISSED"
+
+
 def print_bars(all_measured):
     print_table("Bars: the value must not exceed the bar.", ["case", "what", "value", "bar", ""],
-                [[m.case, what, f"{value:.3g}", f"{bar:.3g}",
-                  "holds" if value <= bar and not m.quilmar.end else "MISSED"]
+                [[m.case, what, f"{value:.3g}", f"{bar:.4g}", verdict(m, what, value, bar)]
                  for m in all_measured for what, value, bar in bars_of(m)])
 
 
