@@ -15,9 +15,10 @@ std::uint64_t mask_hash(genotype const& g) {
     return h ^ (h >> 32);
 }
 
-// Index of every subject's distinct genotype, of which `distinct` receives one representative each.
-// Open addressing in a table that is kept at most half full.
-void rank_subjects(genotype** g, unsigned n, unsigned* ranks, std::vector<genotype*>& distinct) {
+// Index of every subject's distinct genotype, of which `distinct` receives one representative each
+// and counts the subjects. Open addressing in a table that is kept at most half full.
+void rank_subjects(genotype** g, unsigned const* status, unsigned n, unsigned* ranks,
+                   std::vector<genotype*>& distinct) {
     constexpr unsigned NONE = ~0u;
     std::vector<unsigned> slots(1024, NONE);
     auto slot_of = [&](genotype const& key) -> unsigned& {
@@ -28,6 +29,7 @@ void rank_subjects(genotype** g, unsigned n, unsigned* ranks, std::vector<genoty
         return slots[s];
     };
     for (unsigned i = 0; i < n; ++i) {
+        g[i]->set_multiplicity(0, 4);
         unsigned& slot = slot_of(*g[i]);
         bool const is_new = slot == NONE;
         if (is_new) {
@@ -35,6 +37,9 @@ void rank_subjects(genotype** g, unsigned n, unsigned* ranks, std::vector<genoty
             distinct.push_back(g[i]);
         }
         ranks[i] = slot;
+        unsigned* const multiplicity = distinct[slot]->multiplicity;
+        ++multiplicity[status[i] != 0 ? 1 : 0];
+        ++multiplicity[2];
         if (is_new && 2 * distinct.size() > slots.size()) {
             slots.assign(2 * slots.size(), NONE);
             for (unsigned r = 0; r < distinct.size(); ++r)
@@ -67,7 +72,7 @@ void garray::init(genotype** g, unsigned const* status, unsigned n, int mode, un
                   int max_missing, bool subdivide) {
     std::vector<genotype*> distinct;
     ranks = new unsigned[n];
-    rank_subjects(g, n, ranks, distinct);
+    rank_subjects(g, status, n, ranks, distinct);
     // The count follows its table, so that clear is right whatever allocation fails.
     genotypes = new genotype* [distinct.size()] {};
     empty = 0;
@@ -75,13 +80,6 @@ void garray::init(genotype** g, unsigned const* status, unsigned n, int mode, un
     subjects = n;
     std::copy(distinct.begin(), distinct.end(), genotypes);
 
-    for (unsigned i = 0; i < n; ++i)
-        g[i]->set_multiplicity(0, 4);
-    for (unsigned i = 0; i < n; ++i) {
-        unsigned* const multiplicity = genotypes[ranks[i]]->multiplicity;
-        ++multiplicity[status[i] != 0 ? 1 : 0];
-        ++multiplicity[2];
-    }
     if (mode == 101) list_members(*this, status, group);
     if (max_missing >= 0 && subdivide) most_missing = static_cast<unsigned>(max_missing);
 }

@@ -58,28 +58,6 @@ std::string haplotype::str(unsigned n) const {
     return text;
 }
 
-void genotype::init(unsigned n, unsigned missing_mask, unsigned twos_mask, unsigned ones_mask) {
-    nsnp = n;
-    missing = missing_mask;
-    twos = twos_mask;
-    ones = ones_mask;
-    n_covariates = 0;
-}
-
-void genotype::clear() {
-    subdivision = nullptr;
-    pairs = nullptr;
-    init(0, 0, 0, 0);
-    std::fill(multiplicity, multiplicity + 4, 0u);
-}
-
-void genotype::set_multiplicity(unsigned count, unsigned k) {
-    if (k < 4)
-        multiplicity[k] = count;
-    else if (k == 4)
-        std::fill(multiplicity, multiplicity + 3, count);
-}
-
 unsigned genotype::count_missing() const {
     return count_bits(missing & low_bits(nsnp));
 }
@@ -94,12 +72,6 @@ unsigned long long genotype::count_pairs() const {
     if (k + 2 * m == 64) return 1ull << 63;
     unsigned long long const ordered = 1ull << (k + 2 * m), same = k == 0 ? 1ull << m : 0;
     return (ordered + same) / 2;
-}
-
-bool genotype::equals(genotype const& other, bool strict) const {
-    if (strict) return missing == other.missing && twos == other.twos && ones == other.ones;
-    unsigned const known = low_bits(nsnp) & ~missing;
-    return ((twos ^ other.twos) & known) == 0 && ((ones ^ other.ones) & known) == 0;
 }
 
 haplotype_pair genotype::make_pair(unsigned h) const {

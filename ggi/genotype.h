@@ -11,6 +11,25 @@
 #include <string>
 #include <vector>
 
+// The highest set bit of a mask, as a mask; 0 for 0.
+inline unsigned highest_bit(unsigned mask) {
+    while ((mask & (mask - 1)) != 0)
+        mask &= mask - 1;
+    return mask;
+}
+
+inline unsigned count_bits(unsigned mask) {
+    unsigned count = 0;
+    for (; mask != 0; mask &= mask - 1)
+        ++count;
+    return count;
+}
+
+// The bits below bit n, for n of 0 to 32.
+inline unsigned low_bits(unsigned n) {
+    return n >= 32 ? ~0u : (1u << n) - 1u;
+}
+
 struct haplotype {
     unsigned code;     // bit b set: allele 1 at locus b
     unsigned position; // rank among the modelled haplotypes, once pruning has set it
@@ -39,11 +58,22 @@ struct genotype {
     unsigned multiplicity[4]; // subjects with this genotype: controls, cases, all; the last unused
 
     // Sets the masks; pointers and multiplicities stay.
-    void init(unsigned nsnp, unsigned missing, unsigned twos, unsigned ones);
+    void init(unsigned n, unsigned missing_mask, unsigned twos_mask, unsigned ones_mask) {
+        nsnp = n;
+        missing = missing_mask;
+        twos = twos_mask;
+        ones = ones_mask;
+        n_covariates = 0;
+    }
     // Zeroes every field. What the pointers held is the owner's to release beforehand.
-    void clear();
+    void clear() { *this = genotype{}; }
     // Sets multiplicity k (0 to 3) to count; k = 4 sets the first three and leaves the last.
-    void set_multiplicity(unsigned count, unsigned k);
+    void set_multiplicity(unsigned count, unsigned k) {
+        if (k < 4)
+            multiplicity[k] = count;
+        else if (k == 4)
+            multiplicity[0] = multiplicity[1] = multiplicity[2] = count;
+    }
 
     unsigned count_missing() const;
     // Number of heterozygous loci.
@@ -55,7 +85,11 @@ struct genotype {
 
     // strict: all masks agree. Otherwise the loci that are not missing here must agree with the
     // other's twos and ones, whatever its missing mask says.
-    bool equals(genotype const& other, bool strict) const;
+    bool equals(genotype const& other, bool strict) const {
+        if (strict) return missing == other.missing && twos == other.twos && ones == other.ones;
+        unsigned const known = low_bits(nsnp) & ~missing;
+        return ((twos ^ other.twos) & known) == 0 && ((ones ^ other.ones) & known) == 0;
+    }
 
     // (h, partner of h): the partner complements h at heterozygous loci, has allele 1 at
     // homozygous-1 loci and allele 0 at homozygous-0 and missing loci. The partner's position is
@@ -83,24 +117,5 @@ struct genotype {
     // One character per locus: "0", "1", "2", or "9" for a missing locus.
     std::string str() const;
 };
-
-// The highest set bit of a mask, as a mask; 0 for 0.
-inline unsigned highest_bit(unsigned mask) {
-    while ((mask & (mask - 1)) != 0)
-        mask &= mask - 1;
-    return mask;
-}
-
-inline unsigned count_bits(unsigned mask) {
-    unsigned count = 0;
-    for (; mask != 0; mask &= mask - 1)
-        ++count;
-    return count;
-}
-
-// The bits below bit n, for n of 0 to 32.
-inline unsigned low_bits(unsigned n) {
-    return n >= 32 ? ~0u : (1u << n) - 1u;
-}
 
 #endif

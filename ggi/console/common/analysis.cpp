@@ -64,9 +64,11 @@ int read_subjects(analysis& a) {
 
 // Subjects whose genotype is subdivided weigh once per completion under equilibrium.
 void warn_of_missing(analysis const& a) {
-    auto const many =
-        std::count_if(a.ccg.genotypes, a.ccg.genotypes + a.ccg.n_subjects,
-                      [](genotype const* g) { return g->count_missing() > unsigned{MAX_MISSING}; });
+    garray const& distinct = *a.ccg.distinct;
+    unsigned many = 0;
+    for (unsigned r = 0; r < distinct.count; ++r)
+        if (distinct.is_subdivided(*distinct.genotypes[r]))
+            many += distinct.genotypes[r]->multiplicity[2];
     if (many > 0)
         console_status(NOTE,
                        "warning: " + std::to_string(many) + " subjects have more than " +

@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -19,55 +18,52 @@ enum column_kind : unsigned char { IGNORED, DISEASE, COVARIATE, SNP };
 
 constexpr keyword VARIABLE_OF[] = {KEYWORDS, STATUS, ENVIRONMENT, GENE};
 
-bool is_blank(char c) {
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
+// Which characters belong to a token. Not white space, of which the newline that ends a line is one.
+struct token_characters {
+    bool is_token[256] = {};
+
+    constexpr token_characters() {
+        for (int c = 0; c < 256; ++c)
+            is_token[c] = c != ' ' && !(c >= '\t' && c <= '\r');
+    }
+    bool operator()(char c) const { return is_token[static_cast<unsigned char>(c)]; }
+};
+constexpr token_characters is_token;
 
 struct line {
     char const* begin;
-    char const* end; // the newline, or the end of the buffer
-    unsigned number; // counted from 1
-    bool terminated; // by a newline
+    char const* end; // its newline
+    unsigned count;  // of tokens: how often a stream would have to be asked for one before it ends,
+                     // which is one more than there are after trailing white space
+    bool is_blank;   // nothing but white space
 };
 
-// The line after `previous`; false at the end of the buffer.
-bool next_line(char const* buffer_end, line& current) {
-    char const* const begin = current.terminated ? current.end + 1 : current.end;
-    if (begin == buffer_end) return false;
-    void const* const newline =
-        std::memchr(begin, '\n', static_cast<std::size_t>(buffer_end - begin));
-    current.begin = begin;
-    current.terminated = newline != nullptr;
-    current.end = current.terminated ? static_cast<char const*>(newline) : buffer_end;
-    ++current.number;
-    return true;
-}
-
-bool is_blank(line const& l) {
-    return std::all_of(l.begin, l.end, [](char c) { return is_blank(c); });
-}
-
-// Calls visit(index, begin, end) for every token of the line. Returns how often a stream would have
-// to be asked for a token before it ends: their number, and one more after trailing white space.
-template <typename visitor> unsigned for_each_token(line const& l, visitor visit) {
+// Calls visit(index, begin, end) for every token of the line that begins at l.begin; fills the rest
+// of l. A newline must come.
+template <typename visitor> void for_each_token(line& l, visitor visit) {
     unsigned count = 0;
     for (char const* at = l.begin;;) {
-        while (at != l.end && is_blank(*at))
-            ++at;
-        if (at == l.end) return l.begin == l.end || is_blank(l.end[-1]) ? count + 1 : count;
-        char const* const begin = at;
-        while (at != l.end && !is_blank(*at))
+        for (; !is_token(*at); ++at)
+            if (*at == '\n') {
+                bool const ends_in_token = at != l.begin && is_token(at[-1]);
+                l = {l.begin, at, ends_in_token ? count : count + 1, count == 0};
+                return;
+            }
+        char const* const begin = at++;
+        while (is_token(*at))
             ++at;
         visit(count++, begin, at);
     }
 }
 
-unsigned count_tokens(line const& l) {
-    return for_each_token(l, [](unsigned, char const*, char const*) {});
+line measured(char const* begin) {
+    line l{begin, nullptr, 0, false};
+    for_each_token(l, [](unsigned, char const*, char const*) {});
+    return l;
 }
 
-// A decimal number that takes up the whole token and is finite. The buffer ends in a NUL, so that
-// strtod stops at the token's end.
+// A decimal number that takes up the whole token and is finite. White space follows every token, so
+// that strtod stops at its end.
 bool read_number(char const* begin, char const* end, double& value) {
     char const* at = begin;
     auto digits = [&] {
@@ -93,25 +89,26 @@ bool read_number(char const* begin, char const* end, double& value) {
     return std::isfinite(value);
 }
 
-// What the defined columns hold.
-struct column_layout {
-    std::vector<column_kind> kinds;           // SNP wins over covariate, covariate over status
-    std::vector<std::vector<unsigned>> slots; // covariates that a column gives, in column order
+// What a defined column holds.
+struct column {
+    column_kind kind = IGNORED; // SNP wins over covariate, covariate over status
+    unsigned first_covariate = 0;
+    unsigned n_covariates = 0; // that it gives; more than one when it is named twice
 };
 
-column_layout lay_out_columns(variable const& v, std::size_t defined) {
-    column_layout columns{std::vector<column_kind>(defined, IGNORED),
-                          std::vector<std::vector<unsigned>>(defined)};
-    columns.kinds[v.status_column] = DISEASE;
+std::vector<column> lay_out_columns(variable const& v, std::size_t defined) {
+    std::vector<column> columns(defined);
+    columns[v.status_column].kind = DISEASE;
+    // Covariates are numbered in column order.
     std::vector<unsigned> covariates(v.covariate_columns, v.covariate_columns + v.n_covariates);
     std::sort(covariates.begin(), covariates.end());
-    for (unsigned c = 0; c < v.n_covariates; ++c) {
-        columns.kinds[covariates[c]] = COVARIATE;
-        columns.slots[covariates[c]].push_back(c);
+    for (unsigned c = v.n_covariates; c-- > 0;) {
+        column& of = columns[covariates[c]];
+        of = {COVARIATE, c, of.n_covariates + 1};
     }
     for (unsigned g = 0; g < v.n_genes; ++g)
         for (unsigned l = 0; l < v.gene_loci[g]; ++l)
-            columns.kinds[v.gene_columns[g][l]] = SNP;
+            columns[v.gene_columns[g][l]].kind = SNP;
     return columns;
 }
 
@@ -126,15 +123,6 @@ unsigned defined_columns(variable const& v) {
     return last + 1;
 }
 
-// Codes the copies of one SNP at the bit.
-void store_snp(double copies, unsigned bit, genotype& genes) {
-    if (copies == 1 || copies == 2)
-        genes.ones |= bit;
-    else if (copies != 0)
-        genes.missing |= bit;
-    if (copies == 2) genes.twos |= bit;
-}
-
 struct outputs {
     std::string*& names;
     genotype**& genotypes;
@@ -146,11 +134,12 @@ struct outputs {
         names = new std::string[defined];
         genotypes = new genotype* [lines + 1] {};
         genotypes[0] = new genotype[lines + 1];
-        status = new unsigned[lines]();
+        use_large_pages(genotypes[0], (lines + 1) * sizeof(genotype));
+        status = new unsigned[lines];
         if (v.n_covariates == 0) return;
         covariates = new double* [v.n_covariates] {};
         for (unsigned c = 0; c < v.n_covariates; ++c)
-            covariates[c] = new double[lines]();
+            covariates[c] = new double[lines];
     }
     void release(unsigned n_covariates) {
         if (covariates != nullptr)
@@ -170,17 +159,17 @@ struct outputs {
 };
 
 // Names from the header line, or made up without one, for the columns that are used.
-void name_columns(column_layout const& columns, line const* header, std::string* names) {
+void name_columns(std::vector<column> const& columns, line* header, std::string* names) {
     if (header != nullptr) {
         for_each_token(*header, [&](unsigned index, char const* begin, char const* end) {
-            if (index < columns.kinds.size() && columns.kinds[index] != IGNORED)
+            if (index < columns.size() && columns[index].kind != IGNORED)
                 names[index].assign(begin, end);
         });
         return;
     }
     unsigned snps = 0, environment = 0;
-    for (std::size_t c = 0; c < columns.kinds.size(); ++c)
-        switch (columns.kinds[c]) {
+    for (std::size_t c = 0; c < columns.size(); ++c)
+        switch (columns[c].kind) {
         case DISEASE: names[c] = "STATUS"; break;
         case COVARIATE: names[c] = "ENV" + std::to_string(++environment); break;
         case SNP: names[c] = "SNP" + std::to_string(++snps); break;
@@ -194,71 +183,94 @@ struct bad_value {
     column_kind kind;
 };
 
-// Reads the subject's line; returns the number of tokens as for_each_token counts them.
-unsigned read_subject(line const& l, column_layout const& columns, unsigned loci,
-                      outputs const& out, bad_value& bad) {
+// SNP masks of one subject, filled from the highest bit down.
+struct snp_masks {
+    unsigned missing = 0, twos = 0, ones = 0, n = 0;
+
+    // Without branches, since copies cannot be predicted.
+    void add(unsigned copies) {
+        ones = ones << 1 | (copies == 1 || copies == 2);
+        twos = twos << 1 | (copies == 2);
+        missing = missing << 1 | (copies > 2);
+        ++n;
+    }
+};
+
+// Reads the subject's line into the place after the last subject.
+void read_subject(line& l, unsigned number, std::vector<column> const& columns, unsigned loci,
+                  outputs const& out, bad_value& bad) {
+    snp_masks snps;
+    unsigned n_covariates = 0, status = 0;
+    for_each_token(l, [&](unsigned index, char const* begin, char const* end) {
+        if (index >= columns.size()) return;
+        column const& c = columns[index];
+        if (c.kind == IGNORED) return;
+        unsigned digit = static_cast<unsigned>(*begin) - '0';
+        double value = digit;
+        bool good = true;
+        if (end - begin != 1 || digit > 9) {
+            good = read_number(begin, end, value);
+            digit = value == 0 ? 0 : value == 1 ? 1 : value == 2 ? 2 : 3;
+        }
+        if (c.kind == SNP) {
+            snps.add(digit);
+        } else if (c.kind == DISEASE) {
+            good = good && digit < 2;
+            status = digit;
+        }
+        for (unsigned k = 0; k < c.n_covariates; ++k, ++n_covariates)
+            out.covariates[c.first_covariate + k][out.n] = value;
+        if (!good && bad.line == 0) bad = {number, c.kind};
+    });
+    out.status[out.n] = status;
+    // A column that is named twice leaves the lowest bits unset.
+    unsigned const unset = loci - snps.n;
     genotype& genes = out.genotypes[0][out.n];
     genes.clear();
-    genes.init(loci, 0, 0, 0);
-    unsigned bit = 1u << (loci - 1); // of the next SNP; 0 after the last
-    return for_each_token(l, [&](unsigned index, char const* begin, char const* end) {
-        if (bad.line != 0 || index >= columns.kinds.size()) return;
-        column_kind const kind = columns.kinds[index];
-        if (kind == IGNORED) return;
-        double value = 0;
-        bool good = true;
-        if (end - begin == 1 && *begin >= '0' && *begin <= '9')
-            value = *begin - '0';
-        else
-            good = read_number(begin, end, value);
-        if (kind == DISEASE) {
-            good = good && (value == 0 || value == 1);
-            out.status[out.n] = value == 1;
-        } else if (kind == SNP) {
-            store_snp(value, bit, genes);
-            bit >>= 1;
-        }
-        for (unsigned const c : columns.slots[index]) {
-            out.covariates[c][out.n] = value;
-            ++genes.n_covariates;
-        }
-        if (!good) bad = {l.number, kind};
-    });
+    genes.init(loci, snps.missing << unset, snps.twos << unset, snps.ones << unset);
+    genes.n_covariates = n_covariates;
 }
 
-// Reads the subjects of the buffer. Prints what is wrong with it and returns the code, or 1.
-int read_subjects(char const* buffer, std::size_t length, std::string const& name,
-                  variable const& v, outputs& out) {
-    char const* const end = buffer + length;
+// Reads the subjects of the buffer, a newline following its end. Prints what is wrong with it and
+// returns the code, or 1.
+int read_subjects(char const* buffer, char const* end, std::string const& name, variable const& v,
+                  outputs& out) {
     auto const located = [&](unsigned number) { return name + ":" + std::to_string(number); };
-    line current{buffer, buffer, 0, false};
-    bool more = next_line(end, current);
-    while (more && is_blank(current))
-        more = next_line(end, current);
-    if (!more) return console_status(NO_DATA, name, "");
-    unsigned const width = count_tokens(current), defined = defined_columns(v);
-    if (width < defined || (v.header != 0 && current.number != 1))
+    unsigned number = 1; // of the line
+    line current = measured(buffer);
+    for (; current.is_blank && current.end < end; ++number)
+        current = measured(current.end + 1);
+    if (current.is_blank) return console_status(NO_DATA, name, "");
+    unsigned const width = current.count, defined = defined_columns(v);
+    if (width < defined || (v.header != 0 && number != 1))
         return console_status(COLUMNS_MISMATCH, name, "");
 
     out.allocate(v, static_cast<std::size_t>(std::count(buffer, end, '\n')), defined);
-    column_layout const columns = lay_out_columns(v, defined);
+    std::vector<column> const columns = lay_out_columns(v, defined);
     unsigned const loci = v.n_loci();
     name_columns(columns, v.header != 0 ? &current : nullptr, out.names);
-    if (v.header == 0) current = {buffer, buffer, 0, false};
+    char const* next = buffer;
+    number = 0;
+    if (v.header != 0) {
+        next = current.end < end ? current.end + 1 : end;
+        number = 1;
+    }
 
+    char const* complete = end; // where the last line with a newline of its own ends
+    while (complete != buffer && complete[-1] != '\n')
+        --complete;
     bad_value bad{0, IGNORED};
-    while (next_line(end, current)) {
-        if (is_blank(current)) continue;
-        if (!current.terminated) {
-            console_status(NOTE, "warning: last line has no newline and is ignored.", name);
-            break;
-        }
-        unsigned const count = read_subject(current, columns, loci, out, bad);
-        if (count < defined) return console_status(COLUMNS_MISMATCH, located(current.number), "");
-        if (count != width) return console_status(INVALID_FORMAT, located(current.number), "");
+    for (; next < complete; next = current.end + 1) {
+        current.begin = next;
+        read_subject(current, ++number, columns, loci, out, bad);
+        if (current.is_blank) continue;
+        if (current.count < defined) return console_status(COLUMNS_MISMATCH, located(number), "");
+        if (current.count != width) return console_status(INVALID_FORMAT, located(number), "");
         out.genotypes[out.n] = out.genotypes[0] + out.n;
         ++out.n;
     }
+    if (next < end && !measured(next).is_blank)
+        console_status(NOTE, "warning: last line has no newline and is ignored.", name);
     if (out.n == 0) return console_status(NO_DATA, name, "");
     if (bad.line != 0)
         return console_status(INVALID_VALUE, located(bad.line),
@@ -279,7 +291,9 @@ int read_file(std::string path, variable const& v, std::string*& names, genotype
     if (code == OPEN_FAILED) return code;
     if (code != 1) return console_status(code, path, "data");
     std::unique_ptr<char[]> const owner(buffer);
-    code = read_subjects(buffer, static_cast<std::size_t>(length), name, v, out);
+    // In the place of the closing NUL, so that every line ends in a newline.
+    buffer[length] = '\n';
+    code = read_subjects(buffer, buffer + length, name, v, out);
     if (code != 1) out.release(v.n_covariates);
     return code;
 }
