@@ -281,6 +281,7 @@ int setvar(unsigned key, std::string const& value, variable& v, std::string& mes
 }
 
 int validate_spec(std::string const& path, variable& v) {
+    v.spec_path = path;
     std::string text;
     if (!is_empty_file(path)) {
         char* buffer;

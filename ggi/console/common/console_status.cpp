@@ -3,6 +3,7 @@
 
 #include "ggi/status.h"
 
+#include <algorithm>
 #include <cctype>
 #include <iostream>
 
@@ -88,6 +89,12 @@ std::string wrapped(std::string line) {
 
 int console_status(int code, std::string first, std::string second) {
     std::string const line = line_of(code, first, second);
-    if (!line.empty()) std::cerr << "<quilmar> " + wrapped(line) + "\n" << std::flush;
+    if (!line.empty()) std::cerr << "<quilmar> " + wrapped(printable(line)) + "\n" << std::flush;
     return code;
+}
+
+std::string printable(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; }, '?');
+    return text;
 }

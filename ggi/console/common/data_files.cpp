@@ -3,9 +3,11 @@
 
 #include "ggi/console/common/console_status.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
+#include <memory>
 #include <new>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -24,12 +26,14 @@ std::vector<std::string> list_directory(std::string const& path) {
     dirent** entries = nullptr;
     int const n = scandir(path.c_str(), &entries, filter, alphasort);
     if (n < 0 && errno == ENOMEM) throw std::bad_alloc();
+    auto const release = [n](dirent** list) {
+        std::for_each(list, list + n, std::free);
+        std::free(list);
+    };
+    std::unique_ptr<dirent*, decltype(release)> const owner(entries, release);
     std::vector<std::string> names;
-    for (int i = 0; i < n; ++i) {
+    for (int i = 0; i < n; ++i)
         names.emplace_back(entries[i]->d_name);
-        std::free(entries[i]);
-    }
-    std::free(entries);
     return names;
 }
 
