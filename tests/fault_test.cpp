@@ -170,6 +170,21 @@ TEST(fault, directory_entries) {
     EXPECT_EQ(err.find("error reading data file 'in/2-short'.\n") != std::string::npos, has_short);
 }
 
+// A directory that may be listed but not searched is not an empty one.
+TEST(fault, directory_without_permission) {
+    directory_run files(SPEC, DATA, 1);
+    chmod(files.file("in").c_str(), 0644);
+    chmod(files.path.c_str(), 0755);
+    // The superuser may read anything.
+    std::string const user = geteuid() == 0 ? "setpriv --reuid 65534 --clear-groups " : "";
+    if (run_shell(files, user + QUILMAR_PROGRAM " --help").exit_status != 0)
+        GTEST_SKIP() << "the program cannot be run by another user";
+    outcome const o = run_shell(files, user + QUILMAR_PROGRAM " in s -o res");
+    EXPECT_EQ(o.err, "<quilmar> no read permission for directory 'in'.\n");
+    EXPECT_EQ(o.exit_status, -9997 & 255);
+    chmod(files.file("in").c_str(), 0755);
+}
+
 // Control characters of a file name and of a column name in the report.
 TEST(fault, control_characters) {
     scratch files;

@@ -74,7 +74,9 @@ int list_data_files(std::string const& path, data_files& files) {
     if (stat(path.c_str(), &info) != 0) return console_status(NOT_FOUND, path, "");
     bool const readable = (info.st_mode & S_IRUSR) != 0;
     if (S_ISDIR(info.st_mode))
-        return readable ? list_entries(files) : console_status(NO_READ_DIRECTORY, path, "");
+        return readable && access(path.c_str(), R_OK | X_OK) == 0
+                   ? list_entries(files)
+                   : console_status(NO_READ_DIRECTORY, path, "");
     if (!S_ISREG(info.st_mode) || !readable) return console_status(NO_READ_FILE, path, "");
     if (!can_open(path)) return console_status(OPEN_FAILED, path, "data");
     files.is_directory = false;
