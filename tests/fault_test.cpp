@@ -44,6 +44,9 @@ struct background_run {
         pid = fork();
         if (pid == 0) {
             dup2(gated ? ends[1] : open("/dev/null", O_WRONLY), STDERR_FILENO);
+            // A shell may have started the tests with some of them ignored.
+            for (int const number : {SIGINT, SIGTERM, SIGHUP})
+                signal(number, SIG_DFL);
             if (chdir(directory.path.c_str()) == 0)
                 execl(QUILMAR_PROGRAM, "quilmar", "in", "s", "-o", "res", nullptr);
             _exit(127);
