@@ -5,6 +5,7 @@
 #include "tests/support.h"
 
 #include <gtest/gtest.h>
+#include <utility>
 
 namespace {
 
@@ -182,86 +183,63 @@ TEST(stress, limits_of_arithmetic) {
 // The settings take a leading number, counts from 1 to 4294967295 and fractions between 0 and 1.
 TEST(stress, settings) {
     struct {
-        char const* value;
         unsigned count;  // 0 where it is refused
         double fraction; // likewise
-    } const cases[] = {{"4294967295", 4294967295u, 0},
-                       {"4294967296", 0, 0},
-                       {"99999999999999999999", 0, 0},
-                       {"-1", 0, 0},
-                       {"0", 0, 0},
-                       {"-0", 0, 0},
-                       {"+1", 1, 0},
-                       {"1.", 1, 0},
-                       {".5", 0, 0.5},
-                       {"+.5x", 0, 0.5},
-                       {"00001", 1, 0},
-                       {"000.25", 0, 0.25},
-                       {"0x10", 0, 0},
-                       {"1e308", 1, 0},
-                       {"1e309", 1, 0},
-                       {"1e-320", 1, 1e-320},
-                       {"1e-400", 1, 0},
-                       {"nan", 0, 0},
-                       {"inf", 0, 0},
-                       {"", 0, 0},
-                       {"x", 0, 0},
-                       {"1,5", 1, 0},
-                       {"0,5", 0, 0},
-                       {"0.9999999999999999", 0, 1 - 0x1p-53},
-                       {"0.99999999999999999", 0, 0},
-                       {"10 20", 10, 0}};
+        std::vector<char const*> values;
+    } const cases[] = {
+        {0, 0, {"4294967296", "99999999999999999999", "-1", "0", "-0", "0x10", "nan", "inf"}},
+        {0, 0, {"", "x", "0,5", "0.99999999999999999"}},
+        {1, 0, {"+1", "1.", "00001", "1e308", "1e309", "1e-400", "1,5"}},
+        {10, 0, {"10 20"}},
+        {4294967295u, 0, {"4294967295", "4294967295x"}},
+        {0, 0.5, {".5", "+.5x"}},
+        {0, 1 - 0x1p-53, {"000.9999999999999999"}},
+        {1, 1e-320, {"1e-320"}}};
     variable v;
     v.init();
     std::string message;
     testing::internal::CaptureStderr();
-    for (auto const& c : cases) {
-        for (int key : {ITERATIONS, FITERATIONS})
-            EXPECT_EQ(setvar(static_cast<unsigned>(key), c.value, v, message), c.count != 0);
-        for (int key : {THRESHOLD, TOLERANCE, FTOLERANCE})
-            EXPECT_EQ(setvar(static_cast<unsigned>(key), c.value, v, message), c.fraction != 0)
-                << c.value;
-        for (char const* option : {"-i", "--iterations"})
-            EXPECT_EQ(validate_option(option, c.value, v) == 1, c.count != 0) << c.value;
-        for (char const* option : {"-t", "--tolerance"})
-            EXPECT_EQ(validate_option(option, c.value, v) == 1, c.fraction != 0) << c.value;
-        if (c.count != 0) {
-            EXPECT_EQ(v.iterations, c.count);
-            EXPECT_EQ(v.frequency_iterations, c.count);
+    for (auto const& c : cases)
+        for (std::string const value : c.values) {
+            SCOPED_TRACE(value);
+            bool const is_count = c.count != 0, is_fraction = c.fraction != 0;
+            for (unsigned key : {ITERATIONS, FITERATIONS})
+                EXPECT_EQ(setvar(key, value, v, message), is_count);
+            for (unsigned key : {THRESHOLD, TOLERANCE, FTOLERANCE})
+                EXPECT_EQ(setvar(key, value, v, message), is_fraction);
+            EXPECT_TRUE(!is_count || v.frequency_iterations == c.count);
+            EXPECT_TRUE(!is_count || std::exchange(v.iterations, 0u) == c.count);
+            EXPECT_TRUE(!is_fraction || v.threshold == c.fraction);
+            EXPECT_TRUE(!is_fraction || v.frequency_tolerance == c.fraction);
+            EXPECT_TRUE(!is_fraction || std::exchange(v.tolerance, 0.0) == c.fraction);
+            EXPECT_EQ(validate_option("-i", value, v) == 1, is_count);
+            EXPECT_EQ(validate_option("--tolerance", value, v) == 1, is_fraction);
+            EXPECT_TRUE(!is_count || v.iterations == c.count);
+            EXPECT_TRUE(!is_fraction || v.tolerance == c.fraction);
         }
-        if (c.fraction != 0) {
-            EXPECT_EQ(v.threshold, c.fraction);
-            EXPECT_EQ(v.tolerance, c.fraction);
-            EXPECT_EQ(v.frequency_tolerance, c.fraction);
-        }
-    }
     testing::internal::GetCapturedStderr();
 }
 
 // Every way to write a number, as SNP and as covariate; SNPs other than 0, 1 and 2 are missing.
 TEST(stress, data_values) {
     struct {
-        char const* text;
-        char copies; // 9 is missing
         double value;
-    } const cases[] = {{"+1", '1', 1},
-                       {"1.", '1', 1},
-                       {"00001", '1', 1},
-                       {"1e0", '1', 1},
-                       {"0.2E1", '2', 2},
-                       {"-0", '0', 0},
-                       {".5", '9', 0.5},
-                       {"-1", '9', -1},
-                       {"1e308", '9', 1e308},
-                       {"1e-320", '9', 1e-320},
-                       {"1e-400", '0', 0},
-                       {"4294967296", '9', 4294967296.0},
-                       {"1.0000000000000000001", '1', 1}};
-    for (auto const& c : cases) {
-        std::string const text = std::string(c.text) + " " + c.text;
-        sample s("D A X\n1 " + text + "\n", "STATUS=1\nGENE=2\nENVIRONMENT=3\nEFFECT=1 1\n");
-        ASSERT_EQ(s.ccg.n_subjects, 1u);
-        EXPECT_EQ(s.ccg.genotypes[0]->str(), std::string(1, c.copies)) << c.text;
-        EXPECT_EQ(s.ccg.covariates[0][0], c.value) << c.text;
-    }
+        char const* genotype; // "9" is missing
+        std::vector<char const*> texts;
+    } const cases[] = {{0, "0", {"0", "-0", "00000", "1e-400", ".0e308"}},
+                       {1, "1", {"1", "+1", "1.", "00001", "1e0", "1.0000000000000000001"}},
+                       {2, "2", {"2", "0.2E1", "200e-2"}},
+                       {0.5, "9", {".5", "5e-1"}},
+                       {1e308, "9", {"1e308"}},
+                       {1e-320, "9", {"1e-320"}},
+                       {4294967296.0, "9", {"4294967296"}},
+                       {-1, "9", {"-1", "-1.e0"}}};
+    for (auto const& c : cases)
+        for (std::string const text : c.texts) {
+            sample s("D A X\n1 " + text + " " + text + "\n",
+                     "STATUS=1\nGENE=2\nENVIRONMENT=3\nEFFECT=1 1\n");
+            ASSERT_EQ(s.ccg.n_subjects, 1u);
+            EXPECT_EQ(s.ccg.genotypes[0]->str(), c.genotype) << text;
+            EXPECT_EQ(s.ccg.covariates[0][0], c.value) << text;
+        }
 }
