@@ -122,7 +122,7 @@ TEST(fault, output_names) {
         // Permissions: those of the report that is replaced, else what the mask leaves.
         {"touch d.out; chmod 600 d.out", "d s", "d: result saved to 'd.out'.",
          "test $(stat -c %a d.out) = 600"},
-        {"umask 027", "d s", "d: result saved to 'd.out'.", "test $(stat -c %a d.out) = 640"},
+        {"umask 012", "d s", "d: result saved to 'd.out'.", "test $(stat -c %a d.out) = 664"},
         // The longest name that a report can have.
         {"n=$(printf %0251d 0); cp d $n", "$n s 2>/dev/null; echo '<quilmar> good' >&2", "good",
          "grep -q Success $n.out"},
