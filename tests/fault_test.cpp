@@ -226,8 +226,8 @@ TEST(fault, files_change_during_the_run) {
     EXPECT_EQ(files.list("res"), "1.out 6.out ");
 }
 
-// A signal ends the run at once, or as soon as the report that is being written is whole. All but the
-// first of the signals are sent when a temporary file is seen.
+// A signal ends the run at once, or as soon as the report that is being written is whole. All but
+// the first of the signals are sent when a temporary file is seen.
 TEST(fault, signals) {
     std::string const spec = "STATUS=1\nGENE=2 3 4 5 6 7 8 9\nEFFECT=-1\nFITERATIONS=1\n"
                              "FTOLERANCE=1e-300\nTHRESHOLD=0.0001\n",

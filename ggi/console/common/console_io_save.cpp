@@ -1,5 +1,5 @@
-// Saving of a report: under a temporary name, then renamed, so that what stands under the final name
-// is whole.
+// Saving of a report: under a temporary name, then renamed, so that what stands under the final
+// name is whole.
 #include "ggi/console/common/console_io.h"
 #include "ggi/console/common/console_status.h"
 
