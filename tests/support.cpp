@@ -15,6 +15,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <numeric>
+#include <set>
 #include <sstream>
 #include <sys/wait.h>
 
@@ -45,12 +46,26 @@ bool scratch::has(std::string const& name) const {
     return fs::exists(file(name));
 }
 
-outcome run_quilmar(scratch const& directory, std::string const& arguments) {
+std::string scratch::list(std::string const& directory) const {
+    std::set<std::string> names;
+    for (fs::directory_entry const& entry : fs::directory_iterator(file(directory)))
+        names.insert(entry.path().filename());
+    std::string text;
+    for (std::string const& name : names)
+        text += name + " ";
+    return text;
+}
+
+outcome run_shell(scratch const& directory, std::string const& command) {
     scratch streams;
-    std::string const command = "cd '" + directory.path + "' && " QUILMAR_PROGRAM " " + arguments +
-                                " >'" + streams.file("out") + "' 2>'" + streams.file("err") + "'";
-    int const status = std::system(command.c_str());
+    std::string const line = "cd '" + directory.path + "' && { " + command + "; } >'" +
+                             streams.file("out") + "' 2>'" + streams.file("err") + "'";
+    int const status = std::system(line.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, streams.read("out"), streams.read("err")};
+}
+
+outcome run_quilmar(scratch const& directory, std::string const& arguments) {
+    return run_shell(directory, QUILMAR_PROGRAM " " + arguments);
 }
 
 std::string undated(std::string const& report) {

@@ -19,6 +19,8 @@ struct scratch {
     std::string write(std::string const& name, std::string const& text) const;
     std::string read(std::string const& name) const;
     bool has(std::string const& name) const;
+    // Names of the entries of a subdirectory in order, a blank after each.
+    std::string list(std::string const& directory) const;
 };
 
 struct outcome {
@@ -26,6 +28,9 @@ struct outcome {
     std::string out;
     std::string err;
 };
+
+// Runs a shell command in the directory; the exit status is -1 after a signal.
+outcome run_shell(scratch const& directory, std::string const& command);
 
 // Runs the built program in the directory with the arguments of a shell command.
 outcome run_quilmar(scratch const& directory, std::string const& arguments);

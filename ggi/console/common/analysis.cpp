@@ -142,10 +142,13 @@ void run(analysis& a, double* frequencies) {
 void analyse_file(std::string const& name, std::string const& path, std::string const& output,
                   variable& v, double* frequencies) {
     analysis a{name, path, output, v};
+    bool is_out_of_memory = false;
     try {
         run(a, frequencies);
     } catch (std::bad_alloc const&) {
-        console_status(121, name, "");
+        is_out_of_memory = true;
     }
+    // Before the message, which needs memory, too.
     a.free();
+    if (is_out_of_memory) console_status(121, name, "");
 }

@@ -72,8 +72,7 @@ void format_output(case_control_ggi_data const& data, variable const& v, std::st
                    outfmt& format);
 
 // Writes the report of one data file, with the frequency section and the effects section as asked
-// for. Returns 1, or OPEN_FAILED or CLOSE_FAILED; a file that this call has made and could not
-// finish is removed.
+// for. Returns what save_text returns.
 int write_file(std::string const& output, std::string const& data_path, std::string const* labels,
                outfmt const& format, case_control_ggi_data const& data, variable const& v,
                result const& frequency, result const& fit, statistics const& stats,
@@ -82,6 +81,14 @@ int write_file(std::string const& output, std::string const& data_path, std::str
 // Estimate, standard error, z and p of one parameter, each right-aligned in `width` columns with
 // `precision` decimals; blanks where the array is null.
 std::string statstr(statistics const& stats, unsigned parameter, int width, int precision);
+
+// --- console_io_save.cpp ---
+
+// Saves the report. A file of that name is replaced once the new one is whole, and is left alone if
+// that fails; a link is followed, a device or FIFO written to. Returns 1, OPEN_FAILED (also where
+// the output is the data file or the variable specification file) or CLOSE_FAILED.
+int save_text(std::string const& output, std::string const& text, std::string const& data_path,
+              std::string const& spec_path);
 
 // --- console_io_help.cpp ---
 

@@ -4,6 +4,7 @@
 #include "ggi/console/common/console_status.h"
 
 #include <cassert>
+#include <cerrno>
 #include <climits>
 #include <fcntl.h>
 #include <new>
@@ -20,6 +21,7 @@ constexpr std::size_t LARGE = std::size_t{4} << 20;
 bool read_all(int file, char* buffer, std::size_t size) {
     while (size > 0) {
         ssize_t const got = read(file, buffer, size);
+        if (got < 0 && errno == EINTR) continue;
         if (got <= 0) return false;
         buffer += got;
         size -= static_cast<std::size_t>(got);

@@ -10,11 +10,9 @@
 #include <cmath>
 #include <cstdio>
 #include <ctime>
-#include <fcntl.h>
+#include <new>
 #include <numeric>
 #include <sstream>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -41,6 +39,7 @@ std::string right(std::string const& text, int width) {
 std::string fixed(double value, int width, int precision) {
     if (std::isnan(value)) value = QNAN;
     int const length = std::snprintf(nullptr, 0, "%*.*f", width, precision, value);
+    if (length < 0) throw std::bad_alloc(); // the C library had no room for the digits
     std::string text(static_cast<std::size_t>(length), '\0');
     std::snprintf(&text[0], text.size() + 1, "%*.*f", width, precision, value);
     return text;
@@ -61,8 +60,8 @@ int length(std::string const& text) {
 }
 
 std::string banner(std::string const& data_path) {
-    return EQUALS_RULE + "=== QUILMAR Analysis " + data_path.substr(data_path.rfind('/') + 1) +
-           " ===\n" + EQUALS_RULE + "\n";
+    return EQUALS_RULE + "=== QUILMAR Analysis " +
+           printable(data_path.substr(data_path.rfind('/') + 1)) + " ===\n" + EQUALS_RULE + "\n";
 }
 
 std::string section_head(std::string const& title, unsigned hw, double tolerance,
@@ -184,7 +183,7 @@ std::vector<std::string> covariate_names(variable const& v, std::string const* l
     std::sort(columns.begin(), columns.end());
     std::vector<std::string> names;
     for (unsigned const column : columns)
-        names.push_back(labels[column]);
+        names.push_back(printable(labels[column]));
     return names;
 }
 
@@ -196,27 +195,6 @@ std::string joined_names(unsigned const* row, std::vector<std::string> const& na
         separator = "*";
     }
     return text;
-}
-
-// Writes the text to the file, which is emptied first. Once the file is open nothing is allocated,
-// and a FIFO without a reader does not block.
-int write_text(std::string const& output, std::string const& text) {
-    struct stat info;
-    bool const existed = lstat(output.c_str(), &info) == 0;
-    int const file =
-        open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, 0666);
-    if (file < 0) return OPEN_FAILED;
-    char const* at = text.data();
-    std::size_t left_over = text.size();
-    while (left_over > 0) {
-        ssize_t const written = write(file, at, left_over);
-        if (written <= 0) break;
-        at += written;
-        left_over -= static_cast<std::size_t>(written);
-    }
-    bool const is_whole = close(file) == 0 && left_over == 0;
-    if (!is_whole && !existed) std::remove(output.c_str());
-    return is_whole ? 1 : CLOSE_FAILED;
 }
 
 unsigned longest_label(std::vector<outfmt_row> const& table) {
@@ -279,6 +257,5 @@ int write_file(std::string const& output, std::string const& data_path, std::str
     if (with_frequencies) text += frequency_section(format, data, v, frequency);
     if (with_effects) text += effects_section(format, data, v, fit, stats);
     text += date_line();
-
-    return write_text(output, text);
+    return save_text(output, text, data_path, v.spec_path);
 }

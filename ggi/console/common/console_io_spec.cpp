@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr unsigned MAX_LOCI = 32;
+constexpr int MAX_LOCI = 32;
 constexpr char const* BLANKS = " \t\r\v\f";
 
 struct spec_line {
@@ -115,14 +115,19 @@ int read_columns(std::string const& value, std::vector<unsigned>& columns, std::
     return columns.empty() ? 0 : 1;
 }
 
+// The first of n rows that is still null; the rows are filled in order.
+template <typename value> value** next_row(value** rows, unsigned n) {
+    return std::partition_point(rows, rows + n, [](value const* row) { return row != nullptr; });
+}
+
 int set_gene(std::string const& value, variable& v, std::string& message) {
     std::vector<unsigned> columns;
     if (read_columns(value, columns, message) != 1) return 0;
-    unsigned const loci = v.n_loci();
+    std::ptrdiff_t const g = next_row(v.gene_columns, v.n_genes) - v.gene_columns;
+    // Each of the genes so far has a locus.
+    std::size_t const loci = g > MAX_LOCI ? MAX_LOCI + 1 : v.n_loci();
     if (loci <= MAX_LOCI && loci + columns.size() > MAX_LOCI)
         message = "error: more than " + std::to_string(MAX_LOCI) + " loci are defined.";
-    unsigned const g = static_cast<unsigned>(
-        std::find(v.gene_columns, v.gene_columns + v.n_genes, nullptr) - v.gene_columns);
     v.gene_columns[g] = new unsigned[columns.size()];
     std::copy(columns.begin(), columns.end(), v.gene_columns[g]);
     v.gene_loci[g] = static_cast<unsigned>(columns.size());
@@ -133,7 +138,9 @@ int set_environment(std::string const& value, variable& v, std::string& message)
     std::vector<unsigned> columns;
     if (read_columns(value, columns, message) != 1) return 0;
     unsigned* const end = v.covariate_columns + v.n_covariates;
-    std::copy(columns.begin(), columns.end(), std::find(v.covariate_columns, end, MAX_UINT));
+    std::copy(columns.begin(), columns.end(),
+              std::partition_point(v.covariate_columns, end,
+                                   [](unsigned column) { return column != MAX_UINT; }));
     return 1;
 }
 
@@ -158,10 +165,9 @@ int set_effect(std::string const& value, variable& v, std::string& message) {
                   variable::keywords[EFFECT] + ", expected " + std::to_string(expected) + ".";
         return 0;
     }
-    int** const end = v.effects + v.n_effects;
-    int*& target = *std::find(v.effects, end, nullptr);
-    target = new int[expected];
-    std::copy(row.begin(), row.end(), target);
+    int** const target = next_row(v.effects, v.n_effects);
+    *target = new int[expected];
+    std::copy(row.begin(), row.end(), *target);
     return 1;
 }
 
@@ -281,6 +287,7 @@ int setvar(unsigned key, std::string const& value, variable& v, std::string& mes
 }
 
 int validate_spec(std::string const& path, variable& v) {
+    v.spec_path = path;
     std::string text;
     if (!is_empty_file(path)) {
         char* buffer;

@@ -3,6 +3,7 @@
 
 #include "ggi/status.h"
 
+#include <algorithm>
 #include <cctype>
 #include <iostream>
 
@@ -62,32 +63,32 @@ std::string line_of(int code, std::string const& first, std::string const& secon
 } // namespace
 
 std::string wrapped(std::string line) {
-    std::string const indent(10, ' ');
-    std::size_t start = 0;
+    std::string const indent = "\n" + std::string(10, ' ');
+    std::string text;
+    std::size_t start = 0, beyond = 0;
     while (line.size() - start > WIDTH) {
         // The blank to break at is the last one before the first blank beyond the width.
-        std::size_t beyond = line.find(' ', start + WIDTH + 1);
-        std::size_t const before =
-            line.rfind(' ', beyond == std::string::npos ? beyond : beyond - 1);
-        bool const has_blank = before != std::string::npos && before >= start;
-        // Without such a blank the length of the whole line stands in for its place in the rest.
-        std::size_t const p = beyond == std::string::npos ? line.size() : beyond - start;
-        std::size_t cut;
-        if (has_blank && p - (before - start) < WIDTH + 1) {
-            cut = before;
-            line[cut] = '\n';
-            line.insert(cut + 1, indent);
-        } else {
-            cut = start + WIDTH;
-            line.insert(cut, "\n" + indent);
-        }
-        start = cut + 1 + indent.size();
+        if (beyond <= start + WIDTH) beyond = line.find(' ', start + WIDTH + 1);
+        // Without such a blank the length of the whole text stands in for its place in the rest.
+        std::size_t const p =
+            beyond == std::string::npos ? text.size() + line.size() - start : beyond - start;
+        std::size_t const before = line.substr(start, WIDTH + 1).rfind(' ');
+        bool const is_at_blank = before != std::string::npos && p - before <= WIDTH;
+        std::size_t const cut = is_at_blank ? before : WIDTH;
+        text.append(line, start, cut) += indent;
+        start += is_at_blank ? cut + 1 : cut;
     }
-    return line;
+    return text + line.substr(start);
 }
 
 int console_status(int code, std::string first, std::string second) {
     std::string const line = line_of(code, first, second);
-    if (!line.empty()) std::cerr << "<quilmar> " + wrapped(line) + "\n" << std::flush;
+    if (!line.empty()) std::cerr << "<quilmar> " + wrapped(printable(line)) + "\n" << std::flush;
     return code;
+}
+
+std::string printable(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; }, '?');
+    return text;
 }

@@ -29,12 +29,16 @@ enum console_code {
 };
 
 // Prints "<quilmar> " and the line that belongs to the code (a console_code or a status code, see
-// ggi/status.h) and its two texts to the standard error stream, wrapped beyond 70 characters;
-// nothing when the line is empty. Returns the code.
+// ggi/status.h) and its two texts to the standard error stream, made printable and wrapped beyond
+// 70 characters; nothing when the line is empty. Returns the code.
 int console_status(int code, std::string first, std::string second);
 
 // The line broken for the console: about 70 characters each, continuation lines indented by ten
 // blanks, at a blank where there is one and within a word where there is none.
 std::string wrapped(std::string line);
+
+// The text with a "?" for every control character, so that the name of a file can neither steer a
+// terminal nor pass for a line of its own.
+std::string printable(std::string text);
 
 #endif

@@ -3,9 +3,11 @@
 
 #include "ggi/console/common/console_status.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
+#include <memory>
 #include <new>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -24,12 +26,14 @@ std::vector<std::string> list_directory(std::string const& path) {
     dirent** entries = nullptr;
     int const n = scandir(path.c_str(), &entries, filter, alphasort);
     if (n < 0 && errno == ENOMEM) throw std::bad_alloc();
+    auto const release = [n](dirent** list) {
+        std::for_each(list, list + n, std::free);
+        std::free(list);
+    };
+    std::unique_ptr<dirent*, decltype(release)> const owner(entries, release);
     std::vector<std::string> names;
-    for (int i = 0; i < n; ++i) {
+    for (int i = 0; i < n; ++i)
         names.emplace_back(entries[i]->d_name);
-        std::free(entries[i]);
-    }
-    std::free(entries);
     return names;
 }
 
@@ -70,7 +74,9 @@ int list_data_files(std::string const& path, data_files& files) {
     if (stat(path.c_str(), &info) != 0) return console_status(NOT_FOUND, path, "");
     bool const readable = (info.st_mode & S_IRUSR) != 0;
     if (S_ISDIR(info.st_mode))
-        return readable ? list_entries(files) : console_status(NO_READ_DIRECTORY, path, "");
+        return readable && access(path.c_str(), R_OK | X_OK) == 0
+                   ? list_entries(files)
+                   : console_status(NO_READ_DIRECTORY, path, "");
     if (!S_ISREG(info.st_mode) || !readable) return console_status(NO_READ_FILE, path, "");
     if (!can_open(path)) return console_status(OPEN_FAILED, path, "data");
     files.is_directory = false;

@@ -6,10 +6,13 @@
 #include "ggi/console/common/data_files.h"
 #include "ggi/console/common/options.h"
 
+#include <clocale>
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <memory>
 #include <new>
+#include <unistd.h>
 
 namespace {
 
@@ -42,22 +45,42 @@ int run(int argc, char const* const* argv, variable& v) {
     return status;
 }
 
+int run_or_help(int argc, char const* const* argv, variable& v) {
+    if (argc >= 3) return run(argc, argv, v);
+    return argc == 2 && std::strcmp(argv[1], "--help") == 0 ? help_display() : usage_display(true);
+}
+
+// Takes the descriptors of closed standard streams: a file opened in their place would get the
+// messages.
+void open_standard_streams() {
+    int file;
+    do
+        file = open("/dev/null", O_RDWR);
+    while (file >= 0 && file <= STDERR_FILENO);
+    if (file >= 0) close(file);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 3)
-        return argc == 2 && std::strcmp(argv[1], "--help") == 0 ? help_display()
-                                                                : usage_display(true);
-    // A report beyond the file size limit is a failed write of that file, not the end of the run.
+    open_standard_streams();
+    // A report beyond the file size limit, or for a reader that has gone, is a failed write of that
+    // file, not the end of the run.
     std::signal(SIGXFSZ, SIG_IGN);
+    std::signal(SIGPIPE, SIG_IGN);
+    // The month of the report's date; numbers stay as they are everywhere.
+    std::setlocale(LC_TIME, "");
     variable v;
     v.init();
-    int status;
+    int status = 121;
+    bool is_out_of_memory = false;
     try {
-        status = run(argc, argv, v);
+        status = run_or_help(argc, argv, v);
     } catch (std::bad_alloc const&) {
-        status = console_status(121, "", "");
+        is_out_of_memory = true;
     }
+    // Before the message, which needs memory, too.
     v.free();
+    if (is_out_of_memory) console_status(121, "", "");
     return status;
 }

@@ -43,6 +43,7 @@ struct variable {
     unsigned** gene_columns; // SNP columns per gene, as written
     int** effects;           // per effect one entry per gene, then one per covariate; -1 absent
     std::string result_path;
+    std::string spec_path; // of the variable specification file
 
     static constexpr char const* keywords[KEYWORDS] = {
         "STATUS", "GENE",      "EFFECT",    "ENVIRONMENT", "HW",         "MODEL",      "HEADER",

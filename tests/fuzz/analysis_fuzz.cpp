@@ -1,0 +1,20 @@
+// The whole analysis of a small file, its report going to /dev/null.
+#include "ggi/console/common/analysis.h"
+#include "tests/fuzz/fuzz.h"
+
+#include <algorithm>
+#include <vector>
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size) {
+    if (size > 4096) return 0;
+    settings_and_data input(bytes, size);
+    variable& v = input.v;
+    // Larger ones are slow, not different.
+    if (!input.is_good || v.n_loci() > 8 || v.n_effects > 8 || v.n_covariates > 8) return 0;
+    v.iterations = std::min(v.iterations, 20u);
+    v.frequency_iterations = std::min(v.frequency_iterations, 20u);
+    memory_file const file(input.data);
+    std::vector<double> frequencies(std::size_t{1} << v.n_loci());
+    analyse_file("data", file.path, "/dev/null", v, frequencies.data());
+    return 0;
+}
