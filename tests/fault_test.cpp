@@ -323,11 +323,9 @@ TEST(memory, runs_out) {
     struct {
         char const* stage;
         std::string big, spec;
-        bool spares_small; // the big file needs more than the small one
-    } const cases[] = {
-        {"reading", wide, none, true},
-        {"estimating", gaps, none, false},
-        {"fitting", phased, gene + "ENVIRONMENT=15\nMODEL=codominant\n" + terms, true}};
+    } const cases[] = {{"reading", wide, none},
+                       {"estimating", gaps, none},
+                       {"fitting", phased, gene + "ENVIRONMENT=15\nMODEL=codominant\n" + terms}};
     for (auto const& c : cases) {
         directory_run files(c.spec, "", 0);
         files.write("in/1", c.big);
@@ -354,6 +352,6 @@ TEST(memory, runs_out) {
             spared = spared || (failed && small);
         }
         EXPECT_TRUE(big) << c.stage;
-        EXPECT_EQ(spared, c.spares_small) << c.stage;
+        EXPECT_TRUE(spared) << c.stage;
     }
 }
