@@ -17,19 +17,17 @@ double product(case_control_ggi_data const& data, unsigned const* row, unsigned 
 }
 
 void fill_products(case_control_ggi_data const& data, environment& e) {
-    e.products.resize(std::size_t{data.n_subjects} * e.n_products);
+    std::size_t const n = data.n_subjects;
+    e.products.resize(n * e.n_products);
     double* x = e.products.data();
-    for (unsigned s = 0; s < data.n_subjects; ++s) {
-        for (unsigned r = 0; r < data.n_environment; ++r)
-            *x++ = product(data, data.environment[r], s);
-        for (unsigned r = 0; r < data.n_interactions; ++r)
-            *x++ = product(data, data.interactions[r] + data.n_genes, s);
+    for (unsigned r = 0; r < e.n_products; ++r) {
+        unsigned const* const row =
+            r < e.n_main ? data.environment[r] : data.interactions[r - e.n_main] + data.n_genes;
+        long double sum = 0;
+        for (unsigned s = 0; s < n; ++s)
+            sum += * x++ = product(data, row, s);
+        e.means.push_back(static_cast<double>(sum / n));
     }
-    std::vector<long double> sums(e.n_products);
-    for (std::size_t i = 0; i < e.products.size(); ++i)
-        sums[i % e.n_products] += e.products[i];
-    for (long double const sum : sums)
-        e.means.push_back(static_cast<double>(sum / data.n_subjects));
 }
 
 void find_classes(case_control_ggi_data const& data, environment::coding const& code,
@@ -63,17 +61,21 @@ void find_local_classes(case_control_ggi_data const& data, environment& e) {
     }
 }
 
-} // namespace
-
-void environment::fill_designs(double const* x, double* h) const {
-    double const* y = codes.data();
-    for (unsigned c = 0; c < n_classes; ++c) {
-        *h++ = 1;
-        h = std::copy(x, x + n_main, h);
-        for (unsigned k = 0; k < n_codes; ++k)
-            *h++ = *y++ * x[product_of(k)];
+void sum_certain(case_control_ggi_data const& data, environment& e) {
+    e.certain.assign(e.n_parameters(), 0.0);
+    for (unsigned s = 0; s < data.n_subjects; ++s) {
+        unsigned const g = data.distinct->ranks[s];
+        if (e.n_local(g) == 0) e.without_pair.push_back(s);
+        if (data.status[s] == 0 || e.n_local(g) != 1) continue;
+        unsigned const c = e.local[e.first[g]];
+        e.certain[0] += 1;
+        for (unsigned i = 1; i < e.certain.size(); ++i)
+            e.certain[i] += e.coefficient(c, i) *
+                            e.products[std::size_t{e.product_at(i)} * data.n_subjects + s];
     }
 }
+
+} // namespace
 
 std::vector<double> environment::mean_interactions(double const* gamma) const {
     std::vector<double> offsets(n_classes);
@@ -90,4 +92,5 @@ void environment::init(case_control_ggi_data const& data, unsigned per_term, cod
     fill_products(data, *this);
     find_classes(data, code, *this);
     find_local_classes(data, *this);
+    sum_certain(data, *this);
 }

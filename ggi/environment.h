@@ -19,7 +19,7 @@ struct environment {
     unsigned n_main;               // G1
     unsigned n_codes;              // interaction parameters: G2, or 2 G2 under the codominant model
     unsigned n_classes;            // C
-    std::vector<double> products;  // per subject X_1 .. X_G1, X'_1 .. X'_G2
+    std::vector<double> products;  // X_1 .. X_G1, X'_1 .. X'_G2, n values each
     std::vector<double> means;     // of every product
     std::vector<double> codes;     // per class y_1 .. y_n_codes
     std::vector<unsigned> of_pair; // class of the pair (i, j) at triangle(i) + j
@@ -29,14 +29,25 @@ struct environment {
     std::vector<unsigned> first;
     std::vector<unsigned> local;
 
+    // What does not depend on the parameters: the subjects whose genotype has no pair, and the sum of
+    // the covariate designs of the cases whose genotype has one class.
+    std::vector<unsigned> without_pair;
+    std::vector<double> certain;
+
     // Covariate parameters: kappa, the environment terms, the interactions.
     unsigned n_parameters() const { return 1 + n_main + n_codes; }
     // Index of the product that the interaction parameter y belongs to.
     unsigned product_of(unsigned y) const { return n_main + y / (n_codes / (n_products - n_main)); }
     unsigned n_local(unsigned g) const { return first[g + 1] - first[g]; }
-    // h_c = (1, X_1 .. X_G1, y_c1 X'_1 ..) of all classes, C x n_parameters, for one subject's
-    // products.
-    void fill_designs(double const* x, double* h) const;
+    // Coefficient of class c in the covariate design at parameter i >= 1, which is this times the
+    // product of the parameter: 1 for an environment term, y for an interaction.
+    double coefficient(unsigned c, unsigned i) const {
+        return i <= n_main ? 1 : codes[c * n_codes + i - 1 - n_main];
+    }
+    // Index of the product of the covariate parameter i >= 1.
+    unsigned product_at(unsigned i) const {
+        return i <= n_main ? i - 1 : product_of(i - 1 - n_main);
+    }
     // Per class the part of its interactions in the exponent when the products are at their means,
     // gamma being the interaction parameters.
     std::vector<double> mean_interactions(double const* gamma) const;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 namespace {
 
@@ -31,40 +32,243 @@ void environment_layout::init(case_control_ggi_data const& data, environment con
 
 namespace {
 
-// A distribution over m classes with probabilities u and covariate designs h (m pointers to r
-// values; null for a class without one). Adds sign * covariance to hh and sign * mean to g.
-struct distribution {
-    std::size_t m, r;
-    std::vector<double> u;
-    std::vector<double const*> h;
-    std::vector<double> e;
+// Subjects are taken in blocks whose rows stay in cache: one row of values per class or parameter.
+constexpr std::size_t BLOCK = 256;
 
-    distribution(std::size_t most_classes, std::size_t parameters)
-        : m(0), r(parameters), u(most_classes), h(most_classes), e(parameters) {}
+struct rows {
+    std::vector<double> values;
 
-    void add_to(double sign, class_sums<double> const& sums, double* hh, double* g) {
-        std::fill(e.begin(), e.end(), 0.0);
-        for (std::size_t k = 0; k < m; ++k) {
-            if (h[k] == nullptr) continue;
-            for (std::size_t i = 0; i < r; ++i) {
-                double const uh = u[k] * h[k][i];
-                e[i] += uh;
-                for (std::size_t j = 0; j <= i; ++j)
-                    hh[i * r + j] += sign * uh * h[k][j];
+    explicit rows(std::size_t count) : values(count * BLOCK) {}
+    double* operator[](std::size_t i) { return &values[i * BLOCK]; }
+    double const* operator[](std::size_t i) const { return &values[i * BLOCK]; }
+};
+
+// Independent partial sums let the processor overlap the additions.
+double dot(double const* x, double const* y, std::size_t n) {
+    constexpr std::size_t LANES = 8;
+    double sums[LANES] = {};
+    std::size_t i = 0;
+    for (; i + LANES <= n; i += LANES)
+        for (std::size_t k = 0; k < LANES; ++k)
+            sums[k] += x[i + k] * y[i + k];
+    for (; i < n; ++i)
+        sums[0] += x[i] * y[i];
+    return std::accumulate(sums, sums + LANES, 0.0);
+}
+
+// to = x y.
+void multiply(double const* x, double const* y, std::size_t n, double* to) {
+    for (std::size_t i = 0; i < n; ++i)
+        to[i] = x[i] * y[i];
+}
+
+// to += scale x.
+void add_scaled(double scale, double const* x, std::size_t n, double* to) {
+    for (std::size_t i = 0; i < n; ++i)
+        to[i] += scale * x[i];
+}
+
+// One sweep: the analysis, where its sums go, and the rows of the current block. The design of class
+// c at parameter i is y_ci x_i, x_i being the product of the parameter (1 for kappa).
+struct sweep {
+    case_control_ggi_data const& data;
+    environment const& e;
+    environment_layout const& layout;
+    double const* theta;
+    double const* b0;
+    double* W;
+    double* g;
+    std::size_t r, C;
+    rows t;                       // t_c
+    rows u;                       // probabilities of the joint distribution, 0 without a pair
+    rows mean;                    // x_i sum over c of u_c y_ci
+    rows work;                    // two rows
+    std::vector<double const*> x; // x_i of the block
+    std::vector<double> const ones;
+    std::vector<double> v, v_mean; // of a case given its genotype: by class, by parameter
+
+    sweep(case_control_ggi_data const& analysis, environment const& covariates,
+          environment_layout const& places, double const* parameters, double const* control_sums,
+          double* weights, double* score)
+        : data(analysis), e(covariates), layout(places), theta(parameters), b0(control_sums),
+          W(weights), g(score), r(e.n_parameters()), C(e.n_classes), t(C), u(C + 1), mean(r),
+          work(2), x(r), ones(BLOCK, 1.0), v(C), v_mean(r) {}
+
+    double y(std::size_t c, std::size_t i) const {
+        return i == 0 ? 1 : e.coefficient(static_cast<unsigned>(c), static_cast<unsigned>(i));
+    }
+
+    void point_at(std::size_t first) {
+        x[0] = ones.data();
+        for (unsigned i = 1; i < r; ++i)
+            x[i] = &e.products[std::size_t{e.product_at(i)} * data.n_subjects + first];
+    }
+
+    // t. At the means of the products the interactions' part stands in w1.
+    void exponentiate(std::size_t n) {
+        double* const main = work[0];
+        double* const centred = work[1];
+        std::fill(main, main + n, theta[0]);
+        for (unsigned i = 1; i <= e.n_main; ++i)
+            add_scaled(theta[i], x[i], n, main);
+        for (std::size_t c = 0; c < C; ++c)
+            std::copy(main, main + n, t[c]);
+        for (unsigned i = e.n_main + 1; i < r; ++i) {
+            double const x_mean = e.means[e.product_at(i)];
+            for (std::size_t s = 0; s < n; ++s)
+                centred[s] = x[i][s] - x_mean;
+            for (std::size_t c = 0; c < C; ++c)
+                add_scaled(theta[i] * y(c, i), centred, n, t[c]);
+        }
+        for (std::size_t c = 0; c < C; ++c)
+            std::transform(t[c], t[c] + n, t[c], [](double z) { return std::exp(z); });
+    }
+
+    // a and u. Returns 1, or 114 or 115 at the first subject whose a is no number or infinite.
+    int normalise(std::size_t first, std::size_t n, double* a) {
+        auto const lower = std::lower_bound(e.without_pair.begin(), e.without_pair.end(), first);
+        auto const upper = std::lower_bound(lower, e.without_pair.end(), first + n);
+        for (auto s = lower; s != upper; ++s)
+            for (std::size_t c = 0; c < C; ++c)
+                t[c][*s - first] = 0;
+        double const* const A = W + layout.a0;
+        std::fill(a, a + n, A[0]);
+        for (std::size_t c = 0; c < C; ++c)
+            add_scaled(A[c + 1], t[c], n, a);
+        double const* const bad =
+            std::find_if(a, a + n, [](double value) { return !std::isfinite(value); });
+        if (bad != a + n) return std::isnan(*bad) ? 114 : 115;
+        double* const inverse = work[0];
+        for (std::size_t s = 0; s < n; ++s)
+            inverse[s] = 1 / a[s];
+        for (auto s = lower; s != upper; ++s) {
+            a[*s - first] = 1;
+            inverse[*s - first] = 0;
+        }
+        for (std::size_t s = 0; s < n; ++s)
+            u[0][s] = A[0] * inverse[s];
+        for (std::size_t c = 0; c < C; ++c)
+            for (std::size_t s = 0; s < n; ++s)
+                u[c + 1][s] = A[c + 1] * t[c][s] * inverse[s];
+        return 1;
+    }
+
+    // The block's part in the sums of the joint distribution, in hh and in the score. Probabilities
+    // sum to 1 and deviations from their mean to 0, which yields what concerns the controls.
+    void add_joint(std::size_t n) {
+        class_sums<double> const sums(W + layout.joint, C + 1);
+        for (std::size_t k = 0; k <= C; ++k)
+            for (std::size_t l = 0; l <= k; ++l) {
+                double const uu = dot(u[k], u[l], n);
+                sums.UU[k * (C + 1) + l] += uu;
+                sums.P[k] += uu;
+                if (l == k) continue;
+                sums.UU[l * (C + 1) + k] += uu;
+                sums.P[l] += uu;
+            }
+        for (std::size_t i = 0; i < r; ++i) {
+            double* const m = mean[i];
+            std::fill(m, m + n, 0.0);
+            for (std::size_t c = 0; c < C; ++c)
+                if (y(c, i) != 0) add_scaled(y(c, i), u[c + 1], n, m);
+            if (i != 0) multiply(m, x[i], n, m);
+            g[i] -= dot(m, ones.data(), n);
+            sums.Uh[i] -= add_deviations(i, n, sums.Uh + i);
+            add_covariances(i, n);
+        }
+    }
+
+    // Sums over the subjects of u_c (h_ci - mean_i) for all classes; returns their total. Where x_i
+    // is the same in all classes the deviation is u_0 x_i.
+    double add_deviations(std::size_t i, std::size_t n, double* Uh) {
+        bool const is_alike = i <= e.n_main;
+        if (is_alike) multiply(u[0], x[i], n, work[0]);
+        double total = 0;
+        for (std::size_t c = 0; c < C; ++c) {
+            if (!is_alike)
+                for (std::size_t s = 0; s < n; ++s)
+                    work[0][s] = y(c, i) * x[i][s] - mean[i][s];
+            double const deviation = dot(u[c + 1], work[0], n);
+            Uh[(c + 1) * r] += deviation;
+            total += deviation;
+        }
+        return total;
+    }
+
+    // Covariances of h_i and h_j for j <= i: sum of u_c h_ci h_cj - mean_i mean_j. Where h_j is
+    // x_j in all classes that is x_j u_0 mean_i. Terms that are the same for all subjects get the
+    // very same numbers, which lets a singular matrix be seen.
+    void add_covariances(std::size_t i, std::size_t n) {
+        double* const row = W + layout.hh + i * r;
+        multiply(u[0], mean[i], n, work[0]);
+        for (std::size_t j = 0; j <= i; ++j) {
+            if (j <= e.n_main) {
+                row[j] += dot(work[0], x[j], n);
+                continue;
+            }
+            std::fill(work[1], work[1] + n, 0.0);
+            for (std::size_t c = 0; c < C; ++c)
+                if (y(c, i) * y(c, j) != 0) add_scaled(y(c, i) * y(c, j), u[c + 1], n, work[1]);
+            multiply(work[1], x[i], n, work[1]);
+            row[j] += dot(work[1], x[j], n) - dot(mean[i], mean[j], n);
+        }
+    }
+
+    // The sums over the cases of one class per genotype, which no parameter changes.
+    void add_certain() {
+        for (std::size_t i = 0; i < r; ++i)
+            g[i] += e.certain[i];
+        for (unsigned k = 0; k < data.distinct->count; ++k)
+            if (e.n_local(k) == 1) {
+                class_sums<double> const sums(W + layout.observed[k], 1);
+                sums.P[0] = sums.UU[0] = data.distinct->genotypes[k]->multiplicity[1];
+            }
+    }
+
+    // The part of a case of several classes, at place s of the block, in the sums given its genotype,
+    // in hh and in the score: only the interactions vary. Returns b.
+    double add_given(std::size_t s, unsigned genotype) {
+        double const* const B = W + layout.B[genotype];
+        unsigned const* const local = &e.local[e.first[genotype]];
+        unsigned const m = e.n_local(genotype);
+        class_sums<double> const sums(W + layout.observed[genotype], m);
+        double b = 0;
+        for (unsigned l = 0; l < m; ++l)
+            b += v[l] = B[l] * t[local[l]][s];
+        for (unsigned l = 0; l < m; ++l) {
+            v[l] /= b;
+            sums.P[l] += v[l];
+            for (unsigned k = 0; k <= l; ++k) {
+                sums.UU[l * m + k] += v[l] * v[k];
+                if (k < l) sums.UU[k * m + l] += v[l] * v[k];
             }
         }
-        for (std::size_t i = 0; i < r; ++i) {
-            g[i] -= sign * e[i];
-            for (std::size_t j = 0; j <= i; ++j)
-                hh[i * r + j] -= sign * e[i] * e[j];
+        for (std::size_t i = 0; i <= e.n_main; ++i)
+            g[i] += x[i][s];
+        for (std::size_t i = e.n_main + 1; i < r; ++i) {
+            v_mean[i] = 0;
+            for (unsigned l = 0; l < m; ++l)
+                v_mean[i] += v[l] * y(local[l], i);
+            g[i] += x[i][s] * v_mean[i];
+            for (unsigned l = 0; l < m; ++l)
+                sums.Uh[l * r + i] += v[l] * x[i][s] * (y(local[l], i) - v_mean[i]);
+            for (std::size_t j = e.n_main + 1; j <= i; ++j) {
+                double moment = 0;
+                for (unsigned l = 0; l < m; ++l)
+                    moment += v[l] * y(local[l], i) * y(local[l], j);
+                W[layout.hh + i * r + j] -= x[i][s] * x[j][s] * (moment - v_mean[i] * v_mean[j]);
+            }
         }
-        for (std::size_t k = 0; k < m; ++k) {
-            sums.P[k] += u[k];
-            for (std::size_t l = 0; l < m; ++l)
-                sums.UU[k * m + l] += u[k] * u[l];
-            for (std::size_t i = 0; i < r; ++i)
-                sums.Uh[k * r + i] += u[k] * ((h[k] == nullptr ? 0 : h[k][i]) - e[i]);
-        }
+        return b;
+    }
+
+    // b of a subject at place s of the block.
+    double genotype_term(std::size_t subject, std::size_t s) {
+        unsigned const genotype = data.distinct->ranks[subject], m = e.n_local(genotype);
+        if (m == 0) return 1;
+        if (data.status[subject] == 0) return b0[genotype];
+        if (m > 1) return add_given(s, genotype);
+        return W[layout.B[genotype]] * t[e.local[e.first[genotype]]][s];
     }
 };
 
@@ -73,71 +277,50 @@ struct distribution {
 int sweep_subjects(case_control_ggi_data const& data, environment const& e,
                    environment_layout const& layout, double const* theta, double const* b0,
                    double* W, double* a, double* b, double* g_theta) {
-    std::size_t const r = e.n_parameters(), C = e.n_classes;
-    double const* const A = W + layout.a0;
-    double* const hh = W + layout.hh;
-    std::vector<double> h(C * r), t(C), centre(C * r);
-    // At the means of the products; the interactions' part of it stands in w1.
-    e.fill_designs(e.means.data(), centre.data());
-    double origin = theta[0];
-    for (unsigned i = 0; i < e.n_main; ++i)
-        origin += theta[1 + i] * e.means[i];
-    distribution joint(C + 1, r), given(C, r);
-    joint.m = C + 1;
-    joint.h[0] = nullptr;
-    for (std::size_t c = 0; c < C; ++c)
-        joint.h[c + 1] = &h[c * r];
-
-    for (unsigned s = 0; s < data.n_subjects; ++s) {
-        unsigned const g = data.distinct->ranks[s], m = e.n_local(g);
-        a[s] = b[s] = 1;
-        if (m == 0) continue;
-        e.fill_designs(&e.products[std::size_t{s} * e.n_products], h.data());
-        a[s] = A[0];
-        for (std::size_t c = 0; c < C; ++c) {
-            double exponent = origin;
-            for (std::size_t i = c * r; i < (c + 1) * r; ++i)
-                exponent += theta[i - c * r] * (h[i] - centre[i]);
-            t[c] = std::exp(exponent);
-            a[s] += A[c + 1] * t[c];
-        }
-        if (!std::isfinite(a[s])) return std::isnan(a[s]) ? 114 : 115;
-        joint.u[0] = A[0] / a[s];
-        for (std::size_t c = 0; c < C; ++c)
-            joint.u[c + 1] = A[c + 1] * t[c] / a[s];
-        joint.add_to(1, class_sums<double>(W + layout.joint, C + 1), hh, g_theta);
-        if (data.status[s] == 0) {
-            b[s] = b0[g];
-            continue;
-        }
-        double const* const B = W + layout.B[g];
-        unsigned const* const local = &e.local[e.first[g]];
-        class_sums<double> const observed(W + layout.observed[g], m);
-        if (m == 1) {
-            // Nothing varies given the genotype.
-            b[s] = B[0] * t[local[0]];
-            observed.P[0] += 1;
-            observed.UU[0] += 1;
-            for (std::size_t i = 0; i < r; ++i)
-                g_theta[i] += h[local[0] * r + i];
-            continue;
-        }
-        b[s] = 0;
-        for (unsigned l = 0; l < m; ++l)
-            b[s] += B[l] * t[local[l]];
-        given.m = m;
-        for (unsigned l = 0; l < m; ++l) {
-            given.u[l] = B[l] * t[local[l]] / b[s];
-            given.h[l] = &h[local[l] * r];
-        }
-        given.add_to(-1, observed, hh, g_theta);
+    sweep of(data, e, layout, theta, b0, W, g_theta);
+    of.add_certain();
+    for (std::size_t first = 0; first < data.n_subjects; first += BLOCK) {
+        std::size_t const n = std::min(BLOCK, data.n_subjects - first);
+        of.point_at(first);
+        of.exponentiate(n);
+        int const status = of.normalise(first, n, a + first);
+        if (status != 1) return status;
+        of.add_joint(n);
+        for (std::size_t s = 0; s < n; ++s)
+            b[first + s] = of.genotype_term(first + s, s);
     }
     return 1;
 }
 
+namespace {
+
+// Adds ln of many factors: multiplies them and takes the logarithm of the product before it can
+// overflow, which costs one logarithm for many factors of usual size.
+struct log_sum {
+    double product = 1, sum = 0;
+
+    static bool is_usual(double factor) { return factor > 0x1p-255 && factor < 0x1p255; }
+    void add(double factor) {
+        if (!is_usual(factor)) {
+            sum += std::log(factor);
+            return;
+        }
+        product *= factor;
+        if (!is_usual(product)) {
+            sum += std::log(product);
+            product = 1;
+        }
+    }
+    double total() const { return sum + std::log(product); }
+};
+
+} // namespace
+
 double subjects_llh(case_control_ggi_data const& data, double const* a, double const* b) {
-    double sum = 0;
-    for (unsigned s = 0; s < data.n_subjects; ++s)
-        sum += std::log(b[s]) - std::log(a[s]);
-    return sum;
+    log_sum terms, normalisers;
+    for (unsigned s = 0; s < data.n_subjects; ++s) {
+        terms.add(b[s]);
+        normalisers.add(a[s]);
+    }
+    return terms.total() - normalisers.total();
 }

@@ -169,7 +169,7 @@ TEST(stress, limits_of_arithmetic) {
         {DATA, SPEC + "TOLERANCE=1e-15\nFTOLERANCE=1e-15\n", "  0.52077"},
         {DATA, SPEC + "TOLERANCE=1e-320\n", "  0.52077"},
         {"D A X\n0 0 1e308\n1 1 -1e308\n0 1 1e308\n1 0 1e308\n0 1 -1e308\n",
-         "STATUS=1\nGENE=2\nENVIRONMENT=3\nEFFECT=-1 1\n", "\nStatus: Iteration"},
+         "STATUS=1\nGENE=2\nENVIRONMENT=3\nEFFECT=-1 1\n", "\nStatus: Exceeded"},
     };
     for (auto const& c : cases) {
         scratch files;
