@@ -27,6 +27,16 @@ void add_scaled(double scale, double const* __restrict b, std::size_t n, double*
 
 } // namespace
 
+double completion_pairs(garray const& distinct, unsigned k) {
+    double pairs = 0;
+    for (unsigned r = 0; r < distinct.count; ++r) {
+        genotype const& g = *distinct.genotypes[r];
+        if (g.multiplicity[k] != 0 && distinct.is_subdivided(g))
+            pairs += static_cast<double>(g.count_pairs());
+    }
+    return pairs;
+}
+
 void completion_counts::list_codes(genotype const& g) {
     unsigned const H = g.heterozygous(), top = highest_bit(H), free = H ^ top;
     codes.clear();

@@ -7,9 +7,13 @@
 #ifndef QUILMAR_GGI_COMPLETIONS_H
 #define QUILMAR_GGI_COMPLETIONS_H
 
-#include "ggi/genotype.h"
+#include "ggi/garray.h"
 
 #include <vector>
+
+// Number of pairs of haplotypes of all completions of the subdivided genotypes with subjects in
+// multiplicity k, each counted once.
+double completion_pairs(garray const& distinct, unsigned k);
 
 // Reused from genotype to genotype, so that it does not allocate.
 struct completion_counts {

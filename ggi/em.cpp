@@ -2,6 +2,7 @@
 #include "ggi/em.h"
 
 #include "ggi/subsets.h"
+#include "numeric/memory.h"
 #include "numeric/nutil.h"
 
 #include <algorithm>
@@ -14,7 +15,10 @@ double total_weight(garray const& distinct, unsigned k) {
 }
 
 void haplotype_counts::init(std::size_t size) {
-    ratios.assign(size, 0.0);
+    ratios.clear();
+    ratios.reserve(size);
+    use_large_pages(ratios.data(), size * sizeof(double));
+    ratios.resize(size);
     is_first = true;
     present.clear();
 }
@@ -85,11 +89,16 @@ void add_to_side(unsigned c, unsigned missing, double count, double* ratios) {
 
 } // namespace
 
-// Calls visit(c, c', i) once for the i-th unordered pair of sides.
+// Calls visit(c, c', i) once for the i-th unordered pair of sides, known alleles 1 left out.
 template <typename visitor> void genotype_sides::for_each_pair_of_sides(visitor visit) const {
     unsigned const top = highest_bit(heterozygous), free = heterozygous ^ top;
     std::size_t i = 0;
-    for_each_subset(free, [&](unsigned s) { visit(twos | top | s, twos | (free ^ s), i++); });
+    for_each_subset(free, [&](unsigned s) { visit(top | s, free ^ s, i++); });
+}
+
+// Of the loops over sides and over completions the longer one is the inner one.
+bool genotype_sides::has_many_sides() const {
+    return count_bits(heterozygous) > count_bits(missing);
 }
 
 void genotype_sides::sum(genotype const& g, double const* p) {
@@ -103,20 +112,33 @@ void genotype_sides::sum(genotype const& g, double const* p) {
     }
     std::size_t const size = std::size_t{1} << count_bits(heterozygous);
     if (sums.size() < size) sums.resize(size);
-    double* const side_sums = sums.data();
+    double* const v = sums.data();
     double products = 0;
     auto const add = [&](double first, double second, std::size_t i) {
         products += first * second;
-        side_sums[2 * i] = first;
-        side_sums[2 * i + 1] = second;
+        v[2 * i] = first;
+        v[2 * i + 1] = second;
     };
-    if (missing == 0)
-        for_each_pair_of_sides(
-            [&](unsigned c, unsigned other, std::size_t i) { add(p[c], p[other], i); });
-    else
-        for_each_pair_of_sides([&](unsigned c, unsigned other, std::size_t i) {
-            add(side_sum(c, missing, p), side_sum(other, missing, p), i);
+    if (missing == 0) {
+        for_each_pair_of_sides([&, at = p + twos](unsigned c, unsigned other, std::size_t i) {
+            add(at[c], at[other], i);
         });
+    } else if (has_many_sides()) {
+        std::fill(v, v + size, 0.0);
+        for_each_subset(missing, [&](unsigned u) {
+            for_each_pair_of_sides(
+                [&, at = p + (twos | u)](unsigned c, unsigned other, std::size_t i) {
+                    v[2 * i] += at[c];
+                    v[2 * i + 1] += at[other];
+                });
+        });
+        for (std::size_t i = 0; i < size; i += 2)
+            products += v[i] * v[i + 1];
+    } else {
+        for_each_pair_of_sides([&](unsigned c, unsigned other, std::size_t i) {
+            add(side_sum(twos | c, missing, p), side_sum(twos | other, missing, p), i);
+        });
+    }
     H = 0;
     S = 2 * products;
 }
@@ -126,15 +148,18 @@ void genotype_sides::add_counts(double pair_scale, double same_scale, double* ra
         add_to_side(twos, missing, pair_scale * H + same_scale, ratios);
         return;
     }
-    double const* const side_sums = sums.data();
-    if (missing == 0)
-        for_each_pair_of_sides([&](unsigned c, unsigned other, std::size_t i) {
-            ratios[c] += pair_scale * side_sums[2 * i + 1];
-            ratios[other] += pair_scale * side_sums[2 * i];
+    double const* const v = sums.data();
+    if (has_many_sides())
+        for_each_subset(missing, [&](unsigned u) {
+            double* const at = ratios + (twos | u);
+            for_each_pair_of_sides([&](unsigned c, unsigned other, std::size_t i) {
+                at[c] += pair_scale * v[2 * i + 1];
+                at[other] += pair_scale * v[2 * i];
+            });
         });
     else
         for_each_pair_of_sides([&](unsigned c, unsigned other, std::size_t i) {
-            add_to_side(c, missing, pair_scale * side_sums[2 * i + 1], ratios);
-            add_to_side(other, missing, pair_scale * side_sums[2 * i], ratios);
+            add_to_side(twos | c, missing, pair_scale * v[2 * i + 1], ratios);
+            add_to_side(twos | other, missing, pair_scale * v[2 * i], ratios);
         });
 }

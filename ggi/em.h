@@ -63,6 +63,7 @@ struct genotype_sides {
     unsigned twos, heterozygous, missing;
     std::vector<double> sums; // S(c), S(c') per unordered pair of sides
 
+    bool has_many_sides() const;
     template <typename visitor> void for_each_pair_of_sides(visitor visit) const;
 };
 

@@ -4,11 +4,13 @@
 #include "ggi/case_control_ggi.h"
 #include "ggi/case_control_ggi_init.h"
 #include "ggi/case_control_ggi_statistics.h"
+#include "ggi/completions.h"
 #include "ggi/console/common/console_io.h"
 #include "ggi/console/common/console_status.h"
 #include "ggi/console/common/effect_map.h"
 #include "ggi/hwd_frequency.h"
 #include "ggi/hwq_frequency.h"
+#include "numeric/memory.h"
 
 #include <algorithm>
 #include <new>
@@ -18,6 +20,10 @@ namespace {
 // Genotypes with more missing loci are subdivided; they count once per completion under equilibrium
 // and take no part in the fit.
 constexpr int MAX_MISSING = 10;
+
+// Pairs of haplotypes that an EM iteration may visit for them, about a minute's work: 18 missing loci
+// of one subject.
+constexpr double MOST_PAIRS = 0x1p35;
 
 // Everything of one file. The frequency table belongs to the run.
 struct analysis {
@@ -76,8 +82,21 @@ void warn_of_missing(analysis const& a) {
                        a.name);
 }
 
-// Estimates the frequencies of all haplotypes in the chosen sample.
-void estimate_frequencies(analysis& a, double* table) {
+// The table of frequencies, and room for what the estimation keeps beside it.
+double* frequency_table(variable const& v, std::unique_ptr<double[]>& table) {
+    std::size_t const size = std::size_t{1} << v.n_loci();
+    constexpr double BYTES = 2 * sizeof(double) + sizeof(unsigned);
+    if (table == nullptr) {
+        require_memory(BYTES * static_cast<double>(size));
+        table.reset(new double[size]);
+        use_large_pages(table.get(), size * sizeof(double));
+    }
+    return table.get();
+}
+
+// Estimates the frequencies of all haplotypes in the chosen sample. Returns 1, or 121 when the
+// completions of subjects with many missing loci are beyond reach.
+int estimate_frequencies(analysis& a, double* table) {
     a.frequency.estimates = table;
     data const d{a.ccg.genotypes, a.ccg.distinct};
     unsigned const iterations = a.v.frequency_iterations;
@@ -92,9 +111,11 @@ void estimate_frequencies(analysis& a, double* table) {
     }
     if (a.v.hw == 0) {
         warn_of_missing(a);
+        if (completion_pairs(*a.ccg.distinct, a.v.sample) > MOST_PAIRS) return 121;
         status = hwq_frequency(d, a.v.sample, iterations, tolerance, a.frequency, true);
     }
     if (status == 5) console_status(5, a.name, "frequency");
+    return 1;
 }
 
 void report(analysis const& a, bool with_effects) {
@@ -121,10 +142,15 @@ void fit_and_report(analysis& a) {
     report(a, true);
 }
 
-void run(analysis& a, double* frequencies) {
+void run(analysis& a, std::unique_ptr<double[]>& table) {
     if (read_subjects(a) != 1) return;
-    estimate_frequencies(a, frequencies);
-    int const status = case_control_ggi_init(a.ccg, a.v.hw, a.v.threshold, frequencies);
+    double* const frequencies = frequency_table(a.v, table);
+    int status = estimate_frequencies(a, frequencies);
+    if (status != 1) {
+        console_status(status, a.name, "");
+        return;
+    }
+    status = case_control_ggi_init(a.ccg, a.v.hw, a.v.threshold, frequencies);
     if (status != 1) {
         // The line stands twice on the console, as the manual says; scripts may count on it.
         console_status(status, a.name, "");
@@ -140,7 +166,7 @@ void run(analysis& a, double* frequencies) {
 } // namespace
 
 void analyse_file(std::string const& name, std::string const& path, std::string const& output,
-                  variable& v, double* frequencies) {
+                  variable& v, std::unique_ptr<double[]>& frequencies) {
     analysis a{name, path, output, v};
     bool is_out_of_memory = false;
     try {

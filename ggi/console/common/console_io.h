@@ -17,10 +17,6 @@
 // OPEN_FAILED, READ_FAILED (also for a file of more than INT_MAX bytes) or CLOSE_FAILED.
 int get_file(std::string const& path, char*& buffer, int& length);
 
-// Asks for large pages behind a new block of `size` bytes, where the system has them: touching a
-// large block for the first time costs more than reading a file into it.
-void use_large_pages(void* block, std::size_t size);
-
 // Is this a regular file of length 0?
 bool is_empty_file(std::string const& path);
 

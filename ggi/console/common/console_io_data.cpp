@@ -5,6 +5,7 @@
 // is only noted, because a wrong width further down is reported in preference.
 #include "ggi/console/common/console_io.h"
 #include "ggi/console/common/console_status.h"
+#include "numeric/memory.h"
 
 #include <algorithm>
 #include <cmath>
@@ -131,6 +132,9 @@ struct outputs {
     unsigned& n;
 
     void allocate(variable const& v, std::size_t lines, unsigned defined) {
+        require_memory(static_cast<double>(lines) *
+                       (sizeof(genotype) + sizeof(genotype*) + 2 * sizeof(unsigned) +
+                        v.n_covariates * sizeof(double)));
         names = new std::string[defined];
         genotypes = new genotype* [lines + 1] {};
         genotypes[0] = new genotype[lines + 1];

@@ -2,20 +2,17 @@
 #include "ggi/console/common/console_io.h"
 
 #include "ggi/console/common/console_status.h"
+#include "numeric/memory.h"
 
 #include <cassert>
 #include <cerrno>
 #include <climits>
 #include <fcntl.h>
 #include <new>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
-
-// Blocks of this many bytes are worth large pages.
-constexpr std::size_t LARGE = std::size_t{4} << 20;
 
 // Reads `size` bytes; false when the file ends before or cannot be read.
 bool read_all(int file, char* buffer, std::size_t size) {
@@ -30,15 +27,6 @@ bool read_all(int file, char* buffer, std::size_t size) {
 }
 
 } // namespace
-
-void use_large_pages(void* block, std::size_t size) {
-#ifdef MADV_HUGEPAGE
-    std::size_t const page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    std::size_t const unaligned = reinterpret_cast<std::size_t>(block) % page;
-    std::size_t const skipped = unaligned == 0 ? 0 : page - unaligned;
-    if (size >= LARGE) madvise(static_cast<char*>(block) + skipped, size - skipped, MADV_HUGEPAGE);
-#endif
-}
 
 int get_file(std::string const& path, char*& buffer, int& length) {
     buffer = nullptr;

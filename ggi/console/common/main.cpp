@@ -26,12 +26,13 @@ int read_settings(int argc, char const* const* argv, variable& v, bool& is_resul
 }
 
 void analyse_files(data_files const& files, variable& v, bool is_result_directory) {
-    std::unique_ptr<double[]> const frequencies(new double[std::size_t{1} << v.n_loci()]);
+    // For all files, made with the first one that can be read.
+    std::unique_ptr<double[]> frequencies;
     std::string const directory = is_result_directory ? v.result_path : "";
     for (std::string const& name : files.names) {
         // A directory's entries are names without a path.
         std::string const output = directory + base_name(name) + ".out";
-        analyse_file(name, files.path(name), output, v, frequencies.get());
+        analyse_file(name, files.path(name), output, v, frequencies);
     }
 }
 

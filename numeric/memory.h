@@ -1,0 +1,17 @@
+// Large blocks of memory: whether there is room for them, and the pages behind them.
+#ifndef QUILMAR_NUMERIC_MEMORY_H
+#define QUILMAR_NUMERIC_MEMORY_H
+
+#include <cstddef>
+
+// Throws std::bad_alloc when the machine has less than this many bytes to give without swapping.
+// Asks the system only for amounts that matter (64 MiB and more), since it would grant what it does
+// not have and then swap.
+void require_memory(double bytes);
+
+// Asks for large pages behind a new block of `size` bytes that has not been touched, where the
+// system has them and the block is worth it. Touching a large block for the first time costs more
+// than reading a file into it, and random visits to one miss the translation of addresses.
+void use_large_pages(void* block, std::size_t size);
+
+#endif
