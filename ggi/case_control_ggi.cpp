@@ -7,6 +7,7 @@
 #include "ggi/case_control_ggi_hwqx.h"
 #include "ggi/ccg_hwd.h"
 #include "ggi/ccg_hwq.h"
+#include "numeric/memory.h"
 
 namespace {
 
@@ -22,9 +23,17 @@ template <typename gmodel> void destroy(gmodel*& model) {
     model = nullptr;
 }
 
+// Pair weights twice, the matrix of the Newton system and its copies while it is solved or inverted.
+double fit_bytes(case_control_ggi_data const& data) {
+    double const terms = data.n_effects + data.n_environment + data.n_interactions;
+    double const p = data.n_haplotypes + 2 * terms;
+    return sizeof(double) * (2.0 * data.n_haplotypes * data.n_haplotypes + 4 * p * p);
+}
+
 } // namespace
 
 int case_control_ggi_set_model(case_control_ggi_data& data, unsigned hw, unsigned mode) {
+    require_memory(fit_bytes(data));
     switch (select(data, hw)) {
     case likelihood::hwq: return case_control_ggi_hwq::set_model(data, mode);
     case likelihood::hwd: return case_control_ggi_hwd::set_model(data, mode);

@@ -1,6 +1,7 @@
 // Selection of the modelled haplotypes, listing of their pairs, starting values.
 #include "ggi/case_control_ggi_init.h"
 
+#include "numeric/memory.h"
 #include "numeric/nutil.h"
 
 #include <algorithm>
@@ -55,12 +56,24 @@ void prune_genotypes(case_control_ggi_data& data, std::size_t candidates) {
     for (unsigned i = 0; i < data.n_haplotypes; ++i)
         position[data.haplotypes[i]] = i;
     std::set<unsigned> const modelled(data.haplotypes, data.haplotypes + data.n_haplotypes);
+    // Bytes of pairs after which to look at the memory again.
+    constexpr double CHECKED = 0x1p26;
+    double listed = 0;
     for (unsigned r = 0; r < data.distinct->count; ++r) {
         genotype& g = *data.distinct->genotypes[r];
         // A subdivided genotype is not modelled.
         if (!data.distinct->is_subdivided(g)) g.haplotype_pairs(modelled);
-        if (g.pairs != nullptr) prune(*g.pairs, position);
-        if (g.pairs == nullptr || g.pairs->empty()) g.set_multiplicity(0, 4);
+        if (g.pairs == nullptr) {
+            g.set_multiplicity(0, 4);
+            continue;
+        }
+        prune(*g.pairs, position);
+        if (g.pairs->empty()) g.set_multiplicity(0, 4);
+        listed += static_cast<double>(g.pairs->size()) * sizeof(haplotype_pair);
+        if (listed >= CHECKED) {
+            require_memory(listed);
+            listed = 0;
+        }
     }
     data.distinct->share(data.genotypes);
 }

@@ -6,8 +6,10 @@
 #include "ggi/genotype.h"
 
 #include "ggi/subsets.h"
+#include "numeric/memory.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -103,11 +105,29 @@ int genotype::haplotype_pairs(std::set<unsigned> const& set) {
     std::vector<unsigned> fitting;
     std::copy_if(set.rbegin(), set.rend(), std::back_inserter(fitting),
                  [&](unsigned h) { return (h & ~(ones | missing)) == 0 && (twos & ~h) == 0; });
+    std::vector<std::pair<unsigned, std::size_t>> places; // by the alleles at the known loci
+    for (std::size_t i = 0; i < fitting.size(); ++i)
+        places.emplace_back(fitting[i] & known, i);
+    std::sort(places.begin(), places.end());
+    // Places of the haplotypes from the i-th on that are partners of the i-th.
+    auto const partners = [&](std::size_t i) {
+        unsigned const partner = make_pair(fitting[i]).second.code & known;
+        return std::make_pair(
+            std::lower_bound(places.begin(), places.end(), std::make_pair(partner, i)),
+            std::upper_bound(places.begin(), places.end(),
+                             std::make_pair(partner, fitting.size())));
+    };
+    std::size_t count = 0;
     for (std::size_t i = 0; i < fitting.size(); ++i) {
-        unsigned const partner = make_pair(fitting[i]).second.code;
-        for (std::size_t j = i; j < fitting.size(); ++j)
-            if (((fitting[j] ^ partner) & known) == 0)
-                pairs->push_back({{fitting[i], 0}, {fitting[j], 0}});
+        auto const range = partners(i);
+        count += static_cast<std::size_t>(range.second - range.first);
+    }
+    require_memory(static_cast<double>(count) * sizeof(haplotype_pair));
+    pairs->reserve(count);
+    for (std::size_t i = 0; i < fitting.size(); ++i) {
+        auto const range = partners(i);
+        for (auto place = range.first; place != range.second; ++place)
+            pairs->push_back({{fitting[i], 0}, {fitting[place->second], 0}});
     }
     return 1;
 }

@@ -294,6 +294,43 @@ TEST(fault, locale) {
     EXPECT_EQ(english.find(month), std::string::npos) << month;
 }
 
+// What cannot be had ends a file with the message before it is made; the next file, of the same
+// columns, has its report where the table of frequencies fits.
+TEST(fault, cost_guards) {
+    auto const line_of = [](char const* status, unsigned loci, char value) {
+        std::string text = status;
+        for (unsigned l = 0; l < loci; ++l)
+            text += std::string(" ") + value;
+        return text + "\n";
+    };
+    std::string const refused = "<quilmar> 1: warning: out of memory.\n";
+    struct {
+        unsigned loci;
+        char const* hw;
+        bool is_refused, has_next;
+        char const* why;
+    } const cases[] = {
+        {32, "HWE", true, false, "a table of 2^32 frequencies, or 4^32 pairs"},
+        {20, "HWE", true, true, "3^20 completions"},
+        {20, "HWD", false, true, "2^20 haplotypes, summed once per iteration"},
+    };
+    for (auto const& c : cases) {
+        SCOPED_TRACE(c.why);
+        std::string gene = "STATUS=1\nEFFECT=0\nGENE=", header = line_of("D", c.loci, 'S');
+        for (unsigned l = 0; l < c.loci; ++l)
+            gene += std::to_string(l + 2) + " ";
+        std::string const known = header + line_of("0", c.loci, '0') + line_of("1", c.loci, '0');
+        directory_run files(gene + "\nFITERATIONS=2\nITERATIONS=2\nHW=" + c.hw + "\n", known, 2);
+        files.write("in/1", known + line_of("0", c.loci, '9'));
+        if (c.loci == 32) files.write("in/2", header);
+        outcome const o = run_quilmar(files, "in s -o res");
+        EXPECT_EQ(o.exit_status, 1);
+        EXPECT_EQ(o.err.find(refused) != std::string::npos, c.is_refused) << o.err;
+        EXPECT_EQ(files.has("res/1.out"), !c.is_refused);
+        EXPECT_EQ(files.has("res/2.out"), c.has_next);
+    }
+}
+
 // Memory that runs out at every stage: at each level the big file has its report or the message,
 // and once there is room for a small file it always has its report.
 TEST(memory, runs_out) {

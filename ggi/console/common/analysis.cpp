@@ -21,9 +21,9 @@ namespace {
 // and take no part in the fit.
 constexpr int MAX_MISSING = 10;
 
-// Pairs of haplotypes that an EM iteration may visit for them, about a minute's work: 18 missing loci
-// of one subject.
-constexpr double MOST_PAIRS = 0x1p35;
+// Pairs of haplotypes that an EM iteration may visit for them, some seconds' work: 15 missing loci of
+// one subject beside up to 2 heterozygous ones.
+constexpr double MOST_PAIRS = 0x1p31;
 
 // Everything of one file. The frequency table belongs to the run.
 struct analysis {
