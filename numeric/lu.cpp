@@ -10,12 +10,23 @@
 
 namespace {
 
-// A[i][j] less the inner product of row i of L and column j of U over the first `terms` places.
-double reduced(double const* A, std::size_t n, std::size_t i, std::size_t j, std::size_t terms) {
-    long double sum = A[i * n + j];
-    for (std::size_t k = 0; k < terms; ++k)
-        sum -= static_cast<long double>(A[i * n + k]) * A[k * n + j];
-    return static_cast<double>(sum);
+// Rows taken together, whose sums do not wait for each other.
+constexpr std::size_t ROWS = 4;
+
+// sums[r] -= inner product of row i + r of L and the column u of U over the first `terms` places,
+// for r < rows <= ROWS.
+void reduce_rows(double const* A, std::size_t n, std::size_t i, std::size_t rows, double const* u,
+                 std::size_t terms, long double* sums) {
+    double const* row[ROWS];
+    for (std::size_t r = 0; r < ROWS; ++r)
+        row[r] = A + (i + std::min(r, rows - 1)) * n;
+    long double s[ROWS] = {sums[0], sums[1], sums[2], sums[3]};
+    for (std::size_t k = 0; k < terms; ++k) {
+        long double const u_k = u[k];
+        for (std::size_t r = 0; r < ROWS; ++r)
+            s[r] -= row[r][k] * u_k;
+    }
+    std::copy(s, s + ROWS, sums);
 }
 
 // 1 / (largest magnitude) of every row; false when some row has none of at least EPS.
@@ -31,17 +42,32 @@ bool row_scales(double const* A, std::size_t n, std::vector<double>& scale) {
 }
 
 // Column j of U above the diagonal, and of L (not yet divided by the pivot) on and below it.
-// Returns the pivot row: the earliest one whose scaled entry is largest.
-std::size_t reduce_column(double* A, std::size_t n, std::size_t j,
-                          std::vector<double> const& scale) {
-    for (std::size_t i = 0; i < j; ++i)
-        A[i * n + j] = reduced(A, n, i, j, i);
+// Returns the pivot row: the earliest one whose scaled entry is largest. `u` is work space for the
+// column.
+std::size_t reduce_column(double* A, std::size_t n, std::size_t j, std::vector<double> const& scale,
+                          std::vector<double>& u) {
+    for (std::size_t i = 0; i < n; ++i)
+        u[i] = A[i * n + j];
+    for (std::size_t i = 0; i < n;) {
+        // Rows on both sides of the diagonal are not taken together.
+        std::size_t const rows = std::min(ROWS, (i < j ? j : n) - i), terms = std::min(i, j);
+        long double sums[ROWS] = {};
+        std::copy(u.begin() + static_cast<std::ptrdiff_t>(i),
+                  u.begin() + static_cast<std::ptrdiff_t>(i + rows), sums);
+        reduce_rows(A, n, i, rows, u.data(), terms, sums);
+        for (std::size_t r = 0; r < rows; ++r) {
+            for (std::size_t k = terms; k < std::min(i + r, j); ++k)
+                sums[r] -= static_cast<long double>(A[(i + r) * n + k]) * u[k];
+            u[i + r] = static_cast<double>(sums[r]);
+        }
+        i += rows;
+    }
     double big = 0;
     std::size_t imax = j;
-    for (std::size_t i = j; i < n; ++i) {
-        A[i * n + j] = reduced(A, n, i, j, j);
-        double const t = scale[i] * std::fabs(A[i * n + j]);
-        if (t > big) {
+    for (std::size_t i = 0; i < n; ++i) {
+        A[i * n + j] = u[i];
+        double const t = scale[i] * std::fabs(u[i]);
+        if (i >= j && t > big) {
             big = t;
             imax = i;
         }
@@ -61,11 +87,11 @@ double diagonal_product(double const* LU, std::size_t n) {
 int lu_decomp(double* A, unsigned n, unsigned* indx, int& sign) {
     if (n == 0) return 202;
     std::size_t const N = n;
-    std::vector<double> scale(N);
+    std::vector<double> scale(N), column(N);
     sign = 1;
     if (!row_scales(A, N, scale)) return 203;
     for (std::size_t j = 0; j < N; ++j) {
-        std::size_t const imax = reduce_column(A, N, j, scale);
+        std::size_t const imax = reduce_column(A, N, j, scale, column);
         if (imax != j) {
             std::swap_ranges(A + imax * N, A + (imax + 1) * N, A + j * N);
             sign = -sign;
