@@ -1,14 +1,19 @@
+// The cases, their founder haplotypes and their variable specification files.
 #include "bench/cases.h"
 
 #include <algorithm>
+#include <cstring>
 #include <functional>
 #include <numeric>
 
 namespace {
 
 std::uint64_t seed_of(bench_case const& c, unsigned window) {
-    std::uint64_t const position = static_cast<std::uint64_t>(&c - bench_cases().data());
-    return 20261121 + 1000 * position + window;
+    std::vector<bench_case> const& all = bench_cases();
+    auto const at = std::find_if(all.begin(), all.end(), [&](bench_case const& named) {
+        return std::strcmp(named.name, c.name) == 0;
+    });
+    return 20261121 + 1000 * static_cast<std::uint64_t>(at - all.begin()) + window;
 }
 
 // One text for all windows, because they share a variable specification file.
@@ -80,4 +85,16 @@ simulation design_of(bench_case const& c, unsigned window) {
 
 std::string data_of(bench_case const& c, unsigned window) {
     return simulate(design_of(c, window), seed_of(c, window));
+}
+
+std::string variables_of(bench_case const& c) {
+    std::string text = "STATUS=2\nTHRESHOLD=0.01\nGENE=";
+    for (unsigned l = 0; l < c.snps; ++l)
+        text += (l == 0 ? "" : " ") + std::to_string(3 + l);
+    if (c.rho > 0) text += "\nHW=HWD";
+    std::string const tested = std::to_string(design_of(c, 0).effects[0].subhaplotypes[0]);
+    if (!c.covariates) return text + "\nEFFECT=" + tested + "\n";
+    return text + "\nENVIRONMENT=" + std::to_string(3 + c.snps) + " " + std::to_string(4 + c.snps) +
+           "\nEFFECT=" + tested + " -1 -1\nEFFECT=-1 1 -1\nEFFECT=-1 -1 1\nEFFECT=" + tested +
+           " -1 1\n";
 }

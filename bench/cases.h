@@ -26,4 +26,8 @@ simulation design_of(bench_case const& c, unsigned window);
 // Text of the quilmar data file of a window.
 std::string data_of(bench_case const& c, unsigned window);
 
+// Text of the variable specification file: the haplotype, covariates and interaction of the
+// simulation, as far as the case has them.
+std::string variables_of(bench_case const& c);
+
 #endif

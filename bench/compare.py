@@ -4,7 +4,7 @@ Seconds are medians over the repetitions, in which all programs of a case take t
 else the machine does hits all of them. A program that needs long runs only once.
 """
 import argparse
-import collections
+import json
 import os
 import shutil
 import signal
@@ -146,7 +146,7 @@ class Measured:
         self.quilmar = Timings()
         self.once = Timings()  # of READING: one iteration of the EM and one of the fit
         self.peers = {}
-        self.floors = collections.defaultdict(list)
+        self.sweeps = []  # seconds of the byte sweep
         self.megabytes = self.file_megabytes = 0.0
 
     def prepare(self):
@@ -164,8 +164,10 @@ class Measured:
         # Not from the timed runs: a process starts with the peak of the one that it was forked
         # from, and that of time(1) is smaller than Python's.
         empty(self.scratch)
-        run(["/usr/bin/time", "-o", "memory", "-f", "%M"] + quilmar_command(self.case, "spec"),
-            self.scratch, limit)
+        command = quilmar_command(self.case, "spec")
+        if run(["/usr/bin/time", "-o", "memory", "-f", "%M"] + command, self.scratch,
+               limit)[1] == STOPPED:
+            return
         with open(os.path.join(self.scratch, "memory")) as memory:
             self.megabytes = int(memory.read().split()[-1]) / 1024
 
@@ -202,12 +204,10 @@ class Measured:
             return
         empty(self.scratch)
         _, _, text = run([os.path.join(BUILD, "bench", "floors"), data], self.scratch, limit)
-        for line in text.splitlines():
-            name, value = line.split()
-            self.floors[name].append(float(value))
+        self.sweeps.append(float(text))
 
-    def floor(self, name):
-        return statistics.median(self.floors[name])
+    def sweep(self):
+        return statistics.median(self.sweeps)
 
     def ratio(self, peer):
         """quilmar / peer, None when there is none; an upper bound when the peer was stopped."""
@@ -264,7 +264,7 @@ def sweep_text(measured):
     # Below a MiB the start of the process is all there is to see.
     if measured.file_megabytes < 1:
         return ""
-    return f"{measured.quilmar.median() / measured.floor('sweep_seconds'):.3g}"
+    return f"{measured.quilmar.median() / measured.sweep():.3g}"
 
 
 def print_ratios(all_measured):
@@ -281,17 +281,7 @@ def print_seconds(all_measured):
                 ["case", "quilmar", "quilmar, one iteration"] + peers + ["byte sweep"],
                 [[m.case, m.quilmar.text(), m.once.text() if m.once.seconds else ""]
                  + [m.peers[p].text() if p in m.peers else "" for p in peers]
-                 + [f"{m.floor('sweep_seconds'):.6f}" if m.floors else ""] for m in all_measured])
-
-
-def print_floors(all_measured):
-    with_floors = [m for m in all_measured if m.floors]
-    if with_floors:
-        print_table("Floors.", ["loop", "ns"],
-                    [["visit of a pair: gather and scatter",
-                      f"{statistics.median(m.floor('pair_ns') for m in with_floors):.2f}"],
-                     ["call of exp",
-                      f"{statistics.median(m.floor('exp_ns') for m in with_floors):.2f}"]])
+                 + [f"{m.sweep():.6f}" if m.sweeps else ""] for m in all_measured])
 
 
 def bars_of(measured):
@@ -302,7 +292,7 @@ def bars_of(measured):
     if measured.case == READING:
         # The run with one iteration of each stands for the process without EM and fit.
         yield ("(quilmar - EM and fit) / byte sweep",
-               measured.once.median() / measured.floor("sweep_seconds"), 6)
+               measured.once.median() / measured.sweep(), 6)
         yield "peak MiB", measured.megabytes, 3 * measured.file_megabytes + 64
     if measured.case == "2k-20-missing20":
         yield "quilmar s", measured.quilmar.median(), 60
@@ -324,6 +314,46 @@ def print_bars(all_measured):
                  for m in all_measured for what, value, bar in bars_of(m)])
 
 
+def kernel_seconds():
+    """Runs the kernels and prints a table; per name seconds, of an item where there are such."""
+    with tempfile.TemporaryDirectory() as directory:
+        path = os.path.join(directory, "kernels.json")
+        subprocess.run([os.path.join(BUILD, "bench", "quilmar_bench"), "--benchmark_out=" + path,
+                        "--benchmark_enable_random_interleaving=true",
+                        "--benchmark_repetitions=5", "--benchmark_report_aggregates_only=true"],
+                       check=True, stdout=sys.stderr)
+        with open(path) as output:
+            rows = [row for row in json.load(output)["benchmarks"]
+                    if row.get("aggregate_name") == "median"]
+    units = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3}
+    table, seconds = [], {}
+    for row in sorted(rows, key=lambda row: row["family_index"]):
+        time_of_call = row["cpu_time"] * units[row["time_unit"]]
+        items, size = row.get("items_per_second"), row.get("bytes_per_second")
+        rate = f"{items:.3g} items/s" if items else f"{size / 2**20:.3g} MiB/s" if size else ""
+        table.append([row["run_name"], f"{1e3 * time_of_call:.4g}", rate])
+        seconds[row["run_name"]] = 1 / items if items else time_of_call
+    print_table("Kernels, medians of processor time.", ["kernel", "ms", "rate"], table)
+    return seconds
+
+
+def print_kernels():
+    seconds = kernel_seconds()
+    iteration = "<case_control_ggi_hwqx>/0/1/500000"
+    bars = [(f"E-step / listed pairs, {loci} loci",
+             seconds[f"e_step/loci:{loci}/missing:0"] / seconds[f"listed_pairs/loci:{loci}"], 1.5)
+            for loci in (8, 12, 16)]
+    bars += [(f"EM iterations after {before} / at first",
+              seconds[f"em_iterations/before:{before}"] / seconds["em_iterations/before:0"], 1.1)
+             for before in (100, 1000, 10000)]
+    bars.append(("Newton iteration with covariates / its exponentials",
+                 (seconds["evaluation" + iteration] + seconds["matrix" + iteration])
+                 / seconds["exponentials"], 3))
+    print_table("Bars of the kernels.", ["what", "value", "bar", ""],
+                [[what, f"{value:.3g}", f"{bar}", "holds" if value <= bar else "MISSED"]
+                 for what, value, bar in bars])
+
+
 def main():
     parser = argparse.ArgumentParser(prog="bench/run")
     parser.add_argument("-r", "--repetitions", type=int, default=5)
@@ -340,10 +370,7 @@ def main():
     print_ratios(all_measured)
     print_bars(all_measured)
     print_seconds(all_measured)
-    print_floors(all_measured)
-    print("\nKernels.\n\n```", flush=True)
-    subprocess.run([os.path.join(BUILD, "bench", "quilmar_bench")], check=True)
-    print("```")
+    print_kernels()
 
 
 if __name__ == "__main__":

@@ -58,7 +58,7 @@ reading read_report(fs::path const& path) {
     return r;
 }
 
-// Analyses `replicates` data sets of the design with the specification.
+// Analyses `replicates` data sets of the design with the variable specification file.
 std::vector<reading> run(simulation const& design, std::string const& spec, unsigned replicates) {
     fs::path const work = fs::temp_directory_path() / "quilmar-coverage";
     std::vector<reading> readings;

@@ -24,24 +24,6 @@ void write_data(bench_case const& c, std::vector<std::string> const& texts, fs::
         std::ofstream(to / "data" / ("window" + std::to_string(w + 1))) << texts[w];
 }
 
-// Haplotype, covariates and the interaction of the simulation, as far as the case has them.
-void write_variables(bench_case const& c, fs::path const& to) {
-    std::ofstream out(to / "spec");
-    out << "STATUS=2\nGENE=";
-    for (unsigned l = 0; l < c.snps; ++l)
-        out << (l ? " " : "") << 3 + l;
-    out << "\nTHRESHOLD=0.01\n";
-    if (c.rho > 0) out << "HW=HWD\n";
-    int const tested = design_of(c, 0).effects[0].subhaplotypes[0];
-    if (!c.covariates) {
-        out << "EFFECT=" << tested << "\n";
-        return;
-    }
-    out << "ENVIRONMENT=" << 3 + c.snps << " " << 4 + c.snps << "\n"
-        << "EFFECT=" << tested << " -1 -1\nEFFECT=-1 1 -1\nEFFECT=-1 -1 1\n"
-        << "EFFECT=" << tested << " -1 1\n";
-}
-
 // Subjects side by side over all windows; PLINK codes controls 1 and cases 2, missing alleles 0.
 void write_genotypes(bench_case const& c, std::vector<std::string> const& texts,
                      fs::path const& to) {
@@ -100,7 +82,7 @@ int main(int argc, char** argv) {
         for (unsigned w = 0; w < c.windows; ++w)
             texts.push_back(data_of(c, w));
         write_data(c, texts, to);
-        write_variables(c, to);
+        std::ofstream(to / "spec") << variables_of(c);
         write_genotypes(c, texts, to);
         write_windows(c, to);
         return EXIT_SUCCESS;

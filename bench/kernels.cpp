@@ -1,7 +1,7 @@
 // Times of the program's kernels, each beside the floor that bounds it: parsing (bytes per second),
 // collapsing (subjects per second), the E-step (pair visits per second, beside a loop over listed
-// pairs), late EM iterations beside early ones, and one evaluation (f and llh) and one matrix (df) of
-// each likelihood model, those with covariates beside a loop over their exponentials.
+// pairs), late EM iterations beside early ones, and one evaluation (f and llh) and one matrix (df)
+// of each likelihood model, those with covariates beside a loop over their exponentials.
 #include "bench/cases.h"
 #include "ggi/case_control_ggi_hwd.h"
 #include "ggi/case_control_ggi_hwdx.h"
@@ -19,21 +19,10 @@
 
 namespace {
 
-constexpr unsigned SUBJECTS = 50000;
+constexpr unsigned SUBJECTS = 50000, MANY = 500000;
 
 bench_case case_of(unsigned snps, double missing, double rho, bool covariates) {
     return {"kernel", SUBJECTS, snps, missing, rho, covariates};
-}
-
-std::string spec_of(bench_case const& c) {
-    std::string text = "STATUS=2\nTHRESHOLD=0.01\nGENE=", code;
-    for (unsigned l = 0; l < c.snps; ++l)
-        text += std::to_string(3 + l) + " ";
-    code = std::to_string(design_of(c, 0).effects[0].subhaplotypes[0]);
-    if (!c.covariates) return text + "\nEFFECT=" + code + (c.rho > 0 ? "\nHW=HWD\n" : "\n");
-    return text + "\nENVIRONMENT=" + std::to_string(3 + c.snps) + " " + std::to_string(4 + c.snps) +
-           "\nEFFECT=" + code + " -1 -1\nEFFECT=-1 1 -1\nEFFECT=-1 -1 1\nEFFECT=" + code +
-           " -1 1\n" + (c.rho > 0 ? "HW=HWD\n" : "");
 }
 
 void parsing(benchmark::State& state) {
@@ -41,7 +30,7 @@ void parsing(benchmark::State& state) {
     std::string const text = data_of(c, 0);
     scratch files;
     std::string const path = files.write("d", text);
-    sample s(text, spec_of(c));
+    sample s(text, variables_of(c));
     for (auto _ : state) {
         std::string* names = nullptr;
         case_control_ggi_data read;
@@ -57,7 +46,7 @@ BENCHMARK(parsing)->ArgName("covariates")->Arg(0)->Arg(1)->Unit(benchmark::kMill
 
 void collapsing(benchmark::State& state) {
     bench_case const c = case_of(static_cast<unsigned>(state.range(0)), 0.02, 0, false);
-    sample s(data_of(c, 0), spec_of(c));
+    sample s(data_of(c, 0), variables_of(c));
     for (auto _ : state) {
         garray distinct;
         distinct.init(s.ccg.genotypes, s.ccg.status, s.ccg.n_subjects, 101, 0, 10, true);
@@ -71,7 +60,7 @@ BENCHMARK(collapsing)->ArgName("loci")->Arg(8)->Arg(16)->Unit(benchmark::kMillis
 void e_step(benchmark::State& state) {
     bench_case const c = case_of(static_cast<unsigned>(state.range(0)),
                                  static_cast<double>(state.range(1)) / 100, 0, false);
-    sample s(data_of(c, 0), spec_of(c));
+    sample s(data_of(c, 0), variables_of(c));
     garray const& distinct = *s.ccg.distinct;
     std::vector<double> const p(std::size_t{1} << c.snps, 0x1p-12);
     std::vector<double> ratios(p.size());
@@ -99,7 +88,7 @@ BENCHMARK(e_step)
 // The floor of the same visits: listed pairs of the same genotypes without missing loci.
 void listed_pairs(benchmark::State& state) {
     bench_case const c = case_of(static_cast<unsigned>(state.range(0)), 0, 0, false);
-    sample s(data_of(c, 0), spec_of(c));
+    sample s(data_of(c, 0), variables_of(c));
     std::vector<double> const p(std::size_t{1} << c.snps, 0x1p-12);
     std::vector<double> acc(p.size());
     struct codes {
@@ -135,7 +124,7 @@ BENCHMARK(listed_pairs)->ArgName("loci")->Arg(8)->Arg(12)->Arg(16)->Unit(benchma
 // Ten iterations after a number of iterations.
 void em_iterations(benchmark::State& state) {
     bench_case const c = case_of(8, 0.05, 0, false);
-    sample s(data_of(c, 0), spec_of(c));
+    sample s(data_of(c, 0), variables_of(c));
     unsigned const before = static_cast<unsigned>(state.range(0));
     hwq_frequency(s.estimator(), 2, before, 0, s.frequency, true);
     std::vector<double> const reached = s.frequencies;
@@ -153,43 +142,47 @@ struct model_state : study {
     std::vector<double> W, a, b, g, H;
 
     explicit model_state(bench_case const& c, std::size_t n_weights)
-        : study(data_of(c, 0), spec_of(c)), W(n_weights), a(ccg.n_subjects + 2),
+        : study(data_of(c, 0), variables_of(c)), W(n_weights), a(ccg.n_subjects + 2),
           b(ccg.n_subjects + 2), g(ccg.n_parameters),
           H(std::size_t{ccg.n_parameters} * ccg.n_parameters) {}
 };
 
 constexpr std::size_t WEIGHTS = std::size_t{1} << 20;
 
-// Arguments: 100 rho, and whether there are covariates.
+bench_case model_case(benchmark::State const& state) {
+    bench_case c = case_of(8, 0.02, static_cast<double>(state.range(0)) / 100, state.range(1) != 0);
+    c.subjects = static_cast<unsigned>(state.range(2));
+    return c;
+}
+
+// Arguments: 100 rho, whether there are covariates, subjects.
 template <typename model> void evaluation(benchmark::State& state) {
-    double const rho = static_cast<double>(state.range(0)) / 100;
-    model_state m(case_of(8, 0.02, rho, state.range(1) != 0), WEIGHTS);
+    model_state m(model_case(state), WEIGHTS);
     for (auto _ : state) {
         model::f(m.ccg, m.fit.estimates, m.W.data(), m.a.data(), m.b.data(), m.g.data());
         benchmark::DoNotOptimize(model::llh(m.ccg, m.a.data(), m.b.data()));
     }
 }
 template <typename model> void matrix(benchmark::State& state) {
-    double const rho = static_cast<double>(state.range(0)) / 100;
-    model_state m(case_of(8, 0.02, rho, state.range(1) != 0), WEIGHTS);
+    model_state m(model_case(state), WEIGHTS);
     model::f(m.ccg, m.fit.estimates, m.W.data(), m.a.data(), m.b.data(), m.g.data());
     for (auto _ : state)
         model::df(m.ccg, m.W.data(), m.a.data(), m.b.data(), m.H.data());
 }
-BENCHMARK_TEMPLATE(evaluation, case_control_ggi_hwq)->Args({0, 0});
-BENCHMARK_TEMPLATE(matrix, case_control_ggi_hwq)->Args({0, 0});
-BENCHMARK_TEMPLATE(evaluation, case_control_ggi_hwd)->Args({10, 0});
-BENCHMARK_TEMPLATE(matrix, case_control_ggi_hwd)->Args({10, 0});
-BENCHMARK_TEMPLATE(evaluation, case_control_ggi_hwqx)->Args({0, 1});
-BENCHMARK_TEMPLATE(matrix, case_control_ggi_hwqx)->Args({0, 1});
-BENCHMARK_TEMPLATE(evaluation, case_control_ggi_hwdx)->Args({10, 1});
-BENCHMARK_TEMPLATE(matrix, case_control_ggi_hwdx)->Args({10, 1});
+BENCHMARK_TEMPLATE(evaluation, case_control_ggi_hwq)->Args({0, 0, SUBJECTS});
+BENCHMARK_TEMPLATE(matrix, case_control_ggi_hwq)->Args({0, 0, SUBJECTS});
+BENCHMARK_TEMPLATE(evaluation, case_control_ggi_hwd)->Args({10, 0, SUBJECTS});
+BENCHMARK_TEMPLATE(matrix, case_control_ggi_hwd)->Args({10, 0, SUBJECTS});
+BENCHMARK_TEMPLATE(evaluation, case_control_ggi_hwqx)->Args({0, 1, MANY});
+BENCHMARK_TEMPLATE(matrix, case_control_ggi_hwqx)->Args({0, 1, MANY});
+BENCHMARK_TEMPLATE(evaluation, case_control_ggi_hwdx)->Args({10, 1, MANY});
+BENCHMARK_TEMPLATE(matrix, case_control_ggi_hwdx)->Args({10, 1, MANY});
 
 // One call of exp per subject and class of the interaction: 0, 1 or 2 copies.
 void exponentials(benchmark::State& state) {
-    std::vector<double> x(SUBJECTS);
+    std::vector<double> x(MANY);
     for (std::size_t s = 0; s < x.size(); ++s)
-        x[s] = static_cast<double>(s) / SUBJECTS;
+        x[s] = static_cast<double>(s) / MANY;
     for (auto _ : state) {
         double sum = 0;
         for (double const value : x)

@@ -23,7 +23,7 @@ template <typename gmodel> void destroy(gmodel*& model) {
     model = nullptr;
 }
 
-// Pair weights twice, the matrix of the Newton system and its copies while it is solved or inverted.
+// Pair weights twice, the Newton matrix and its copies while it is solved or inverted.
 double fit_bytes(case_control_ggi_data const& data) {
     double const terms = data.n_effects + data.n_environment + data.n_interactions;
     double const p = data.n_haplotypes + 2 * terms;

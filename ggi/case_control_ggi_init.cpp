@@ -56,13 +56,14 @@ void prune_genotypes(case_control_ggi_data& data, std::size_t candidates) {
     for (unsigned i = 0; i < data.n_haplotypes; ++i)
         position[data.haplotypes[i]] = i;
     std::set<unsigned> const modelled(data.haplotypes, data.haplotypes + data.n_haplotypes);
-    // Bytes of pairs after which to look at the memory again.
+    // Many lists of which none is large can use up the memory together: after so many bytes of
+    // pairs there must be room for as many more.
     constexpr double CHECKED = 0x1p26;
     double listed = 0;
     for (unsigned r = 0; r < data.distinct->count; ++r) {
         genotype& g = *data.distinct->genotypes[r];
-        // A subdivided genotype is not modelled.
-        if (!data.distinct->is_subdivided(g)) g.haplotype_pairs(modelled);
+        // A genotype that counts as its completions is not modelled.
+        if (!data.distinct->counts_as_completions(g)) g.haplotype_pairs(modelled);
         if (g.pairs == nullptr) {
             g.set_multiplicity(0, 4);
             continue;

@@ -2,6 +2,7 @@
 #include "ggi/completions.h"
 
 #include "ggi/subsets.h"
+#include "numeric/rows.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -19,19 +20,13 @@ void scatter(std::vector<unsigned> const& codes, std::vector<double> const& valu
         table[codes[i]] += values[i];
 }
 
-// a += scale b.
-void add_scaled(double scale, double const* __restrict b, std::size_t n, double* __restrict a) {
-    for (std::size_t i = 0; i < n; ++i)
-        a[i] += scale * b[i];
-}
-
 } // namespace
 
 double completion_pairs(garray const& distinct, unsigned k) {
     double pairs = 0;
     for (unsigned r = 0; r < distinct.count; ++r) {
         genotype const& g = *distinct.genotypes[r];
-        if (g.multiplicity[k] != 0 && distinct.is_subdivided(g))
+        if (g.multiplicity[k] != 0 && distinct.counts_as_completions(g))
             pairs += static_cast<double>(g.count_pairs());
     }
     return pairs;
@@ -51,8 +46,8 @@ void completion_counts::list_codes(genotype const& g) {
 }
 
 // A completion has allele 1 twice at the loci T and is heterozygous at Q. Its pairs are v and Q - v
-// for the subsets v of Q; without other heterozygous loci those with the highest locus of Q are half
-// of them and stand for all.
+// for the subsets v of Q; without other heterozygous loci those with the highest locus of Q are
+// half of them and stand for all.
 template <unsigned block> void completion_counts::visit_completions(unsigned loci, double m) {
     // Short rows are of a length that the compiler knows.
     std::size_t const row = block < 8 ? block : codes.size() >> loci;

@@ -2,8 +2,8 @@
 // 0, 1 or 2 copies is a genotype of its own with the full weight.
 //
 // With H the heterozygous and M the missing loci there are 3^|M| completions, and 2^(|H| - 1) 4^|M|
-// pairs of haplotypes in all. None is listed: the 2^(|H| + |M|) frequencies that matter are copied to
-// where they lie side by side, and the pairs are visited there.
+// pairs of haplotypes in all. None is listed: the 2^(|H| + |M|) frequencies that matter are copied
+// to where they lie side by side, and the pairs are visited there.
 #ifndef QUILMAR_GGI_COMPLETIONS_H
 #define QUILMAR_GGI_COMPLETIONS_H
 
@@ -11,8 +11,8 @@
 
 #include <vector>
 
-// Number of pairs of haplotypes of all completions of the subdivided genotypes with subjects in
-// multiplicity k, each counted once.
+// Number of pairs of haplotypes of all completions of the genotypes that count as completions and
+// have subjects in multiplicity k, each counted once.
 double completion_pairs(garray const& distinct, unsigned k);
 
 // Reused from genotype to genotype, so that it does not allocate.

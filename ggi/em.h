@@ -37,9 +37,9 @@ struct haplotype_counts {
     void init(std::size_t size);
     // Sum of the expected counts under frequencies p.
     double total(double const* p) const;
-    // M-step: replaces p by scale * expected count and returns the max_err of the change; all
-    // counts are 0 after. The first M-step goes through all haplotypes, the others through those
-    // that had a frequency left, since 0 stays 0.
+    // M-step: replaces p by scale * expected count and returns the max_err of the change; the
+    // counts of those that keep a frequency are 0 after. The first M-step goes through all
+    // haplotypes, the others through those that had a frequency left, since 0 stays 0.
     double maximise(double scale, double* p);
 
   private:

@@ -29,8 +29,8 @@ struct environment {
     std::vector<unsigned> first;
     std::vector<unsigned> local;
 
-    // What does not depend on the parameters: the subjects whose genotype has no pair, and the sum of
-    // the covariate designs of the cases whose genotype has one class.
+    // What does not depend on the parameters: the subjects whose genotype has no pair, and the sum
+    // of the covariate designs of the cases whose genotype has one class.
     std::vector<unsigned> without_pair;
     std::vector<double> certain;
 

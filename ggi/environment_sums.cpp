@@ -1,9 +1,10 @@
 // The sweep over the subjects of an environment likelihood.
 #include "ggi/environment_sums.h"
 
+#include "numeric/rows.h"
+
 #include <algorithm>
 #include <cmath>
-#include <numeric>
 
 namespace {
 
@@ -43,33 +44,8 @@ struct rows {
     double const* operator[](std::size_t i) const { return &values[i * BLOCK]; }
 };
 
-// Independent partial sums let the processor overlap the additions.
-double dot(double const* x, double const* y, std::size_t n) {
-    constexpr std::size_t LANES = 8;
-    double sums[LANES] = {};
-    std::size_t i = 0;
-    for (; i + LANES <= n; i += LANES)
-        for (std::size_t k = 0; k < LANES; ++k)
-            sums[k] += x[i + k] * y[i + k];
-    for (; i < n; ++i)
-        sums[0] += x[i] * y[i];
-    return std::accumulate(sums, sums + LANES, 0.0);
-}
-
-// to = x y.
-void multiply(double const* x, double const* y, std::size_t n, double* to) {
-    for (std::size_t i = 0; i < n; ++i)
-        to[i] = x[i] * y[i];
-}
-
-// to += scale x.
-void add_scaled(double scale, double const* x, std::size_t n, double* to) {
-    for (std::size_t i = 0; i < n; ++i)
-        to[i] += scale * x[i];
-}
-
-// One sweep: the analysis, where its sums go, and the rows of the current block. The design of class
-// c at parameter i is y_ci x_i, x_i being the product of the parameter (1 for kappa).
+// One sweep: the analysis, where its sums go, and the rows of the current block. The design of
+// class c at parameter i is y_ci x_i, x_i being the product of the parameter (1 for kappa).
 struct sweep {
     case_control_ggi_data const& data;
     environment const& e;
@@ -225,8 +201,8 @@ struct sweep {
             }
     }
 
-    // The part of a case of several classes, at place s of the block, in the sums given its genotype,
-    // in hh and in the score: only the interactions vary. Returns b.
+    // The part of a case of several classes, at place s of the block, in the sums given its
+    // genotype, in hh and in the score: only the interactions vary. Returns b.
     double add_given(std::size_t s, unsigned genotype) {
         double const* const B = W + layout.B[genotype];
         unsigned const* const local = &e.local[e.first[genotype]];
@@ -277,17 +253,17 @@ struct sweep {
 int sweep_subjects(case_control_ggi_data const& data, environment const& e,
                    environment_layout const& layout, double const* theta, double const* b0,
                    double* W, double* a, double* b, double* g_theta) {
-    sweep of(data, e, layout, theta, b0, W, g_theta);
-    of.add_certain();
+    sweep over(data, e, layout, theta, b0, W, g_theta);
+    over.add_certain();
     for (std::size_t first = 0; first < data.n_subjects; first += BLOCK) {
         std::size_t const n = std::min(BLOCK, data.n_subjects - first);
-        of.point_at(first);
-        of.exponentiate(n);
-        int const status = of.normalise(first, n, a + first);
+        over.point_at(first);
+        over.exponentiate(n);
+        int const status = over.normalise(first, n, a + first);
         if (status != 1) return status;
-        of.add_joint(n);
+        over.add_joint(n);
         for (std::size_t s = 0; s < n; ++s)
-            b[first + s] = of.genotype_term(first + s, s);
+            b[first + s] = over.genotype_term(first + s, s);
     }
     return 1;
 }

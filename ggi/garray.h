@@ -14,7 +14,7 @@ struct garray {
     unsigned most_missing = ~0u;    // genotypes with more missing loci count as their completions
 
     // Does the genotype count once per completion instead of as one?
-    bool is_subdivided(genotype const& g) const { return g.count_missing() > most_missing; }
+    bool counts_as_completions(genotype const& g) const { return g.count_missing() > most_missing; }
 
     // Groups the genotypes g[0..n-1] of subjects with the given statuses (0 control, else case)
     // into distinct genotypes, in order of first appearance; the first subject's object stands for
@@ -23,9 +23,9 @@ struct garray {
     // mode 101: members[i] lists the subjects of distinct genotype i whose status is `group` (all
     // for group 2), in file order, or is null when there are none.
     //
-    // max_missing >= 0 and subdivide: distinct genotypes with more missing loci are subdivided.
-    // Neither their completions nor any pairs of haplotypes are listed here: the estimators need no
-    // lists, the models only the pairs of the modelled haplotypes.
+    // max_missing >= 0 and subdivide: sets most_missing. Neither completions nor pairs of
+    // haplotypes are listed here: the estimators need no lists, the models only the pairs of the
+    // modelled haplotypes.
     void init(genotype** g, unsigned const* status, unsigned n, int mode, unsigned group,
               int max_missing, bool subdivide);
     void init(genotype** g, bool const* status, unsigned n, int mode, unsigned group,

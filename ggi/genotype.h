@@ -13,16 +13,17 @@
 
 // The highest set bit of a mask, as a mask; 0 for 0.
 inline unsigned highest_bit(unsigned mask) {
-    while ((mask & (mask - 1)) != 0)
-        mask &= mask - 1;
-    return mask;
+    for (unsigned shift = 1; shift < 32; shift *= 2)
+        mask |= mask >> shift;
+    return mask ^ (mask >> 1);
 }
 
+// Bits set in a mask: counts in fields of 2, 4 and 8 bits, which are then added up.
 inline unsigned count_bits(unsigned mask) {
-    unsigned count = 0;
-    for (; mask != 0; mask &= mask - 1)
-        ++count;
-    return count;
+    mask -= (mask >> 1) & 0x55555555u;
+    mask = (mask & 0x33333333u) + ((mask >> 2) & 0x33333333u);
+    mask = (mask + (mask >> 4)) & 0x0f0f0f0fu;
+    return (mask * 0x01010101u) >> 24;
 }
 
 // The bits below bit n, for n of 0 to 32.
@@ -48,7 +49,7 @@ struct haplotype_pair {
 using haplotype_pair_list = std::vector<haplotype_pair>;
 
 struct genotype {
-    std::vector<genotype>* subdivision; // owned: the completions of a genotype with missing loci
+    std::vector<genotype>* subdivision; // owned: the completions, once subdivide has been called
     haplotype_pair_list* pairs;         // owned: the pairs that explain this genotype
     unsigned n_covariates;              // covariate values read on the subject's line
     unsigned nsnp;

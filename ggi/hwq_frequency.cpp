@@ -5,8 +5,8 @@
 //   M:      p_h = acc_h / N,               N = sum of m
 //   log L = sum of m ln P(g)
 //
-// A subdivided genotype enters with each of its completions at the full weight m (and is left out
-// of log L), so that the frequencies of a sample with such genotypes sum to more than 1.
+// A genotype that counts as its completions enters with each of them at the full weight m (and is
+// left out of log L), so that the frequencies of a sample with such genotypes sum to more than 1.
 #include "ggi/hwq_frequency.h"
 
 #include "ggi/completions.h"
@@ -26,7 +26,7 @@ void expectation(garray const& distinct, unsigned k, double const* p, double* ra
         genotype const& g = *distinct.genotypes[i];
         unsigned const m = g.multiplicity[k];
         if (m == 0) continue;
-        if (distinct.is_subdivided(g)) {
+        if (distinct.counts_as_completions(g)) {
             completions.add(g, m, p, ratios);
         } else {
             sides.sum(g, p);
@@ -39,7 +39,7 @@ double log_likelihood(garray const& distinct, unsigned k, double const* p, genot
     double sum = 0;
     for (unsigned i = 0; i < distinct.count; ++i) {
         genotype const& g = *distinct.genotypes[i];
-        if (g.multiplicity[k] == 0 || distinct.is_subdivided(g)) continue;
+        if (g.multiplicity[k] == 0 || distinct.counts_as_completions(g)) continue;
         sides.sum(g, p);
         sum += g.multiplicity[k] * std::log(sides.S);
     }

@@ -1,6 +1,7 @@
 // Questions and advice to the memory of the system.
 #include "numeric/memory.h"
 
+#include <cstdint>
 #include <fstream>
 #include <new>
 #include <string>
@@ -31,10 +32,11 @@ void require_memory(double bytes) {
 void use_large_pages(void* block, std::size_t size) {
 #ifdef MADV_HUGEPAGE
     constexpr std::size_t LARGE = std::size_t{4} << 20;
+    if (size < LARGE) return;
     std::size_t const page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    std::size_t const unaligned = reinterpret_cast<std::size_t>(block) % page;
+    std::size_t const unaligned = reinterpret_cast<std::uintptr_t>(block) % page;
     std::size_t const skipped = unaligned == 0 ? 0 : page - unaligned;
-    if (size >= LARGE) madvise(static_cast<char*>(block) + skipped, size - skipped, MADV_HUGEPAGE);
+    madvise(static_cast<char*>(block) + skipped, size - skipped, MADV_HUGEPAGE);
 #else
     static_cast<void>(block);
     static_cast<void>(size);

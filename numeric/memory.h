@@ -6,7 +6,7 @@
 
 // Throws std::bad_alloc when the machine has less than this many bytes to give without swapping.
 // Asks the system only for amounts that matter (64 MiB and more), since it would grant what it does
-// not have and then swap.
+// not have and then swap. A limit on a group of processes is not looked at.
 void require_memory(double bytes);
 
 // Asks for large pages behind a new block of `size` bytes that has not been touched, where the

@@ -150,7 +150,7 @@ TEST(garray, counts_and_members) {
         EXPECT_EQ(g.multiplicity[1], counts.second);
         EXPECT_EQ(g.multiplicity[2], counts.first + counts.second);
         EXPECT_EQ(g.pairs, nullptr);
-        EXPECT_EQ(array.is_subdivided(g), g.count_missing() > 2);
+        EXPECT_EQ(array.counts_as_completions(g), g.count_missing() > 2);
         EXPECT_EQ(array.members[r] == nullptr, counts.first == 0);
         for (unsigned k = 0; k < counts.first; ++k, ++members) {
             genotype const& member = block[array.members[r][k]];

@@ -17,12 +17,12 @@
 
 namespace {
 
-// Genotypes with more missing loci are subdivided; they count once per completion under equilibrium
-// and take no part in the fit.
+// Genotypes with more missing loci count once per completion under equilibrium and take no part in
+// the fit.
 constexpr int MAX_MISSING = 10;
 
-// Pairs of haplotypes that an EM iteration may visit for them, some seconds' work: 15 missing loci of
-// one subject beside up to 2 heterozygous ones.
+// Pairs of haplotypes that an EM iteration may visit for them, some seconds' work: 15 missing loci
+// of one subject beside up to 2 heterozygous ones.
 constexpr double MOST_PAIRS = 0x1p31;
 
 // Everything of one file. The frequency table belongs to the run.
@@ -68,12 +68,12 @@ int read_subjects(analysis& a) {
     return 1;
 }
 
-// Subjects whose genotype is subdivided weigh once per completion under equilibrium.
+// Subjects whose genotype counts as its completions weigh once for each of them under equilibrium.
 void warn_of_missing(analysis const& a) {
     garray const& distinct = *a.ccg.distinct;
     unsigned many = 0;
     for (unsigned r = 0; r < distinct.count; ++r)
-        if (distinct.is_subdivided(*distinct.genotypes[r]))
+        if (distinct.counts_as_completions(*distinct.genotypes[r]))
             many += distinct.genotypes[r]->multiplicity[2];
     if (many > 0)
         console_status(NOTE,

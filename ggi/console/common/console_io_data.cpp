@@ -19,7 +19,7 @@ enum column_kind : unsigned char { IGNORED, DISEASE, COVARIATE, SNP };
 
 constexpr keyword VARIABLE_OF[] = {KEYWORDS, STATUS, ENVIRONMENT, GENE};
 
-// Which characters belong to a token. Not white space, of which the newline that ends a line is one.
+// Which characters belong to a token: all but white space, and so not the newline of a line.
 struct token_characters {
     bool is_token[256] = {};
 
@@ -228,10 +228,11 @@ void read_subject(line& l, unsigned number, std::vector<column> const& columns, 
     });
     out.status[out.n] = status;
     // A column that is named twice leaves the lowest bits unset.
-    unsigned const unset = loci - snps.n;
+    while (snps.n < loci)
+        snps.add(0);
     genotype& genes = out.genotypes[0][out.n];
     genes.clear();
-    genes.init(loci, snps.missing << unset, snps.twos << unset, snps.ones << unset);
+    genes.init(loci, snps.missing, snps.twos, snps.ones);
     genes.n_covariates = n_covariates;
 }
 

@@ -52,10 +52,12 @@ int write_and_close(int file, std::string const& text) {
     return close(file) == 0 && left_over == 0 ? 1 : CLOSE_FAILED;
 }
 
-// A device or a FIFO, which does not block when it has no reader.
+// A device or a FIFO. Opening a FIFO without a reader fails; one that reads slowly is waited for.
 int write_in_place(std::string const& path, std::string const& text) {
     int const file = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-    return file < 0 ? static_cast<int>(OPEN_FAILED) : write_and_close(file, text);
+    if (file < 0) return OPEN_FAILED;
+    fcntl(file, F_SETFL, 0);
+    return write_and_close(file, text);
 }
 
 int replace_file(std::string const& path, std::string const& text, mode_t mode) {

@@ -1,4 +1,4 @@
-// Checking and sorting of the specification's effects.
+// Checking and sorting of the effects of the variable specification file.
 #include "ggi/console/common/effect_map.h"
 
 #include "ggi/console/common/console_status.h"

@@ -1,4 +1,4 @@
-// Translation of the specification's effects into the terms of one analysis.
+// Translation of the effects of the variable specification file into the terms of one analysis.
 #ifndef QUILMAR_CONSOLE_EFFECT_MAP_H
 #define QUILMAR_CONSOLE_EFFECT_MAP_H
 

@@ -74,14 +74,12 @@ int main(int argc, char** argv) {
     variable v;
     v.init();
     int status = 121;
-    bool is_out_of_memory = false;
     try {
         status = run_or_help(argc, argv, v);
     } catch (std::bad_alloc const&) {
-        is_out_of_memory = true;
+        // The status stays. The message comes after the release, because it needs memory, too.
     }
-    // Before the message, which needs memory, too.
     v.free();
-    if (is_out_of_memory) console_status(121, "", "");
+    if (status == 121) console_status(121, "", "");
     return status;
 }
