@@ -12,6 +12,8 @@
 #include <cmath>
 #include <gtest/gtest.h>
 
+char const* const MODES[] = {"additive", "recessive", "dominant", "codominant"};
+
 // Length of the work array W.
 template <typename likelihood> std::size_t work_size(case_control_ggi_data const&) {
     return likelihood::n_weights();

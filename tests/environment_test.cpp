@@ -5,17 +5,12 @@
 #include "ggi/case_control_ggi_hwqx.h"
 #include "tests/derivatives.h"
 
-#include <iomanip>
-#include <sstream>
-
 namespace {
-
-char const* const MODES[] = {"additive", "recessive", "dominant", "codominant"};
 
 // One gene of 3 SNPs in columns 3 to 5, a binary covariate in column 6 and a normal one in
 // column 7.
-std::string data_text(double rho, unsigned n = 150) {
-    simulation design{{3}, {}, {}, n, n, 0.06, rho};
+std::string data_text(double rho) {
+    simulation design{{3}, {}, {}, 150, 150, 0.06, rho};
     design.haplotypes = {{0, .4}, {3, .3}, {5, .2}, {6, .1}};
     design.effects = {{{3}, 0.4}};
     design.covariates = {{0.4, 0.5}, {0, 0.3}};
@@ -26,13 +21,16 @@ std::string data_text(double rho, unsigned n = 150) {
 std::string const COLUMNS = "STATUS=2\nGENE=3 4 5\nENVIRONMENT=6 7\nSAMPLE=combined\n"
                             "THRESHOLD=0.02\nFTOLERANCE=1e-10\nTOLERANCE=1e-9\n";
 
-// Rows (1, covariates) and status of the subjects that keep a pair.
-void kept_subjects(study const& s, std::vector<std::vector<double>>& X, std::vector<double>& y) {
+// The logistic regression of status on the covariates, over the subjects that keep a pair.
+regression of_covariates(study const& s) {
+    std::vector<std::vector<double>> X;
+    std::vector<double> y;
     for (unsigned i = 0; i < s.ccg.n_subjects; ++i) {
         if (s.ccg.genotypes[i]->pairs->empty()) continue;
         X.push_back({1, s.ccg.covariates[0][i], s.ccg.covariates[1][i]});
         y.push_back(s.ccg.status[i]);
     }
+    return logistic(X, y);
 }
 
 } // namespace
@@ -77,10 +75,7 @@ TEST(environment, factors_without_interactions) {
                 EXPECT_NEAR(with.estimate(i), plain.estimate(i), 1e-8) << i;
                 EXPECT_NEAR(with.error(i), plain.error(i), 1e-8) << i;
             }
-            std::vector<std::vector<double>> X;
-            std::vector<double> y;
-            kept_subjects(with, X, y);
-            regression const expected = logistic(X, y);
+            regression const expected = of_covariates(with);
             EXPECT_NEAR(with.fit.log_likelihood, plain.fit.log_likelihood + expected.log_likelihood,
                         1e-7);
             for (unsigned c = 1; c < 3; ++c) {
@@ -102,10 +97,7 @@ TEST(environment, logistic_regression) {
     study s(data_text(0), COLUMNS + "THRESHOLD=0.15\nEFFECT=-1 1 -1\nEFFECT=-1 -1 1\n");
     ASSERT_LT(s.ccg.n_informative, s.ccg.n_subjects);
     ASSERT_EQ(s.run(), 1);
-    std::vector<std::vector<double>> X;
-    std::vector<double> y;
-    kept_subjects(s, X, y);
-    regression const expected = logistic(X, y);
+    regression const expected = of_covariates(s);
     for (unsigned c = 0; c < 3; ++c) {
         EXPECT_NEAR(s.estimate(s.first_effect() + c), expected.beta[c], 1e-9);
         EXPECT_NEAR(s.error(s.first_effect() + c), expected.error[c], 1e-9);
@@ -115,14 +107,13 @@ TEST(environment, logistic_regression) {
 // One SNP, a binary covariate, dominant: the interaction is the cases' log odds ratio of carrier
 // and covariate, with Woolf's standard error.
 TEST(environment, interaction_is_case_only) {
-    unsigned const n[2][3][2] = {{{30, 20}, {25, 15}, {10, 4}}, {{22, 17}, {14, 28}, {6, 13}}};
+    // Subjects by status, copies and covariate.
+    unsigned const n[] = {30, 20, 25, 15, 10, 4, 22, 17, 14, 28, 6, 13};
     std::string text = "D A X\n";
-    for (int status = 0; status < 2; ++status)
-        for (int copies = 0; copies < 3; ++copies)
-            for (int x = 0; x < 2; ++x)
-                for (unsigned i = 0; i < n[status][copies][x]; ++i)
-                    text += std::to_string(status) + " " + std::to_string(copies) + " " +
-                            std::to_string(x) + "\n";
+    for (unsigned k = 0; k < 12; ++k)
+        for (unsigned i = 0; i < n[k]; ++i)
+            text += std::to_string(k / 6) + " " + std::to_string(k / 2 % 3) + " " +
+                    std::to_string(k % 2) + "\n";
     study s(text, "STATUS=1\nGENE=2\nENVIRONMENT=3\nMODEL=dominant\nTOLERANCE=1e-9\n"
                   "EFFECT=1 -1\nEFFECT=-1 1\nEFFECT=1 1\n");
     ASSERT_EQ(s.run(), 1);
@@ -134,46 +125,30 @@ TEST(environment, interaction_is_case_only) {
 
 // The scale and origin of a covariate change nothing that does not depend on them.
 TEST(environment, scale_of_a_covariate) {
-    auto const rescaled = [](double origin, double scale) {
-        simulation design{{1}, {{0, .6}, {1, .4}}, {{{1}, 0.3}}, 200, 200, 0.02, 0};
-        design.covariates = {{0, 0.4}};
-        design.interactions = {{{1}, 0.3, 0, 0}};
-        std::istringstream lines(simulate(design, 3));
-        std::string text, line, id, status, snp;
-        std::getline(lines, text);
-        text += "\n";
-        for (double x; lines >> id >> status >> snp >> x;) {
-            std::ostringstream value;
-            value << std::setprecision(17) << origin + scale * x;
-            text += id + " " + status + " " + snp + " " + value.str() + "\n";
-        }
-        return text;
-    };
+    simulation design{{1}, {{0, .6}, {1, .4}}, {{{1}, 0.3}}, 200, 200, 0.02, 0};
+    design.covariates = {{0, 0.4}};
+    design.interactions = {{{1}, 0.3, 0, 0}};
+    std::string const text = simulate(design, 3);
     std::string const spec = "STATUS=2\nGENE=3\nENVIRONMENT=4\nEFFECT=1 -1\nEFFECT=-1 1\n"
                              "EFFECT=1 1\n";
     // Reported: two frequencies, beta, kappa, xi, gamma.
-    double beta, xi_and_gamma[2], errors[2], log_likelihood;
+    std::vector<double> estimates, errors;
+    double log_likelihood;
     {
-        study centred(rescaled(0, 1), spec);
+        study centred(text, spec);
         ASSERT_EQ(centred.run(), 1);
         log_likelihood = centred.fit.log_likelihood;
-        beta = centred.estimate(2);
-        for (unsigned i : {0u, 1u}) {
-            xi_and_gamma[i] = centred.estimate(4 + i);
-            errors[i] = centred.error(4 + i);
-        }
+        estimates.assign(centred.stats.estimates, centred.stats.estimates + 6);
+        errors.assign(centred.stats.standard_errors, centred.stats.standard_errors + 6);
     }
-    struct {
-        double origin, scale;
-    } const cases[] = {{1960, 10}, {0, 1e-5}, {0, 1e5}, {-3e4, 200}};
-    for (auto const& c : cases) {
-        study s(rescaled(c.origin, c.scale), spec);
-        EXPECT_EQ(s.run(), 1) << c.origin << " " << c.scale;
+    for (auto const& [origin, scale] : {std::pair(1960.0, 10.0), {0.0, 1e-5}, {0.0, 1e5}}) {
+        study s(text, spec, origin, scale);
+        EXPECT_EQ(s.run(), 1) << scale;
         EXPECT_NEAR(s.fit.log_likelihood, log_likelihood, 1e-5);
-        for (unsigned i : {0u, 1u}) {
-            EXPECT_NEAR(s.estimate(4 + i) * c.scale, xi_and_gamma[i], 1e-5) << c.scale;
-            EXPECT_NEAR(s.error(4 + i) * c.scale, errors[i], 1e-5) << c.scale;
+        for (unsigned i : {4u, 5u}) {
+            EXPECT_NEAR(s.estimate(i) * scale, estimates[i], 1e-5) << scale;
+            EXPECT_NEAR(s.error(i) * scale, errors[i], 1e-5) << scale;
         }
-        EXPECT_NEAR(s.estimate(2) + s.estimate(5) * c.origin, beta, 1e-5) << c.scale;
+        EXPECT_NEAR(s.estimate(2) + s.estimate(5) * origin, estimates[2], 1e-5) << scale;
     }
 }

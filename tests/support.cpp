@@ -14,9 +14,10 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <numeric>
+#include <regex>
 #include <set>
-#include <sstream>
 #include <sys/wait.h>
 
 namespace fs = std::filesystem;
@@ -37,9 +38,7 @@ std::string scratch::write(std::string const& name, std::string const& text) con
 
 std::string scratch::read(std::string const& name) const {
     std::ifstream stream(file(name), std::ios::binary);
-    std::stringstream text;
-    text << stream.rdbuf();
-    return text.str();
+    return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 bool scratch::has(std::string const& name) const {
@@ -66,6 +65,11 @@ outcome run_shell(scratch const& directory, std::string const& command) {
 
 outcome run_quilmar(scratch const& directory, std::string const& arguments) {
     return run_shell(directory, QUILMAR_PROGRAM " " + arguments);
+}
+
+std::string unwrapped(std::string text) {
+    text = std::regex_replace(text, std::regex("\n          "), " ");
+    return std::regex_replace(text, std::regex("<quilmar> "), "");
 }
 
 std::string undated(std::string const& report) {
@@ -101,8 +105,12 @@ sample::~sample() {
     delete[] labels;
 }
 
-study::study(std::string const& data_text, std::string const& spec_text)
+study::study(std::string const& data_text, std::string const& spec_text, double origin,
+             double scale)
     : sample(data_text, spec_text), fit{}, stats{} {
+    for (unsigned c = 0; c < ccg.n_covariates; ++c)
+        for (unsigned i = 0; i < ccg.n_subjects; ++i)
+            ccg.covariates[c][i] = origin + scale * ccg.covariates[c][i];
     auto* const estimate = v.hw == 0 ? hwq_frequency : hwd_frequency;
     estimate(estimator(), v.sample, v.frequency_iterations, v.frequency_tolerance, frequency, true);
     EXPECT_EQ(case_control_ggi_init(ccg, v.hw, v.threshold, frequencies.data()), 1);
@@ -132,9 +140,8 @@ regression logistic(std::vector<std::vector<double>> const& X, std::vector<doubl
         std::fill(g.begin(), g.end(), 0.0);
         r.log_likelihood = 0;
         for (std::size_t s = 0; s < y.size(); ++s) {
-            double const q =
-                1 /
-                (1 + std::exp(-std::inner_product(X[s].begin(), X[s].end(), r.beta.begin(), 0.0)));
+            double const eta = std::inner_product(X[s].begin(), X[s].end(), r.beta.begin(), 0.0),
+                         q = 1 / (1 + std::exp(-eta));
             r.log_likelihood += std::log(y[s] != 0 ? q : 1 - q);
             for (unsigned i = 0; i < p; ++i) {
                 g[i] += X[s][i] * (y[s] - q);
@@ -150,6 +157,18 @@ regression logistic(std::vector<std::vector<double>> const& X, std::vector<doubl
     for (unsigned i = 0; i < p; ++i)
         r.error[i] = std::sqrt(H[i * p + i]);
     return r;
+}
+
+genotype genotype_of(std::string const& text) {
+    genotype g;
+    g.clear();
+    g.nsnp = static_cast<unsigned>(text.size());
+    for (char const c : text) {
+        g.missing = g.missing << 1 | (c == '9');
+        g.ones = g.ones << 1 | (c == '1' || c == '2');
+        g.twos = g.twos << 1 | (c == '2');
+    }
+    return g;
 }
 
 std::string one_snp(unsigned const (&controls)[3], unsigned const (&cases)[3]) {

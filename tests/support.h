@@ -35,6 +35,9 @@ outcome run_shell(scratch const& directory, std::string const& command);
 // Runs the built program in the directory with the arguments of a shell command.
 outcome run_quilmar(scratch const& directory, std::string const& arguments);
 
+// Console lines without their prefix and their wrapping.
+std::string unwrapped(std::string text);
+
 // The report without its date line.
 std::string undated(std::string const& report);
 
@@ -58,7 +61,9 @@ struct study : sample {
     result fit;
     statistics stats;
 
-    study(std::string const& data_text, std::string const& spec_text);
+    // Every covariate x becomes origin + scale x first.
+    study(std::string const& data_text, std::string const& spec_text, double origin = 0,
+          double scale = 1);
     ~study();
 
     // Fits and computes the statistics; returns the status of the fit.
@@ -77,6 +82,9 @@ struct regression {
     double log_likelihood;
 };
 regression logistic(std::vector<std::vector<double>> const& X, std::vector<double> const& y);
+
+// The genotype of a text of "0", "1", "2" and "9".
+genotype genotype_of(std::string const& text);
 
 // Data file for one SNP: counts of genotypes 0, 1, 2 in controls and in cases.
 std::string one_snp(unsigned const (&controls)[3], unsigned const (&cases)[3]);

@@ -3,7 +3,6 @@
 #include "tests/fuzz/fuzz.h"
 
 #include <algorithm>
-#include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size) {
     if (size > 4096) return 0;
@@ -14,7 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
     v.iterations = std::min(v.iterations, 20u);
     v.frequency_iterations = std::min(v.frequency_iterations, 20u);
     memory_file const file(input.data);
-    std::vector<double> frequencies(std::size_t{1} << v.n_loci());
-    analyse_file("data", file.path, "/dev/null", v, frequencies.data());
+    std::unique_ptr<double[]> frequencies;
+    analyse_file("data", file.path, "/dev/null", v, frequencies);
     return 0;
 }
