@@ -1,6 +1,7 @@
 // The sweep over the subjects of an environment likelihood.
 #include "ggi/environment_sums.h"
 
+#include "numeric/memory.h"
 #include "numeric/rows.h"
 
 #include <algorithm>
@@ -29,6 +30,7 @@ void environment_layout::init(case_control_ggi_data const& data, environment con
         observed.push_back(size + m);
         size += m + class_sums_size(m, r);
     }
+    require_memory(sizeof(double) * static_cast<double>(size));
 }
 
 namespace {

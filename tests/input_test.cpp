@@ -147,6 +147,7 @@ TEST(read_file, messages) {
          "d:3: error: invalid data for variable STATUS.\n"},
         {head + "me 1 1,5 0 1\n", -9982, "d:2: error: invalid data for variable ENVIRONMENT.\n"},
         {head + "\nme 1 1 0 0/1\n", -9982, "d:3: error: invalid data for variable GENE.\n"},
+        {"ID D AGE A \nme 0 1.5 0 \n", -9982, "d:2: error: invalid data for variable GENE.\n"},
     };
     std::string const spec = "STATUS=2\nENVIRONMENT=3\nGENE=4 5\nEFFECT=1 -1\n";
     for (auto const& c : cases) {

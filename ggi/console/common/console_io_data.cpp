@@ -204,8 +204,9 @@ struct snp_masks {
 void read_subject(line& l, unsigned number, std::vector<column> const& columns, unsigned loci,
                   outputs const& out, bad_value& bad) {
     snp_masks snps;
-    unsigned n_covariates = 0, status = 0;
+    unsigned n_covariates = 0, status = 0, tokens = 0;
     for_each_token(l, [&](unsigned index, char const* begin, char const* end) {
+        tokens = index + 1;
         if (index >= columns.size()) return;
         column const& c = columns[index];
         if (c.kind == IGNORED) return;
@@ -226,6 +227,9 @@ void read_subject(line& l, unsigned number, std::vector<column> const& columns, 
             out.covariates[c.first_covariate + k][out.n] = value;
         if (!good && bad.line == 0) bad = {number, c.kind};
     });
+    // White space at the end of a line counts as a column that has no value.
+    if (!l.is_blank && bad.line == 0 && tokens < columns.size() && columns[tokens].kind != IGNORED)
+        bad = {number, columns[tokens].kind};
     out.status[out.n] = status;
     // A column that is named twice leaves the lowest bits unset.
     while (snps.n < loci)
