@@ -98,7 +98,7 @@ template <typename visitor> void genotype_sides::for_each_pair_of_sides(visitor 
 
 // Of the loops over sides and over completions the longer one is the inner one.
 bool genotype_sides::has_many_sides() const {
-    return count_bits(heterozygous) > count_bits(missing);
+    return missing == 0 || count_bits(heterozygous) > count_bits(missing);
 }
 
 void genotype_sides::sum(genotype const& g, double const* p) {

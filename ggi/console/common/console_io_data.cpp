@@ -34,32 +34,39 @@ constexpr token_characters is_token;
 struct line {
     char const* begin;
     char const* end; // its newline
-    unsigned count;  // of tokens: how often a stream would have to be asked for one before it ends,
-                     // which is one more than there are after trailing white space
-    bool is_blank;   // nothing but white space
+    unsigned tokens; // none in a blank line
+    unsigned
+        count; // how often a stream would have to be asked for a token before it ends, which is
+               // one more after trailing white space
 };
 
 // Calls visit(index, begin, end) for every token of the line that begins at l.begin; fills the rest
-// of l. A newline must come.
-template <typename visitor> void for_each_token(line& l, visitor visit) {
-    unsigned count = 0;
+// of l. A newline must come. Where a token can begin, run(index, at) may take some itself: it adds
+// their number to the index and moves `at` behind the white space after them.
+template <typename runner, typename visitor>
+void for_each_token(line& l, runner run, visitor visit) {
+    unsigned index = 0;
     for (char const* at = l.begin;;) {
+        run(index, at);
         for (; !is_token(*at); ++at)
             if (*at == '\n') {
                 bool const ends_in_token = at != l.begin && is_token(at[-1]);
-                l = {l.begin, at, ends_in_token ? count : count + 1, count == 0};
+                l = {l.begin, at, index, ends_in_token ? index : index + 1};
                 return;
             }
         char const* const begin = at++;
         while (is_token(*at))
             ++at;
-        visit(count++, begin, at);
+        visit(index++, begin, at);
+        at += *at != '\n';
     }
 }
 
+void take_no_tokens(unsigned&, char const*&) {}
+
 line measured(char const* begin) {
-    line l{begin, nullptr, 0, false};
-    for_each_token(l, [](unsigned, char const*, char const*) {});
+    line l{begin, nullptr, 0, 0};
+    for_each_token(l, take_no_tokens, [](unsigned, char const*, char const*) {});
     return l;
 }
 
@@ -95,6 +102,7 @@ struct column {
     column_kind kind = IGNORED; // SNP wins over covariate, covariate over status
     unsigned first_covariate = 0;
     unsigned n_covariates = 0; // that it gives; more than one when it is named twice
+    unsigned n_snps = 0;       // columns from here on that hold a SNP and nothing else
 };
 
 std::vector<column> lay_out_columns(variable const& v, std::size_t defined) {
@@ -105,11 +113,14 @@ std::vector<column> lay_out_columns(variable const& v, std::size_t defined) {
     std::sort(covariates.begin(), covariates.end());
     for (unsigned c = v.n_covariates; c-- > 0;) {
         column& of = columns[covariates[c]];
-        of = {COVARIATE, c, of.n_covariates + 1};
+        of = {COVARIATE, c, of.n_covariates + 1, 0};
     }
     for (unsigned g = 0; g < v.n_genes; ++g)
         for (unsigned l = 0; l < v.gene_loci[g]; ++l)
             columns[v.gene_columns[g][l]].kind = SNP;
+    unsigned n_snps = 0;
+    for (auto c = columns.rbegin(); c != columns.rend(); ++c)
+        c->n_snps = n_snps = c->kind == SNP && c->n_covariates == 0 ? n_snps + 1 : 0;
     return columns;
 }
 
@@ -165,10 +176,11 @@ struct outputs {
 // Names from the header line, or made up without one, for the columns that are used.
 void name_columns(std::vector<column> const& columns, line* header, std::string* names) {
     if (header != nullptr) {
-        for_each_token(*header, [&](unsigned index, char const* begin, char const* end) {
-            if (index < columns.size() && columns[index].kind != IGNORED)
-                names[index].assign(begin, end);
-        });
+        for_each_token(*header, take_no_tokens,
+                       [&](unsigned index, char const* begin, char const* end) {
+                           if (index < columns.size() && columns[index].kind != IGNORED)
+                               names[index].assign(begin, end);
+                       });
         return;
     }
     unsigned snps = 0, environment = 0;
@@ -204,10 +216,19 @@ struct snp_masks {
 void read_subject(line& l, unsigned number, std::vector<column> const& columns, unsigned loci,
                   outputs const& out, bad_value& bad) {
     snp_masks snps;
-    unsigned n_covariates = 0, status = 0, tokens = 0;
-    for_each_token(l, [&](unsigned index, char const* begin, char const* end) {
-        tokens = index + 1;
-        if (index >= columns.size()) return;
+    unsigned n_covariates = 0, status = 0;
+    std::size_t const defined = columns.size();
+    // Nearly all values of a file are SNPs of one digit, one blank apart.
+    auto const read_snps = [&snps, defined, of = columns.data()](unsigned& index, char const*& at) {
+        for (unsigned left = index < defined ? of[index].n_snps : 0; left > 0; --left, ++index) {
+            unsigned const digit = static_cast<unsigned>(*at) - '0';
+            if (digit > 9 || (at[1] != ' ' && at[1] != '\t')) return;
+            snps.add(digit);
+            at += 2;
+        }
+    };
+    for_each_token(l, read_snps, [&](unsigned index, char const* begin, char const* end) {
+        if (index >= defined) return;
         column const& c = columns[index];
         if (c.kind == IGNORED) return;
         unsigned digit = static_cast<unsigned>(*begin) - '0';
@@ -228,8 +249,9 @@ void read_subject(line& l, unsigned number, std::vector<column> const& columns, 
         if (!good && bad.line == 0) bad = {number, c.kind};
     });
     // White space at the end of a line counts as a column that has no value.
-    if (!l.is_blank && bad.line == 0 && tokens < columns.size() && columns[tokens].kind != IGNORED)
-        bad = {number, columns[tokens].kind};
+    bool const is_short = l.tokens > 0 && l.tokens < defined;
+    if (is_short && bad.line == 0 && columns[l.tokens].kind != IGNORED)
+        bad = {number, columns[l.tokens].kind};
     out.status[out.n] = status;
     // A column that is named twice leaves the lowest bits unset.
     while (snps.n < loci)
@@ -247,9 +269,9 @@ int read_subjects(char const* buffer, char const* end, std::string const& name, 
     auto const located = [&](unsigned number) { return name + ":" + std::to_string(number); };
     unsigned number = 1; // of the line
     line current = measured(buffer);
-    for (; current.is_blank && current.end < end; ++number)
+    for (; current.tokens == 0 && current.end < end; ++number)
         current = measured(current.end + 1);
-    if (current.is_blank) return console_status(NO_DATA, name, "");
+    if (current.tokens == 0) return console_status(NO_DATA, name, "");
     unsigned const width = current.count, defined = defined_columns(v);
     if (width < defined || (v.header != 0 && number != 1))
         return console_status(COLUMNS_MISMATCH, name, "");
@@ -272,13 +294,13 @@ int read_subjects(char const* buffer, char const* end, std::string const& name, 
     for (; next < complete; next = current.end + 1) {
         current.begin = next;
         read_subject(current, ++number, columns, loci, out, bad);
-        if (current.is_blank) continue;
+        if (current.tokens == 0) continue;
         if (current.count < defined) return console_status(COLUMNS_MISMATCH, located(number), "");
         if (current.count != width) return console_status(INVALID_FORMAT, located(number), "");
         out.genotypes[out.n] = out.genotypes[0] + out.n;
         ++out.n;
     }
-    if (next < end && !measured(next).is_blank)
+    if (next < end && measured(next).tokens != 0)
         console_status(NOTE, "warning: last line has no newline and is ignored.", name);
     if (out.n == 0) return console_status(NO_DATA, name, "");
     if (bad.line != 0)
