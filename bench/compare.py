@@ -330,10 +330,15 @@ def kernel_seconds():
     for row in sorted(rows, key=lambda row: row["family_index"]):
         time_of_call = row["cpu_time"] * units[row["time_unit"]]
         items, size = row.get("items_per_second"), row.get("bytes_per_second")
-        rate = f"{items:.3g} items/s" if items else f"{size / 2**20:.3g} MiB/s" if size else ""
+        rate = ""
+        if items:
+            rate = f"{items:.3g} items/s, {1e9 / items:.3g} ns each"
+        elif size:
+            rate = f"{size / 2**20:.3g} MiB/s"
         table.append([row["run_name"], f"{1e3 * time_of_call:.4g}", rate])
         seconds[row["run_name"]] = 1 / items if items else time_of_call
-    print_table("Kernels, medians of processor time.", ["kernel", "ms", "rate"], table)
+    print_table("Kernels, medians of processor time; items are subjects or pair visits.",
+                ["kernel", "ms", "rate"], table)
     return seconds
 
 

@@ -91,9 +91,9 @@ void add_to_side(unsigned c, unsigned missing, double count, double* ratios) {
 
 // Calls visit(c, c', i) once for the i-th unordered pair of sides, known alleles 1 left out.
 template <typename visitor> void genotype_sides::for_each_pair_of_sides(visitor visit) const {
-    unsigned const top = highest_bit(heterozygous), free = heterozygous ^ top;
+    unsigned const low = heterozygous & (~heterozygous + 1), free = heterozygous ^ low;
     std::size_t i = 0;
-    for_each_subset(free, [&](unsigned s) { visit(top | s, free ^ s, i++); });
+    for_each_subset(free, [&](unsigned s) { visit(low | s, free ^ s, i++); });
 }
 
 // Of the loops over sides and over completions the longer one is the inner one.
