@@ -10,7 +10,7 @@
 #include "ggi/console/common/console_io.h"
 #include "ggi/em.h"
 #include "ggi/hwq_frequency.h"
-#include "ggi/subsets.h"
+#include "numeric/subsets.h"
 #include "tests/support.h"
 
 #include <algorithm>

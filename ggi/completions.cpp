@@ -1,8 +1,8 @@
 // Visits of all pairs of haplotypes of all completions.
 #include "ggi/completions.h"
 
-#include "ggi/subsets.h"
 #include "numeric/rows.h"
+#include "numeric/subsets.h"
 
 #include <algorithm>
 #include <cstddef>

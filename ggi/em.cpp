@@ -1,9 +1,9 @@
 // E-step of one genotype, M-step and weights of the EM estimators.
 #include "ggi/em.h"
 
-#include "ggi/subsets.h"
 #include "numeric/memory.h"
 #include "numeric/nutil.h"
+#include "numeric/subsets.h"
 
 #include <algorithm>
 

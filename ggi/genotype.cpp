@@ -5,8 +5,8 @@
 // partner of h is  twos + (H - h). A missing locus stands for each of its three values in turn.
 #include "ggi/genotype.h"
 
-#include "ggi/subsets.h"
 #include "numeric/memory.h"
+#include "numeric/subsets.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,6 +1,6 @@
 // Walks through the subsets of a bit mask.
-#ifndef QUILMAR_GGI_SUBSETS_H
-#define QUILMAR_GGI_SUBSETS_H
+#ifndef QUILMAR_NUMERIC_SUBSETS_H
+#define QUILMAR_NUMERIC_SUBSETS_H
 
 // Calls visit(s) for all subsets s of the mask, the mask itself first, in decreasing order.
 template <typename visitor> void for_each_subset(unsigned mask, visitor visit) {

@@ -1,0 +1,50 @@
+// The status codes that every operation returns; success is 1, for the factorisations 201 and 301.
+// Functions return them as plain int. Their texts are in ggi/status.
+#ifndef QUILMAR_NUMERIC_STATUS_CODE_H
+#define QUILMAR_NUMERIC_STATUS_CODE_H
+
+enum status_code : int {
+    FAILURE = 0,
+    SUCCESS = 1,
+    ABORTED_BY_USER = 2,
+    UNKNOWN_HAPLOTYPE = 3,
+    DIVISION_BY_ZERO = 4,
+    ITERATIONS_EXCEEDED = 5,
+    INSUFFICIENT_DATA = 6,
+    INVALID_THRESHOLD = 7,
+    INVALID_TOLERANCE = 8,
+    RHO_AT_ZERO = 9,
+
+    FILE_NOT_OPENED = 101,
+    INVALID_DATA = 102,
+    INVALID_FILE_DATA = 103,
+    INVALID_SPECIFIER = 104,
+    INVALID_HAPLOTYPE = 105,
+    SUM_IS_NOT_ONE = 106,
+    NO_HAPLOTYPE = 107,
+    INVALID_MODEL = 108,
+    NO_CASES = 109,
+    NO_CONTROLS = 110,
+    TOLERANCE_NOT_REACHED = 111,
+    OUT_OF_RANGE = 112,
+    NOT_CONVERGED = 113,
+    NOT_A_NUMBER = 114,
+    NOT_FINITE = 115,
+    NON_CONVERGENCE_DETECTED = 116,
+    STATISTICS_NOT_COMPUTED = 117,
+    ROOT_OF_NEGATIVE = 118,
+    INACCURATE_P_VALUES = 119,
+    GAMMA_NOT_EVALUATED = 120,
+    OUT_OF_MEMORY = 121,
+
+    LU_SUCCESS = 201,
+    LU_EMPTY = 202,
+    LU_SINGULAR = 203,
+
+    CHOLESKY_SUCCESS = 301,
+    CHOLESKY_NOT_DEFINITE = 302,
+    CHOLESKY_EMPTY = 303,
+    CHOLESKY_SINGULAR = 304,
+};
+
+#endif
