@@ -5,12 +5,12 @@
 #include "ggi/console/common/console_status.h"
 #include "ggi/console/common/data_files.h"
 #include "ggi/console/common/options.h"
+#include "numeric/status_code.h"
 
 #include <clocale>
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
-#include <memory>
 #include <new>
 #include <unistd.h>
 
@@ -25,29 +25,28 @@ int read_settings(int argc, char const* const* argv, variable& v, bool& is_resul
     return status == 1 ? 1 : console_status(status, v.result_path, "");
 }
 
-void analyse_files(data_files const& files, variable& v, bool is_result_directory) {
-    // For all files, made with the first one that can be read.
-    std::unique_ptr<double[]> frequencies;
+void analyse_files(data_files const& files, variable& v, bool is_result_directory,
+                   result& frequency) {
     std::string const directory = is_result_directory ? v.result_path : "";
     for (std::string const& name : files.names) {
         // A directory's entries are names without a path.
         std::string const output = directory + base_name(name) + ".out";
-        analyse_file(name, files.path(name), output, v, frequencies);
+        analyse_file(name, files.path(name), output, v, frequency);
     }
 }
 
-int run(int argc, char const* const* argv, variable& v) {
+int run(int argc, char const* const* argv, variable& v, result& frequency) {
     data_files files;
     int status = list_data_files(argv[1], files);
     if (status != 1) return status;
     bool is_result_directory;
     status = read_settings(argc, argv, v, is_result_directory);
-    if (status == 1) analyse_files(files, v, is_result_directory);
+    if (status == 1) analyse_files(files, v, is_result_directory, frequency);
     return status;
 }
 
-int run_or_help(int argc, char const* const* argv, variable& v) {
-    if (argc >= 3) return run(argc, argv, v);
+int run_or_help(int argc, char const* const* argv, variable& v, result& frequency) {
+    if (argc >= 3) return run(argc, argv, v, frequency);
     return argc == 2 && std::strcmp(argv[1], "--help") == 0 ? help_display() : usage_display(true);
 }
 
@@ -73,13 +72,15 @@ int main(int argc, char** argv) {
     std::setlocale(LC_TIME, "");
     variable v;
     v.init();
-    int status = 121;
+    result frequency{};
+    int status = OUT_OF_MEMORY;
     try {
-        status = run_or_help(argc, argv, v);
+        status = run_or_help(argc, argv, v, frequency);
     } catch (std::bad_alloc const&) {
         // The status stays. The message comes after the release, because it needs memory, too.
     }
+    frequency.free();
     v.free();
-    if (status == 121) console_status(121, "", "");
+    if (status == OUT_OF_MEMORY) console_status(OUT_OF_MEMORY, "", "");
     return status;
 }
