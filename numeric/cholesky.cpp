@@ -2,6 +2,7 @@
 #include "numeric/cholesky.h"
 
 #include "numeric/nutil.h"
+#include "numeric/status_code.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,20 +11,20 @@
 
 namespace {
 
-// Cheap tests of every row before any work: 301 when they leave a factorisation possible.
+// Cheap tests of every row before any work: CHOLESKY_SUCCESS when they leave a factorisation possible.
 int screen(double const* A, std::size_t n) {
     for (std::size_t i = 0; i < n; ++i) {
         double const d = A[i * n + i];
-        if (!(d > 0)) return 302;
+        if (!(d > 0)) return CHOLESKY_NOT_DEFINITE;
         double big = d;
         for (std::size_t j = 0; j < i; ++j) {
             double const a = A[i * n + j];
-            if (!(d + A[j * n + j] > a)) return 302;
+            if (!(d + A[j * n + j] > a)) return CHOLESKY_NOT_DEFINITE;
             big = std::max(big, std::fabs(a));
         }
-        if (big < EPS) return 304;
+        if (big < EPS) return CHOLESKY_SINGULAR;
     }
-    return 301;
+    return CHOLESKY_SUCCESS;
 }
 
 double diagonal_product(double const* L, std::size_t n) {
@@ -60,10 +61,10 @@ void invert_factor(double* A, std::size_t n) {
 } // namespace
 
 int cholesky_decomp(double* A, unsigned n) {
-    if (n == 0) return 303;
+    if (n == 0) return CHOLESKY_EMPTY;
     std::size_t const N = n;
     int const status = screen(A, N);
-    if (status != 301) return status;
+    if (status != CHOLESKY_SUCCESS) return status;
     std::vector<double> W(A, A + N * N);
     for (std::size_t i = 0; i < N; ++i) {
         for (std::size_t j = 0; j < i; ++j) {
@@ -71,17 +72,17 @@ int cholesky_decomp(double* A, unsigned n) {
             W[i * N + j] = static_cast<double>(sum) * (1.0 / W[j * N + j]);
         }
         long double const s = inner(&W[i * N], &W[i * N], i);
-        if (!(A[i * N + i] > s)) return 302;
+        if (!(A[i * N + i] > s)) return CHOLESKY_NOT_DEFINITE;
         W[i * N + i] = static_cast<double>(std::sqrt(A[i * N + i] - s));
     }
     std::copy(W.begin(), W.end(), A);
-    return 301;
+    return CHOLESKY_SUCCESS;
 }
 
 int cholesky_inverse(double* A, unsigned n, double& det, bool factorised) {
-    if (n == 0) return 303;
-    int const status = factorised ? 301 : cholesky_decomp(A, n);
-    if (status != 301) return status;
+    if (n == 0) return CHOLESKY_EMPTY;
+    int const status = factorised ? CHOLESKY_SUCCESS : cholesky_decomp(A, n);
+    if (status != CHOLESKY_SUCCESS) return status;
     std::size_t const N = n;
     double const root = diagonal_product(A, N);
     det = root * root;
@@ -93,7 +94,7 @@ int cholesky_inverse(double* A, unsigned n, double& det, bool factorised) {
                 sum += static_cast<long double>(A[k * N + i]) * A[k * N + j];
             A[j * N + i] = static_cast<double>(sum);
         }
-    return 301;
+    return CHOLESKY_SUCCESS;
 }
 
 int cholesky_inverse(double* A, unsigned n, bool factorised) {
@@ -103,11 +104,11 @@ int cholesky_inverse(double* A, unsigned n, bool factorised) {
 
 int cholesky_solve(double const* A, unsigned n, double const* b, double* x, double& det,
                    bool factorised) {
-    if (n == 0) return 303;
+    if (n == 0) return CHOLESKY_EMPTY;
     std::size_t const N = n;
     std::vector<double> L(A, A + N * N);
-    int const status = factorised ? 301 : cholesky_decomp(L.data(), n);
-    if (status != 301) return status;
+    int const status = factorised ? CHOLESKY_SUCCESS : cholesky_decomp(L.data(), n);
+    if (status != CHOLESKY_SUCCESS) return status;
     double const root = diagonal_product(L.data(), N);
     det = root * root;
     for (std::size_t i = 0; i < N; ++i)
@@ -118,7 +119,7 @@ int cholesky_solve(double const* A, unsigned n, double const* b, double* x, doub
             sum -= static_cast<long double>(L[k * N + i]) * x[k];
         x[i] = static_cast<double>(sum) * (1.0 / L[i * N + i]);
     }
-    return 301;
+    return CHOLESKY_SUCCESS;
 }
 
 int cholesky_solve(double const* A, unsigned n, double const* b, double* x, bool factorised) {
@@ -129,6 +130,6 @@ int cholesky_solve(double const* A, unsigned n, double const* b, double* x, bool
 int cholesky_determinant(double const* A, unsigned n, double& det) {
     std::vector<double> L(A, A + static_cast<std::size_t>(n) * n);
     int const status = cholesky_decomp(L.data(), n);
-    det = status == 301 ? diagonal_product(L.data(), n) : 0.0;
+    det = status == CHOLESKY_SUCCESS ? diagonal_product(L.data(), n) : 0.0;
     return status;
 }

@@ -2,6 +2,7 @@
 #include "numeric/lu.h"
 
 #include "numeric/nutil.h"
+#include "numeric/status_code.h"
 
 #include <algorithm>
 #include <cmath>
@@ -85,11 +86,11 @@ double diagonal_product(double const* LU, std::size_t n) {
 } // namespace
 
 int lu_decomp(double* A, unsigned n, unsigned* indx, int& sign) {
-    if (n == 0) return 202;
+    if (n == 0) return LU_EMPTY;
     std::size_t const N = n;
     std::vector<double> scale(N), column(N);
     sign = 1;
-    if (!row_scales(A, N, scale)) return 203;
+    if (!row_scales(A, N, scale)) return LU_SINGULAR;
     for (std::size_t j = 0; j < N; ++j) {
         std::size_t const imax = reduce_column(A, N, j, scale, column);
         if (imax != j) {
@@ -103,7 +104,7 @@ int lu_decomp(double* A, unsigned n, unsigned* indx, int& sign) {
         for (std::size_t i = j + 1; i < N; ++i)
             A[i * N + j] *= reciprocal;
     }
-    return 201;
+    return LU_SUCCESS;
 }
 
 int lu_decomp(double* A, unsigned n, unsigned* indx) {
@@ -147,7 +148,7 @@ int lu_solve(double const* A, unsigned n, double const* b, double* x, double& de
     std::vector<double> LU(A, A + static_cast<std::size_t>(n) * n);
     std::vector<unsigned> indx(n);
     int const status = lu_decomp(LU.data(), n, indx.data());
-    if (status == 201) lu_solve(LU.data(), n, indx.data(), b, x, det);
+    if (status == LU_SUCCESS) lu_solve(LU.data(), n, indx.data(), b, x, det);
     return status;
 }
 
@@ -172,7 +173,7 @@ void lu_inverse(double* LU, unsigned n, unsigned const* indx) {
 int lu_inverse(double* A, unsigned n) {
     std::vector<unsigned> indx(n);
     int const status = lu_decomp(A, n, indx.data());
-    if (status == 201) lu_inverse(A, n, indx.data());
+    if (status == LU_SUCCESS) lu_inverse(A, n, indx.data());
     return status;
 }
 
@@ -180,6 +181,6 @@ int lu_determinant(double const* A, unsigned n, double& det) {
     std::vector<double> LU(A, A + static_cast<std::size_t>(n) * n);
     std::vector<unsigned> indx(n);
     int const status = lu_decomp(LU.data(), n, indx.data());
-    det = status == 201 ? diagonal_product(LU.data(), n) : 0.0;
+    det = status == LU_SUCCESS ? diagonal_product(LU.data(), n) : 0.0;
     return status;
 }
