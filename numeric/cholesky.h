@@ -11,6 +11,10 @@
 // Factorises A in place. On a status other than CHOLESKY_SUCCESS A is unchanged.
 int cholesky_decomp(double* A, unsigned n);
 
+// Replaces the factor L by its inverse, in the lower triangle. With M = L^-1 the inverse of A is
+// V = M' M: V_kk is the sum of squares of column k of M, and V x = M' (M x).
+void cholesky_invert_factor(double* L, unsigned n);
+
 // Replaces the lower triangle of A by that of its inverse; det is the determinant of A.
 int cholesky_inverse(double* A, unsigned n, double& det, bool factorised);
 int cholesky_inverse(double* A, unsigned n, bool factorised);

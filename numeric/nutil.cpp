@@ -1,8 +1,10 @@
 // Error measures, norms, matrix products and random integers on plain arrays.
 #include "numeric/nutil.h"
 
+#include "numeric/inner_products.h"
 #include "numeric/status_code.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdlib>
@@ -67,14 +69,21 @@ double* matrix_transpose(double const* A, unsigned m, unsigned n) {
 }
 
 double* matrix_multiply(double const* A, double const* B, unsigned m, unsigned k, unsigned n) {
-    double* R = new double[static_cast<std::size_t>(m) * n];
-    for (std::size_t i = 0; i < m; ++i)
-        for (std::size_t j = 0; j < n; ++j) {
-            long double sum = 0;
-            for (std::size_t l = 0; l < k; ++l)
-                sum += static_cast<long double>(A[i * k + l]) * B[l * n + j];
-            R[i * n + j] = static_cast<double>(sum);
+    std::size_t const K = k, N = n;
+    std::vector<double> columns(ROWS * K); // of B, one after the other
+    double* const R = new double[m * N];
+    for (std::size_t j = 0; j < N; j += ROWS) {
+        std::size_t const count = std::min(ROWS, N - j);
+        for (std::size_t l = 0; l < K; ++l)
+            for (std::size_t c = 0; c < count; ++c)
+                columns[c * K + l] = B[l * N + j + c];
+        for (std::size_t i = 0; i < m; ++i) {
+            long double sums[ROWS] = {};
+            add_products<1>({columns.data(), K, count}, A + i * K, 0, K, sums);
+            for (std::size_t c = 0; c < count; ++c)
+                R[i * N + j + c] = static_cast<double>(sums[c]);
         }
+    }
     return R;
 }
 
