@@ -22,7 +22,8 @@ constexpr long double PRECISION = std::numeric_limits<long double>::epsilon();
 constexpr int MAX_TERMS = 10000000;
 
 // D = x^a e^-x / Gamma(a+1). For large a the three factors cancel, so Stirling's series takes the
-// place of Gamma.
+// place of Gamma: at 1000 the cancellation has cost 4e-16, and the term that the series leaves out,
+// 1 / (1260 a^5), is 8e-19.
 long double prefactor(long double a, long double x) {
     if (a < 1000) return std::exp(a * std::log(x) - x - std::lgamma(a + 1));
     long double const mu = (x - a) / a;
