@@ -19,9 +19,11 @@ environment_model view(record const& data) {
 
 void case_control_ggi_hwdx::gmodel::init(record const& data) {
     pair_sample const sample = sample_of(data);
-    covariates.init(exposures_of(data, code()), data.n_haplotypes, sample);
-    layout.init(covariates, sample.genotypes.size(),
-                retrospective::n_terms(design_of(data, DISEQUILIBRIUM, code())));
+    exposures const subjects = exposures_of(data, code());
+    covariates.init(subjects, data.n_haplotypes, sample);
+    layout.init(subjects, covariates, sample.genotypes.size(),
+                retrospective::n_terms(design_of(data, DISEQUILIBRIUM, code())),
+                data.n_parameters - covariates.n_parameters());
 }
 
 int case_control_ggi_hwdx::gmodel::etw(record const& data, double const* x, double* w1, double* h1,

@@ -21,8 +21,10 @@ environment_model view(record const& data) {
 
 void case_control_ggi_hwqx::gmodel::init(record const& data) {
     pair_sample const sample = sample_of(data);
-    covariates.init(exposures_of(data, code()), data.n_haplotypes, sample);
-    layout.init(covariates, sample.genotypes.size(), triangle(data.n_haplotypes));
+    exposures const subjects = exposures_of(data, code());
+    covariates.init(subjects, data.n_haplotypes, sample);
+    layout.init(subjects, covariates, sample.genotypes.size(), triangle(data.n_haplotypes),
+                data.n_parameters - covariates.n_parameters());
 }
 
 void case_control_ggi_hwqx::gmodel::etw(record const& data, double const* x, double* w1,

@@ -103,17 +103,31 @@ void add_second_moments(model const& m, double const* weights, double* H) {
         retrospective::add_moments(m.design, status, 1, weights + status * n_terms(m), nullptr, H);
 }
 
-// The terms in UU and Uh for C classes with the means mu (C x p), times `sign`.
+// mu: the mean plain design of every class of the joint distribution, (C + 1) x q.
+std::vector<double> class_means(model const& m, double const* W) {
+    std::size_t const q = m.design.p - m.covariates.n_parameters();
+    std::vector<double> mu((m.covariates.n_classes + 1) * q);
+    design_vector d;
+    for_each_term(
+        m, W, [&](unsigned status, double w, bool is_homozygote_term, unsigned i, unsigned j) {
+            std::size_t const k = status == 0 ? 0 : 1 + m.covariates.of_pair[triangle(i) + j];
+            m.design.list_for(status, is_homozygote_term, i, j, d);
+            d.add_to(w / W[m.layout.a0 + k], &mu[k * q]);
+        });
+    return mu;
+}
+
+// The terms in UU, unless that is null, and Uh for C classes with the means mu (C x q), times `sign`.
 void add_class_means(model const& m, double sign, std::size_t C, double const* mu,
                      class_sums<double const> const& sums, double* H) {
     std::size_t const p = m.design.p, r = m.covariates.n_parameters(), q = p - r;
     for (std::size_t k = 0; k < C; ++k)
         for (std::size_t i = 0; i < q; ++i) {
-            double const mean = mu[k * p + i];
+            double const mean = mu[k * q + i];
             if (mean == 0) continue;
-            for (std::size_t l = 0; l < C; ++l)
+            for (std::size_t l = 0; sums.UU != nullptr && l < C; ++l)
                 for (std::size_t j = 0; j <= i; ++j)
-                    H[i * p + j] -= sign * sums.UU[k * C + l] * mean * mu[l * p + j];
+                    H[i * p + j] -= sign * sums.UU[k * C + l] * mean * mu[l * q + j];
             for (std::size_t t = 0; t < r; ++t)
                 H[(q + t) * p + i] += sign * sums.Uh[k * r + t] * mean;
         }
@@ -131,7 +145,7 @@ void add_theta(model const& m, double sign, double const* hh, double* H) {
 void subtract_means_of(model const& m, unsigned g, double const* W, design_vector& d,
                        std::vector<double>& mu, double* H) {
     genotype_pairs const& pairs = m.sample.genotypes[g];
-    std::size_t const p = m.design.p;
+    std::size_t const p = m.design.p, q = p - m.covariates.n_parameters();
     if (unsigned const n = pairs.subjects[0]) {
         double const* const w0 = W + m.layout.control;
         double const b0 = retrospective::weigh(m.design, pairs, w0);
@@ -141,12 +155,12 @@ void subtract_means_of(model const& m, unsigned g, double const* W, design_vecto
     }
     if (pairs.subjects[1] == 0) return;
     unsigned const C = m.covariates.n_local(g);
-    mu.assign(C * p, 0.0);
+    mu.assign(C * q, 0.0);
     for (haplotype_pair const& pair : pairs) {
         unsigned const l = local_class(m.covariates, g, pair);
         for_each_term_of(m.design, pair, [&](std::size_t term, bool is_homozygote_term) {
             m.design.list(is_homozygote_term, pair.first.position, pair.second.position, d);
-            d.add_to(W[m.layout.cases + term] / W[m.layout.B[g] + l], &mu[l * p]);
+            d.add_to(W[m.layout.cases + term] / W[m.layout.B[g] + l], &mu[l * q]);
         });
     }
     class_sums<double const> const observed(W + m.layout.observed[g], C);
@@ -163,26 +177,24 @@ int environment_model::evaluate(double a0, double const* x, double* W, double* a
     std::fill(W + layout.a0, W + layout.size, 0.0);
     W[layout.a0] = a0;
     sum_classes(*this, W, b0.data());
+    std::vector<double> const mu = layout.has_means ? class_means(*this, W) : std::vector<double>();
     int const status = sweep_subjects(subjects, sample, covariates, layout, x + plain_parameters,
-                                      b0.data(), W, a, b, g + plain_parameters);
+                                      b0.data(), mu, W, a, b, g + plain_parameters);
     if (status == SUCCESS) add_plain_score(*this, b0.data(), W, g);
     return status;
 }
 
 void environment_model::add_s(double const* W, double* H) const {
-    std::size_t const p = design.p, C = covariates.n_classes + 1;
-    std::vector<double> weights(2 * n_terms(*this)), mu(C * p);
+    std::size_t const p = design.p, q = p - covariates.n_parameters();
+    std::vector<double> weights(2 * n_terms(*this));
     add_expected(*this, 1, W, weights.data());
     add_second_moments(*this, weights.data(), H);
-    design_vector d;
-    for_each_term(
-        *this, W, [&](unsigned status, double w, bool is_homozygote_term, unsigned i, unsigned j) {
-            std::size_t const k = status == 0 ? 0 : 1 + covariates.of_pair[triangle(i) + j];
-            design.list_for(status, is_homozygote_term, i, j, d);
-            d.add_to(w / W[layout.a0 + k], &mu[k * p]);
-        });
-    class_sums<double const> const joint(W + layout.joint, C);
-    add_class_means(*this, 1, C, mu.data(), joint, H);
+    for (std::size_t i = 0; layout.has_means && i < q; ++i)
+        for (std::size_t j = 0; j <= i; ++j)
+            H[i * p + j] -= W[layout.means + i * q + j];
+    std::size_t const C = covariates.n_classes + 1;
+    class_sums<double const> const joint(W + layout.joint, C, !layout.has_means);
+    add_class_means(*this, 1, C, class_means(*this, W).data(), joint, H);
     add_theta(*this, 1, W + layout.hh, H);
 }
 

@@ -16,13 +16,19 @@ std::size_t class_sums_size(std::size_t m, std::size_t r) {
 
 } // namespace
 
-void environment_layout::init(environment const& e, std::size_t n_genotypes, std::size_t terms) {
+void environment_layout::init(exposures const& data, environment const& e, std::size_t n_genotypes,
+                              std::size_t terms, std::size_t q) {
     std::size_t const r = e.n_parameters(), C = e.n_classes;
+    double const n = data.n_subjects, classes = static_cast<double>(C),
+                 plain = static_cast<double>(q);
+    // Multiplications of either way, those of the matrix that is made of UU included.
+    has_means = classes * classes / 2 * (n + plain * plain) > n * plain * (classes + plain / 2);
     control = 0;
     cases = terms;
     a0 = 2 * terms;
     joint = a0 + C + 1;
-    hh = joint + class_sums_size(C + 1, r);
+    means = joint + class_sums_size(C + 1, r) - (has_means ? (C + 1) * (C + 1) : 0);
+    hh = means + (has_means ? q * q : 0);
     hh_given = hh + r * r;
     size = hh_given + r * r;
     for (unsigned g = 0; g < n_genotypes; ++g) {
@@ -56,23 +62,26 @@ struct sweep {
     environment_layout const& layout;
     double const* theta;
     double const* b0;
+    double const* mu;
     double* W;
     double* g;
-    std::size_t r, C;
+    std::size_t r, C, q;
     rows t;                       // t_c
     rows u;                       // probabilities of the joint distribution, 0 without a pair
     rows mean;                    // x_i sum over c of u_c y_ci
     rows work;                    // two rows
+    rows plain;                   // mean plain design, where the layout has means
     std::vector<double const*> x; // x_i of the block
     std::vector<double> const ones;
     std::vector<double> v, v_mean; // of a case given its genotype: by class, by parameter
 
     sweep(exposures const& subjects, pair_sample const& genotypes, environment const& covariates,
           environment_layout const& places, double const* parameters, double const* control_sums,
-          double* weights, double* score)
+          std::vector<double> const& class_means, double* weights, double* score)
         : data(subjects), sample(genotypes), e(covariates), layout(places), theta(parameters),
-          b0(control_sums), W(weights), g(score), r(e.n_parameters()), C(e.n_classes), t(C),
-          u(C + 1), mean(r), work(2), x(r), ones(BLOCK, 1.0), v(C), v_mean(r) {}
+          b0(control_sums), mu(class_means.data()), W(weights), g(score), r(e.n_parameters()),
+          C(e.n_classes), q(class_means.size() / (C + 1)), t(C), u(C + 1), mean(r), work(2),
+          plain(q), x(r), ones(BLOCK, 1.0), v(C), v_mean(r) {}
 
     double y(std::size_t c, std::size_t i) const {
         return i == 0 ? 1 : e.coefficient(static_cast<unsigned>(c), static_cast<unsigned>(i));
@@ -133,10 +142,8 @@ struct sweep {
         return SUCCESS;
     }
 
-    // The block's part in the sums of the joint distribution, in hh and in the score. Probabilities
-    // sum to 1 and deviations from their mean to 0, which yields what concerns the controls.
-    void add_joint(std::size_t n) {
-        class_sums<double> const sums(W + layout.joint, C + 1);
+    // P and UU: probabilities sum to 1.
+    void add_products(std::size_t n, class_sums<double> const& sums) {
         for (std::size_t k = 0; k <= C; ++k)
             for (std::size_t l = 0; l <= k; ++l) {
                 double const uu = dot(u[k], u[l], n);
@@ -146,6 +153,29 @@ struct sweep {
                 sums.UU[l * (C + 1) + k] += uu;
                 sums.P[l] += uu;
             }
+    }
+
+    // P and the outer products of the subjects' mean plain designs.
+    void add_means(std::size_t n, class_sums<double> const& sums) {
+        for (std::size_t k = 0; k <= C; ++k)
+            sums.P[k] += dot(u[k], ones.data(), n);
+        for (std::size_t i = 0; i < q; ++i) {
+            std::fill(plain[i], plain[i] + n, 0.0);
+            for (std::size_t k = 0; k <= C; ++k)
+                if (double const m = mu[k * q + i]) add_scaled(m, u[k], n, plain[i]);
+            for (std::size_t j = 0; j <= i; ++j)
+                W[layout.means + i * q + j] += dot(plain[i], plain[j], n);
+        }
+    }
+
+    // The block's part in the sums of the joint distribution, in hh and in the score. Deviations
+    // from the mean sum to 0, which yields what concerns the controls.
+    void add_joint(std::size_t n) {
+        class_sums<double> const sums(W + layout.joint, C + 1, !layout.has_means);
+        if (layout.has_means)
+            add_means(n, sums);
+        else
+            add_products(n, sums);
         for (std::size_t i = 0; i < r; ++i) {
             double* const m = mean[i];
             std::fill(m, m + n, 0.0);
@@ -165,10 +195,13 @@ struct sweep {
         if (is_alike) multiply(u[0], x[i], n, work[0]);
         double total = 0;
         for (std::size_t c = 0; c < C; ++c) {
-            if (!is_alike)
+            // Most classes leave most interactions out.
+            double const code = y(c, i);
+            if (!is_alike && code != 0)
                 for (std::size_t s = 0; s < n; ++s)
-                    work[0][s] = y(c, i) * x[i][s] - mean[i][s];
-            double const deviation = dot(u[c + 1], work[0], n);
+                    work[0][s] = code * x[i][s] - mean[i][s];
+            double const deviation = is_alike || code != 0 ? dot(u[c + 1], work[0], n)
+                                                           : -dot(u[c + 1], mean[i], n);
             Uh[(c + 1) * r] += deviation;
             total += deviation;
         }
@@ -257,8 +290,9 @@ struct sweep {
 
 int sweep_subjects(exposures const& data, pair_sample const& sample, environment const& e,
                    environment_layout const& layout, double const* theta, double const* b0,
-                   double* W, double* a, double* b, double* g_theta) {
-    sweep over(data, sample, e, layout, theta, b0, W, g_theta);
+                   std::vector<double> const& mu, double* W, double* a, double* b,
+                   double* g_theta) {
+    sweep over(data, sample, e, layout, theta, b0, mu, W, g_theta);
     over.add_certain();
     for (std::size_t first = 0; first < data.n_subjects; first += BLOCK) {
         std::size_t const n = std::min(BLOCK, data.n_subjects - first);
