@@ -78,7 +78,7 @@ struct genotype {
     void find_pairs(int locus, unsigned h, haplotype_pair_list& list,
                     std::set<unsigned> const& set) const;
 
-    // Fills the subdivision once with all 3^(missing loci) complete genotypes; none for a genotype
+    // No reader here, where completions are visited and not stored. Fills the subdivision once with all 3^(missing loci) complete genotypes; none for a genotype
     // without missing loci. The limit is the caller's bound on missing loci and changes nothing.
     void subdivide(unsigned limit);
 

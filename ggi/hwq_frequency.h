@@ -22,7 +22,7 @@ int hwq_frequency(data const& d, unsigned k, unsigned max_iterations, double tol
 // subjects in multiplicity k.
 double completion_pairs(garray const& distinct, unsigned k);
 
-// E-step of one genotype: adds to acc (2^n values) the expected haplotype counts of m subjects with
+// E-step of one genotype, no reader here: adds to acc (2^n values) the expected haplotype counts of m subjects with
 // genotype g under the frequencies p, half of them per gamete, so that the genotype adds m in all.
 void frequency(genotype const& g, unsigned m, double const* p, double* acc);
 

@@ -5,6 +5,7 @@
 
 void recurrence::skip_rounds(double const* state, std::size_t n, double beside, unsigned limit,
                              unsigned& iteration) {
+    // Fits and frequencies that converge need fewer, as a rule; the rest is cheap beside them.
     constexpr unsigned UNWATCHED = 1000;
     if (iteration < UNWATCHED || iteration >= limit || n == 0) return;
     if (at != 0 && beside == earlier_beside &&

@@ -42,13 +42,14 @@ void environment_layout::init(exposures const& data, environment const& e, std::
 
 namespace {
 
-// Subjects are taken in blocks whose rows stay in cache: one row of values per class or parameter.
+// Subjects are taken in blocks whose rows, one of values per class or parameter, stay in the first
+// level of cache: of 64 to 4,096 subjects 256 were fastest for two to five covariates.
 constexpr std::size_t BLOCK = 256;
 
-struct rows {
+struct block_rows {
     std::vector<double> values;
 
-    explicit rows(std::size_t count) : values(count * BLOCK) {}
+    explicit block_rows(std::size_t count) : values(count * BLOCK) {}
     double* operator[](std::size_t i) { return &values[i * BLOCK]; }
     double const* operator[](std::size_t i) const { return &values[i * BLOCK]; }
 };
@@ -66,11 +67,11 @@ struct sweep {
     double* W;
     double* g;
     std::size_t r, C, q;
-    rows t;                       // t_c
-    rows u;                       // probabilities of the joint distribution, 0 without a pair
-    rows mean;                    // x_i sum over c of u_c y_ci
-    rows work;                    // two rows
-    rows plain;                   // mean plain design, where the layout has means
+    block_rows t;                 // t_c
+    block_rows u;                 // probabilities of the joint distribution, 0 without a pair
+    block_rows mean;              // x_i sum over c of u_c y_ci
+    block_rows work;              // two rows
+    block_rows plain;             // mean plain design, where the layout has means
     std::vector<double const*> x; // x_i of the block
     std::vector<double> const ones;
     std::vector<double> v, v_mean; // of a case given its genotype: by class, by parameter
@@ -200,8 +201,8 @@ struct sweep {
             if (!is_alike && code != 0)
                 for (std::size_t s = 0; s < n; ++s)
                     work[0][s] = code * x[i][s] - mean[i][s];
-            double const deviation = is_alike || code != 0 ? dot(u[c + 1], work[0], n)
-                                                           : -dot(u[c + 1], mean[i], n);
+            double const deviation =
+                is_alike || code != 0 ? dot(u[c + 1], work[0], n) : -dot(u[c + 1], mean[i], n);
             Uh[(c + 1) * r] += deviation;
             total += deviation;
         }

@@ -118,8 +118,8 @@ std::string frequency_section(outfmt const& format, case_control_ggi_data const&
     return text + dash_rule(L + Vf) + section_end(frequency, log_likelihood, L, Vf);
 }
 
-std::string rows(std::vector<outfmt_row> const& table, statistics const& stats, int Le, int Ve,
-                 int pe) {
+std::string table_text(std::vector<outfmt_row> const& table, statistics const& stats, int Le,
+                       int Ve, int pe) {
     std::string text, title;
     for (outfmt_row const& row : table) {
         if (row.title != title) text += row.title + "\n";
@@ -147,10 +147,10 @@ std::string effects_section(outfmt const& format, case_control_ggi_data const& d
     for (char const* column : COLUMNS)
         text += right(column, Ve);
     std::string const rule = dash_rule(Le + 4 * Ve);
-    text += "\n" + rule + "Effects\n" + rule + rows(format.effects, stats, Le, Ve, pe);
+    text += "\n" + rule + "Effects\n" + rule + table_text(format.effects, stats, Le, Ve, pe);
     if (!format.environment.empty())
-        text += "Environment\n" + rows(format.environment, stats, Le, Ve, pe);
-    text += "Frequencies\n" + rows(format.frequencies, stats, Le, Ve, pe);
+        text += "Environment\n" + table_text(format.environment, stats, Le, Ve, pe);
+    text += "Frequencies\n" + table_text(format.frequencies, stats, Le, Ve, pe);
     return text + rule +
            section_end(fit, log_likelihood, std::max(Le, 14), length(log_likelihood) + 2);
 }
