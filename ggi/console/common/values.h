@@ -34,7 +34,7 @@ std::string_view take_token(std::string_view& text);
 // reason in the message, which stays empty for an empty list.
 bool read_columns(std::string const& value, std::vector<unsigned>& columns, std::string& message);
 
-// Which part of a value a number takes, a prefix of it.
+// How a number is read: as far as the value goes on like one of this kind.
 enum number_kind { INTEGER, REAL };
 
 // Warns when text follows the number that the value begins with and that is all that counts.
