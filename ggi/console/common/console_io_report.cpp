@@ -3,6 +3,7 @@
 // The text is composed in memory and written at once, so that a report is whole or absent.
 #include "ggi/console/common/console_io.h"
 #include "ggi/console/common/console_status.h"
+#include "ggi/engine_input.h"
 #include "ggi/status.h"
 #include "numeric/memory.h"
 #include "numeric/nutil.h"
@@ -227,25 +228,24 @@ std::string statstr(statistics const& stats, unsigned parameter, int width, int 
 
 void format_output(case_control_ggi_data const& data, variable const& v, std::string const* labels,
                    outfmt& format) {
-    // Frequencies come first among the parameters, then rho, if there is one, then the effects,
-    // then kappa, which is not listed, and the covariates' terms.
-    unsigned const K = data.n_haplotypes;
-    unsigned parameter = v.hw == 0 ? K : K + 1;
-    auto const add = [&](std::vector<outfmt_row>& table, outfmt_row row) {
-        row.parameter = parameter++;
+    parameter_layout const where = layout_of(data, v.hw);
+    unsigned const K = where.n_haplotypes;
+    // A term coded by the pair has a second row under the codominant model.
+    auto const add_coded = [&](std::vector<outfmt_row>& table, outfmt_row row, unsigned parameter) {
+        row.parameter = where.reported(parameter);
         table.push_back(row);
-        if (v.model == 4 && !row.title.empty()) table.push_back({row.title, "", parameter++});
+        if (where.per_term == 2) table.push_back({row.title, "", row.parameter + 1});
     };
     std::vector<std::string> const names = covariate_names(v, labels);
     for (unsigned e = 0; e < data.n_effects; ++e)
-        add(format.effects, term_row(data, data.effects[e]));
-    if (has_environment(data)) ++parameter;
+        add_coded(format.effects, term_row(data, data.effects[e]), where.effect(e));
     for (unsigned r = 0; r < data.n_environment; ++r)
-        add(format.environment, {"", "  " + joined_names(data.environment[r], names), 0});
+        format.environment.push_back({"", "  " + joined_names(data.environment[r], names),
+                                      where.reported(where.environment(r))});
     for (unsigned r = 0; r < data.n_interactions; ++r) {
         outfmt_row row = term_row(data, data.interactions[r]);
         row.label += "*" + joined_names(data.interactions[r] + data.n_genes, names);
-        add(format.environment, row);
+        add_coded(format.environment, row, where.interaction(r));
     }
     std::vector<unsigned> by_code(K);
     std::iota(by_code.begin(), by_code.end(), 0u);
@@ -254,7 +254,7 @@ void format_output(case_control_ggi_data const& data, variable const& v, std::st
     for (unsigned const i : by_code)
         format.frequencies.push_back(
             {"", "  " + haplotype{data.haplotypes[i], 0}.str(v.n_loci()), i});
-    if (v.hw != 0) format.frequencies.push_back({"", "  Rho", K});
+    if (!where.has_reference) format.frequencies.push_back({"", "  Rho", where.rho()});
     unsigned const longest =
         std::max({longest_label(format.effects), longest_label(format.environment),
                   longest_label(format.frequencies)});

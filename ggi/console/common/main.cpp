@@ -14,7 +14,6 @@
 #include <cstring>
 #include <exception>
 #include <fcntl.h>
-#include <memory>
 #include <new>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -35,18 +34,17 @@ void add_input(std::string const& path, variable& v) {
     if (stat(path.c_str(), &info) == 0) v.inputs.insert({info.st_dev, info.st_ino});
 }
 
-void analyse_files(data_files const& files, variable& v, bool is_result_directory) {
-    // For all files, made with the first one that can be read.
-    std::unique_ptr<double[]> frequencies;
+void analyse_files(data_files const& files, variable& v, bool is_result_directory,
+                   result& frequency) {
     std::string const directory = is_result_directory ? v.result_path : "";
     for (std::string const& name : files.names) {
         // A directory's entries are names without a path.
         std::string const output = directory + base_name(name) + ".out";
-        analyse_file(name, files.path(name), output, v, frequencies);
+        analyse_file(name, files.path(name), output, v, frequency);
     }
 }
 
-int run(int argc, char const* const* argv, variable& v) {
+int run(int argc, char const* const* argv, variable& v, result& frequency) {
     data_files files;
     int status = list_data_files(argv[1], files);
     if (status != SUCCESS) return status;
@@ -56,12 +54,12 @@ int run(int argc, char const* const* argv, variable& v) {
     add_input(argv[2], v);
     for (std::string const& name : files.names)
         add_input(files.path(name), v);
-    analyse_files(files, v, is_result_directory);
+    analyse_files(files, v, is_result_directory, frequency);
     return status;
 }
 
-int run_or_help(int argc, char const* const* argv, variable& v) {
-    if (argc >= 3) return run(argc, argv, v);
+int run_or_help(int argc, char const* const* argv, variable& v, result& frequency) {
+    if (argc >= 3) return run(argc, argv, v, frequency);
     return argc == 2 && std::strcmp(argv[1], "--help") == 0 ? help_display() : usage_display(true);
 }
 
@@ -100,12 +98,14 @@ int main(int argc, char** argv) {
     std::setlocale(LC_TIME, "");
     variable v;
     v.init();
+    result frequency{};
     int status;
     try {
-        status = run_or_help(argc, argv, v);
+        status = run_or_help(argc, argv, v, frequency);
     } catch (std::bad_alloc const&) {
         status = say_out_of_memory();
     }
+    frequency.free();
     v.free();
     return status;
 }

@@ -18,13 +18,13 @@
 //
 //   P_k = sum of u_k,  UU = sum of u u',  Uh_k = sum of u_k (h_k - e),  e = sum over k of u_k h_k
 //
-// and for both together the score sum of e and the covariance hh = sum of (sum of u h h') - e e'.
+// beside the score, sum of e, and the covariance hh = sum of (sum of u h h') - e e'.
 // What depends on haplotypes is the same for all subjects and enters once, as the mean design of a
 // class.
-#ifndef QUILMAR_GGI_ENVIRONMENT_SUMS_H
-#define QUILMAR_GGI_ENVIRONMENT_SUMS_H
+#ifndef QUILMAR_GGI_ENGINE_ENVIRONMENT_SUMS_H
+#define QUILMAR_GGI_ENGINE_ENVIRONMENT_SUMS_H
 
-#include "ggi/environment.h"
+#include "ggi/engine/environment.h"
 
 // Sums over the classes k = 0 .. m-1 of a distribution, in one array of doubles or const doubles: P
 // (m), UU (m x m), Uh (m x r).
@@ -42,24 +42,25 @@ struct environment_layout {
     std::size_t cases;                 // w1
     std::size_t a0;                    // a0 and A_0 .. A_(C-1), in the order of the distribution u
     std::size_t joint;                 // class_sums of u, with C + 1 classes
-    std::size_t hh;                    // r x r
+    std::size_t hh;                    // r x r: hh of u
+    std::size_t hh_given;              // r x r: hh of rho over all genotypes
     std::size_t size;                  // of W
     std::vector<std::size_t> B;        // per genotype: B_gc of its local classes
     std::vector<std::size_t> observed; // per genotype: class_sums of rho over its local classes
 
-    // terms: weights of one block.
-    void init(case_control_ggi_data const& data, environment const& e, std::size_t terms);
+    // For so many distinct genotypes and weights per block.
+    void init(environment const& e, std::size_t n_genotypes, std::size_t terms);
 };
 
 // The sweep. w0, w1, a0, A and B stand in W; b0 holds the sum of w0 over the pairs of every
 // genotype. Fills a and b (one value per subject, 1 for those without a pair), the class sums in W,
-// and adds the score of theta to g_theta (r values). Returns 1, or 114 or 115 at the first subject
-// whose a_s is not a number or infinite.
-int sweep_subjects(case_control_ggi_data const& data, environment const& e,
+// and adds the score of theta to g_theta (r values). Returns SUCCESS, or NOT_A_NUMBER or NOT_FINITE
+// at the first subject whose a_s is not a number or infinite.
+int sweep_subjects(exposures const& data, pair_sample const& sample, environment const& e,
                    environment_layout const& layout, double const* theta, double const* b0,
                    double* W, double* a, double* b, double* g_theta);
 
-// Sum over the subjects of ln b_s - ln a_s.
-double subjects_llh(case_control_ggi_data const& data, double const* a, double const* b);
+// Sum over n subjects of ln b_s - ln a_s.
+double subjects_llh(unsigned n, double const* a, double const* b);
 
 #endif
