@@ -5,6 +5,7 @@
 #include "ggi/console/common/console_status.h"
 #include "ggi/engine_input.h"
 #include "ggi/status.h"
+#include "numeric/memory.h"
 #include "numeric/nutil.h"
 
 #include <algorithm>
@@ -18,9 +19,12 @@
 namespace {
 
 constexpr int PAGE = 78;
+// At most, that follow the haplotypes in their section.
+constexpr std::size_t LAST_ROWS = 6;
 constexpr char const* COLUMNS[] = {"Estimate", "StdError", "Z-Stat", "P-Value"};
 
-std::string const EQUALS_RULE = std::string(80, '=') + "\n";
+constexpr char EQUALS_RULE[] =
+    "================================================================================\n";
 
 std::string dash_rule(int width) {
     return std::string(static_cast<std::size_t>(width), '-') + "\n";
@@ -61,14 +65,14 @@ int length(std::string const& text) {
 }
 
 std::string banner(std::string const& data_path) {
-    return EQUALS_RULE + "=== QUILMAR Analysis " +
+    return std::string(EQUALS_RULE) + "=== QUILMAR Analysis " +
            printable(data_path.substr(data_path.rfind('/') + 1)) + " ===\n" + EQUALS_RULE + "\n";
 }
 
 std::string section_head(std::string const& title, unsigned hw, double tolerance,
                          unsigned iterations) {
     return EQUALS_RULE + title + " under Hardy-Weinberg " +
-           (hw != 0 ? "disequilibrium\n" : "equilibrium\n") + EQUALS_RULE +
+           (hw != EQUILIBRIUM ? "disequilibrium\n" : "equilibrium\n") + EQUALS_RULE +
            "Tolerance: " + plain(tolerance) + "\n" +
            "Maximum iterations: " + std::to_string(iterations) + "\n";
 }
@@ -83,39 +87,47 @@ std::string section_end(result const& res, std::string const& log_likelihood, in
 
 char const* sample_label(unsigned sample) {
     switch (sample) {
-    case 1: return "Cases";
-    case 2: return "Combined";
+    case CASES: return "Cases";
+    case COMBINED: return "Combined";
     default: return "Controls";
     }
 }
 
 char const* model_label(unsigned model) {
     switch (model) {
-    case 2: return "Recessive";
-    case 3: return "Dominant";
-    case 4: return "Codominant";
+    case RECESSIVE: return "Recessive";
+    case DOMINANT: return "Dominant";
+    case CODOMINANT: return "Codominant";
     default: return "Additive";
     }
 }
 
-std::string frequency_section(outfmt const& format, case_control_ggi_data const& data,
-                              variable const& v, result const& frequency) {
+void add_frequency_section(std::string& text, outfmt const& format,
+                           case_control_ggi_data const& data, variable const& v,
+                           result const& frequency) {
     int const pf = decimals(v.frequency_tolerance);
     int const L = std::max(static_cast<int>(format.width), 20);
     std::string const log_likelihood = fixed(frequency.log_likelihood, pf + 2, pf);
     int const Vf = std::max(length(log_likelihood), 14);
-    std::string text =
+    text +=
         section_head("Haplotype frequencies", v.hw, v.frequency_tolerance, v.frequency_iterations);
     text += "Subjects: " + std::to_string(data.n_subjects) + "\n" +
             "Cases: " + std::to_string(data.cases_read) + "\n" +
             "Controls: " + std::to_string(data.controls_read) + "\n\n";
     text += left("Haplotype", L) + right(sample_label(v.sample), Vf) + "\n" + dash_rule(L + Vf);
     unsigned const loci = v.n_loci();
-    for (std::size_t h = 0; h < std::size_t{1} << loci; ++h)
-        if (!(v.frequency_tolerance >= frequency.estimates[h]))
-            text += left(haplotype{static_cast<unsigned>(h), 0}.str(loci), L) +
-                    right(fixed(frequency.estimates[h], pf + 2, pf), Vf) + "\n";
-    return text + dash_rule(L + Vf) + section_end(frequency, log_likelihood, L, Vf);
+    double const *const first = frequency.estimates, *const end = first + (std::size_t{1} << loci);
+    auto const is_listed = [&](double f) { return !(v.frequency_tolerance >= f); };
+    // A small tolerance lists many haplotypes with many decimals: 361 MB for 20 loci and 1e-308.
+    std::size_t const rows = static_cast<std::size_t>(std::count_if(first, end, is_listed));
+    std::size_t const bytes = text.size() + (rows + LAST_ROWS) * static_cast<unsigned>(L + Vf + 1);
+    require_memory(static_cast<double>(bytes));
+    text.reserve(bytes);
+    for (double const* f = first; f != end; ++f)
+        if (is_listed(*f))
+            text += left(haplotype{static_cast<unsigned>(f - first), 0}.str(loci), L) +
+                    right(fixed(*f, pf + 2, pf), Vf) + "\n";
+    text += dash_rule(L + Vf) + section_end(frequency, log_likelihood, L, Vf);
 }
 
 std::string table_text(std::vector<outfmt_row> const& table, statistics const& stats, int Le,
@@ -253,9 +265,9 @@ int write_file(std::string const& output, std::string const& data_path, std::str
                outfmt const& format, case_control_ggi_data const& data, variable const& v,
                result const& frequency, result const& fit, statistics const& stats,
                bool with_frequencies, bool with_effects) {
-    std::string text = banner(data_path);
-    if (with_frequencies) text += frequency_section(format, data, v, frequency);
-    if (with_effects) text += effects_section(format, data, v, fit, stats);
-    text += date_line();
-    return save_text(output, text, data_path, v.spec_path);
+    std::string frequencies = banner(data_path), effects;
+    if (with_frequencies) add_frequency_section(frequencies, format, data, v, frequency);
+    if (with_effects) effects = effects_section(format, data, v, fit, stats);
+    effects += date_line();
+    return save_text(output, {frequencies, effects}, v.inputs);
 }
