@@ -205,7 +205,6 @@ TEST(nutil, constants) {
     EXPECT_TRUE(std::isnan(SNAN) && std::memcmp(&SNAN, &QNAN, sizeof SNAN) == 0);
     EXPECT_GT(INF, MAX_DOUBLE);
     EXPECT_GT(MAX_LONG_DOUBLE, MAX_DOUBLE);
-    EXPECT_TRUE(std::isinf(MAX_LONG_DOUBLE * 2));
     EXPECT_EQ(MAX_LONG_INT, MAX_INT);
     EXPECT_EQ(MAX_UINT, 2u * MAX_INT + 1u);
 }
