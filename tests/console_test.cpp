@@ -40,7 +40,7 @@ TEST(console_status, printable) {
         {"\x80|\xbf|\xc2|\xe2\x82|\xf0\x9f\x98|\xff", "?|?|?|??|???|?"},
         {"\xc2", "?"},
         {"\xc1\xbf \xe0\x9f\xbf \xf0\x8f\xbf\xbf", "?? ??? ????"}, // longer than need be
-        {"\xed\xa0\x80 \xf4\x90\x80\x80 \xf8\x88\x80\x80\x80", "??? ???? ?????"},
+        {"\xed\xa0\x80 \xed\xbf\xbf \xf4\x90\x80\x80 \xf8\x88\x80\x80\x80", "??? ??? ???? ?????"},
     };
     for (auto const& c : cases)
         EXPECT_EQ(printable(c.text), c.expected == "=" ? c.text : c.expected) << c.text;

@@ -60,7 +60,7 @@ TEST(run, arguments) {
         {"d s -o none//", 242, "", "file or directory 'none/' not found.\n"},
         {"d s -o d", 242, "", "file or directory 'd/' not found.\n"},
         {"d s", 1, "", "d: result saved to 'd.out'.\n"},
-        {"./d s --model=d -i 10x -o res/ --tolerance 1e-7", 1, "",
+        {"./d s --model=d -i 10x -o res/ --tolerance '1e-7 '", 1, "",
          "option -i: warning: '10x' is read as 10.\n./d: result saved to 'res/d.out'.\n"},
     };
     for (auto const& c : cases) {
