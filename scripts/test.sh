@@ -4,7 +4,7 @@
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
-need_packages cmake g++ make libgtest-dev
+need_packages cmake g++ make libgtest-dev python3 python3-numpy
 
 preset=${1:-release}
 cmake --preset "$preset" -DQUILMAR_TESTS=ON

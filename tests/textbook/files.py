@@ -116,7 +116,7 @@ def read_spec(path):
             say(f"{path}: error: variable {keyword} is not defined.")
     genes = sum(k == "GENE" for _, k, equals, _ in defined if equals)
     covariates = sum(len(v.split()) for _, k, _, v in defined if k == "ENVIRONMENT")
-    used = set()
+    used = {}  # how often each column is, and whether the order of a kind was warned of
     for location, keyword, equals, value in defined:
         if keyword is None:
             say(f"{location}: warning: no known variable, line ignored.")
@@ -144,15 +144,16 @@ def set_columns(spec, keyword, value, used, location):
         return say(f"{location}: error: invalid definition for variable {keyword}.")
     columns = [int(entry) for entry in columns]
     for column in columns:
-        if column in used:
+        used[column] = used.get(column, 0) + 1
+        if used[column] == 2:
             say(f"{location}: warning: column {column} is defined more than once.")
-        used.add(column)
     if keyword == "STATUS":
         spec[keyword] = columns[0]
         return None
     before = spec[keyword] if keyword == "ENVIRONMENT" else sum(spec["GENE"], [])
-    if any(a >= b for a, b in zip((before[-1:] or [0]) + columns, columns)):
-        kind = "loci" if keyword == "GENE" else "covariates"
+    kind = "loci" if keyword == "GENE" else "covariates"
+    if kind not in used and any(a >= b for a, b in zip((before[-1:] or [0]) + columns, columns)):
+        used[kind] = 1
         say(f"{location}: warning: columns are not in increasing order, {kind} are taken in column order.")
     spec[keyword] += [columns] if keyword == "GENE" else columns
     if keyword == "GENE" and len(before) <= 32 < len(before) + len(columns):
@@ -234,7 +235,7 @@ def read_data(path, spec):
                 values.append(value)
             else:
                 status = int(value)
-        subjects.append((genotype, status, tuple(values)))
+        subjects.append((genotype.ljust(len(loci), "0"), status, tuple(values)))
     header = [shown(text.decode("latin-1")) for text in lines[0].split()]
     return [header[column - 1] for column in covariates], subjects
 

@@ -173,12 +173,13 @@ class Model:
                 known[id(everyone)] = moments(everyone)
             a, mean_a, covariance_a = known[id(everyone)]
             b, mean_b, covariance_b = moments(own)
-            if self.hwd and status == 1 and not np.isfinite(a):
-                status = 114 if np.isnan(a) else 115
+            for value in np.append(np.exp(x[:self.k]), a) if self.hwd and status == 1 else []:
+                if status == 1 and not np.isfinite(value):
+                    status = 114 if np.isnan(value) else 115
             llh += n * np.log(b / a)
             score += n * (mean_b - mean_a)
             information += n * (covariance_a - covariance_b)
-        return status, llh, score, information
+        return status, llh, disturb(score), disturb(information)
 
     def reported(self, x):
         """The frequencies, rho and the other parameters; their derivatives with respect to x."""
