@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 preset=${1:-release}
 compiler=g++
 [ "$preset" != clang ] || compiler=clang
-need_packages cmake $compiler make libgtest-dev
+need_packages cmake $compiler make libgtest-dev python3 python3-numpy
 
 cmake --preset "$preset" -DQUILMAR_TESTS=ON
 cmake --build --preset "$preset" -j "$(nproc)"
