@@ -37,7 +37,7 @@ int open_for_reading(std::string const& path) {
 }
 
 std::string_view trimmed(std::string_view text) {
-    std::size_t const first = text_.find_first_not_of(BLANKS);
+    std::size_t const first = text.find_first_not_of(BLANKS);
     if (first == std::string_view::npos) return {};
     return text.substr(first, text.find_last_not_of(BLANKS) - first + 1);
 }
@@ -124,7 +124,7 @@ std::vector<std::string_view> const& text_file::comma_fields() {
 }
 
 void text_file::fail(std::string const& what) const {
-    throw failure(malformed, name + ":" + std::to_string(lines_) + ": " + what);
+    throw failure(malformed, name_ + ":" + std::to_string(lines_) + ": " + what);
 }
 
 } // namespace scan
