@@ -64,12 +64,14 @@ class column_reader {
         bool const is_number = parse_number(text, value);
         if (is_missing(text) || (is_number && value == -9))
             value = MISSING;
+        else if (is_number ? !levels_.empty() : has_numbers_)
+            file.file().fail("'" + std::string(text) + "' stands among the " +
+                             (is_number ? "words" : "numbers") + " of covariate " + name_ +
+                             ". Write NA for a missing value; categories are words throughout.");
         else if (is_number)
-            see(file, text, has_numbers_, !level_of_.empty(), "words");
-        else {
-            see(file, text, has_words_, has_numbers_, "numbers");
+            has_numbers_ = true;
+        else
             value = level(file, text);
-        }
         rows_.push_back(value);
     }
 
@@ -81,15 +83,6 @@ class column_reader {
     }
 
   private:
-    void see(subject_file const& file, std::string_view text, bool& has_this, bool has_others,
-             char const* others) {
-        has_this = true;
-        if (has_others)
-            file.file().fail("'" + std::string(text) + "' stands among the " + others +
-                             " of covariate " + name_ +
-                             ". Write NA for a missing value; categories are words throughout.");
-    }
-
     double level(subject_file const& file, std::string_view text) {
         auto const [at, is_new] = level_of_.try_emplace(std::string(text), levels_.size());
         if (is_new) levels_.push_back(at->first);
@@ -101,7 +94,7 @@ class column_reader {
 
     std::string name_;
     std::size_t column_;
-    bool has_numbers_ = false, has_words_ = false;
+    bool has_numbers_ = false;
     std::unordered_map<std::string, std::size_t> level_of_;
     std::vector<std::string> levels_;
     std::vector<double> rows_;
