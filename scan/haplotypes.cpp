@@ -7,8 +7,14 @@ namespace scan {
 
 namespace {
 
-constexpr double EM_TOLERANCE = 1e-9;
-constexpr unsigned EM_MAX_ITERATIONS = 10000;
+// Bound on the change of a frequency, relative from 0.01 on. Measured on 1,445 windows of 5 SNPs in
+// 3,000 subjects and 289 in 100,000 (coalescent, r2 of neighbours 0.1, 0.5 % missing), z is then
+// within 1e-7 of where the bound 1e-14 leaves it, after 105 and 65 iterations in the median and
+// 34,731 at most. The bounds 1e-6 and 1e-9 leave 1e-3 and 2e-5; and up to 1e-11 some windows stop
+// near a saddle point, where a haplotype that had all but vanished grows again too slowly to be
+// seen, with z off by 4e-3.
+constexpr double EM_TOLERANCE = 1e-12;
+constexpr unsigned EM_MAX_ITERATIONS = 100000;
 
 genotype to_genotype(distinct_genotype const& g, unsigned n_snps) {
     genotype result;
@@ -39,9 +45,10 @@ bool estimate_frequencies(std::vector<distinct_genotype> const& genotypes, unsig
     result em{};
     em.estimates = frequencies.data();
     data const subjects{pointers.data(), &distinct};
-    int const status_code = hwq_frequency(subjects, 2, EM_MAX_ITERATIONS, EM_TOLERANCE, em, true);
+    bool const converged =
+        hwq_frequency(subjects, 2, EM_MAX_ITERATIONS, EM_TOLERANCE, em, true) == 1;
     distinct.clear();
-    return status_code == 1;
+    return converged;
 }
 
 void expected_copies::compute(distinct_genotype const& g, unsigned n_snps,
