@@ -34,7 +34,7 @@ region parse_region(text_file& file, bool from_zero) {
     if (!parse_position(fields[1], r.from) || !parse_position(fields[2], r.to))
         file.fail("'" + std::string(fields[1]) + " " + std::string(fields[2]) +
                   "' are no positions. Write chromosome, first and last position, name.");
-    if (r.from < (from_zero ? 0 : 1) || r.to < r.from + (from_zero ? 1 : 0))
+    if (r.from < (from_zero ? 0 : 1) || (from_zero ? r.to <= r.from : r.to < r.from))
         file.fail("positions " + std::string(fields[1]) + " to " + std::string(fields[2]) +
                   " are no region.");
     r.from += from_zero;
