@@ -23,7 +23,7 @@ std::string outputs(scratch const& files) {
 void expect_errors(std::vector<error_case> const& cases) {
     for (error_case const& c : cases) {
         example_study files;
-        if (*c.prepare != 0) run_shell(files, c.prepare);
+        run_shell(files, std::string(c.prepare) + "\n:");
         std::string const before = outputs(files);
         outcome const o = files.scan(c.arguments);
         EXPECT_EQ(o.exit_status, c.status) << c.prepare << " | " << c.arguments << "\n" << o.err;
