@@ -36,7 +36,7 @@ distinct_genotype decode(std::uint64_t key, std::size_t n) {
 } // namespace
 
 genotype_table::genotype_table(null_model const& model, std::vector<std::uint32_t> const& sample)
-    : model_(model), sample_(sample), keys_(sample.size()), slots_(1024, NONE) {}
+    : model_(model), sample_(sample), keys_(sample.size()), slots_(64, NONE) {}
 
 Eigen::Map<row_major_matrix const> genotype_table::sums() const {
     return {sums_.data(), static_cast<Eigen::Index>(genotypes.size()), model_.subjects.cols()};

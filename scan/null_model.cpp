@@ -1,4 +1,4 @@
-// Newton's method for the logistic likelihood, with half steps where a full one would lower it.
+// Newton's method for the logistic likelihood.
 #include "scan/null_model.h"
 
 #include "scan/error.h"
@@ -50,10 +50,11 @@ struct logistic_fit {
 [[noreturn]] void fail(Eigen::VectorXd const& step, std::vector<std::string> const& names) {
     Eigen::Index worst = 0;
     if (step.size() > 1) step.tail(step.size() - 1).cwiseAbs().maxCoeff(&worst), ++worst;
-    throw failure(no_fit, "The regression of status on the covariates has no maximum: covariate " +
-                              names[static_cast<std::size_t>(worst)] +
-                              " separates cases from controls.\n"
-                              "Leave it out, or join its rare levels.");
+    throw failure(no_fit,
+                  "The regression of status on the covariates does not converge: covariate " +
+                      names[static_cast<std::size_t>(worst)] +
+                      " seems to separate cases from controls.\n"
+                      "Leave it out, join its rare levels, or transform it.");
 }
 
 } // namespace
@@ -73,14 +74,9 @@ null_model fit_null_model(std::vector<std::uint8_t> is_case, Eigen::MatrixXd con
             fail(step, names);
         step = information.solve(design.transpose() * fit.residual);
         if (!step.allFinite()) fail(step, names);
-        double const before = fit.log_likelihood;
         converged = step.cwiseAbs().maxCoeff() < TOLERANCE;
         fit.b += step;
         fit.evaluate();
-        for (double part = 0.5; !converged && fit.log_likelihood < before; part /= 2) {
-            fit.b -= part * step;
-            fit.evaluate();
-        }
     }
 
     auto const information = fit.information();
