@@ -1,0 +1,44 @@
+// The null model of the score tests: logistic regression of status on an intercept and covariates,
+//
+//   ln(mu_i / (1 - mu_i)) = b'z_i,     w_i = mu_i (1 - mu_i),     r_i = y_i - mu_i
+//
+// What a window needs of it per subject lies side by side in one row: r_i, w_i and q_i = L^-1 z_i,
+// where L L' = Z'WZ. So sum of w q q' = I and sum of r q = 0 over all subjects.
+#ifndef QUILMAR_SCAN_NULL_MODEL_H
+#define QUILMAR_SCAN_NULL_MODEL_H
+
+#include <Eigen/Core>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace scan {
+
+using row_major_matrix = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
+
+struct null_model {
+    // Columns of `subjects`; q begins at FIRST_COVARIATE.
+    enum column { RESIDUAL, WEIGHT, FIRST_COVARIATE };
+
+    Eigen::VectorXd coefficients;    // b, one per column of the design
+    Eigen::VectorXd standard_errors; // square roots of the diagonal of (Z'WZ)^-1
+    double log_likelihood;
+    unsigned iterations;
+    std::vector<std::uint8_t> is_case; // per subject, 0 or 1
+    row_major_matrix subjects;         // subjects x (2 + columns of the design)
+
+    Eigen::Index n_subjects() const { return subjects.rows(); }
+    Eigen::Index n_columns() const { return coefficients.size(); }
+};
+
+// Fits the model by iteratively reweighted least squares. is_case holds 0 or 1 per subject, both of
+// them present; `design` the intercept and the standardised covariates, linearly independent columns
+// named by `names`. Throws failure(no_fit) that names the worst covariate when there is no finite
+// maximum, because covariates separate cases from controls.
+null_model fit_null_model(std::vector<std::uint8_t> is_case, Eigen::MatrixXd const& design,
+                          std::vector<std::string> const& names);
+
+} // namespace scan
+
+#endif

@@ -1,0 +1,22 @@
+#include "scan/tails.h"
+
+#define MATHLIB_STANDALONE
+#include <Rmath.h>
+
+#include <cmath>
+
+namespace scan {
+
+double log_p_two_sided(double z) {
+    return std::log(2.0) + pnorm5(std::fabs(z), 0, 1, 0, 1);
+}
+
+double log_p_chi_square(double chisq, unsigned df) {
+    return pchisq(chisq, df, 0, 1);
+}
+
+double chi_square_1(double log_p) {
+    return qchisq(log_p, 1, 0, 1);
+}
+
+} // namespace scan
