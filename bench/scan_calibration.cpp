@@ -198,6 +198,14 @@ void print_row(std::string const& label, std::vector<scan::window_row> const& ro
     std::fflush(stdout);
 }
 
+// Nearly normal, so that the regression on the covariate is logistic.
+double normal(uniform& random) {
+    double sum = -6;
+    for (int k = 0; k < 12; ++k)
+        sum += random();
+    return sum;
+}
+
 void study_null(std::size_t n) {
     auto const loci = draw_loci(n, "");
     print_header("null");
@@ -212,7 +220,8 @@ void study_null(std::size_t n) {
         std::vector<scan::window_row> rows;
         for (std::size_t w = 0; w < n; w += BLOCK) {
             subjects t = s;
-            t.add_covariate("age", [&](std::size_t i) { return 3 * random() + t.status[i]; });
+            t.add_covariate("age",
+                            [&](std::size_t i) { return normal(random) + t.status[i] / 2.0; });
             t.add_covariate("sex",
                             [&](std::size_t i) { return random() < 0.5 + 0.1 * t.status[i]; });
             auto const block = scan_all(
