@@ -34,6 +34,7 @@ HELP = "\nquilmar 2.0 (17 September 2007)\n" + USAGE + """  Mandatory arguments:
       -o result                 output file or directory
 
 """
+INTEGER = r"[+-]?\d+"
 DECIMAL = r"[+-]?(\d+\.?\d*|\.\d+)([eE][+-]?\d+)?"
 
 
@@ -77,17 +78,24 @@ def fail(line, status=None):
 # --------------------------------------------------------------------- variable specification file
 
 def integer(text, low, high=2 ** 32 - 1):
-    return int(text) if re.fullmatch(r"[+-]?\d+", text) and low <= int(text) <= high else None
+    return int(text) if re.fullmatch(INTEGER, text) and low <= int(text) <= high else None
 
 
-def leading_integer(text):
-    found = re.match(r"[+-]?\d+", text)
-    return found and integer(found.group(), 1)
+def leading(text, where, pattern, convert):
+    """The number that a text begins with, or None; a warning where more follows."""
+    found = re.match(pattern, text)
+    value = convert(found.group()) if found else None
+    if value is not None and found.group() != text.strip():
+        say(f"{where}: warning: '{text}' is read as {found.group()}.")
+    return value
 
 
-def leading_real(text):
-    found = re.match(DECIMAL, text)
-    return float(found.group()) if found and math.isfinite(float(found.group())) else None
+def leading_integer(text, where):
+    return leading(text, where, INTEGER, lambda number: integer(number, 1))
+
+
+def leading_share(text, where):
+    return leading(text, where, DECIMAL, lambda number: float(number) if 0 < float(number) < 1 else None)
 
 
 def choice(text, names):
@@ -116,7 +124,7 @@ def read_spec(path):
             say(f"{path}: error: variable {keyword} is not defined.")
     genes = sum(k == "GENE" for _, k, equals, _ in defined if equals)
     covariates = sum(len(v.split()) for _, k, _, v in defined if k == "ENVIRONMENT")
-    used = {}  # how often each column is, and whether the order of a kind was warned of
+    used = {}  # how often each column is, and which warnings were given
     for location, keyword, equals, value in defined:
         if keyword is None:
             say(f"{location}: warning: no known variable, line ignored.")
@@ -128,6 +136,9 @@ def read_spec(path):
             set_effect(spec, value.split(), genes, covariates, location)
         elif keyword != "HEADER":
             set_value(spec, keyword, value, location)
+        elif keyword not in used and not (value.isdigit() and int(value) > 0):
+            used[keyword] = 1
+            say(f"{location}: warning: HEADER has no effect, the first line of a data file holds names.")
     if any(": error: " in message.replace("\n          ", " ") for message in messages[start:]):
         raise Stop(-9999)
     return spec
@@ -136,7 +147,8 @@ def read_spec(path):
 def set_columns(spec, keyword, value, used, location):
     columns = value.split()
     if keyword == "STATUS":
-        columns = columns[:1] or [""]
+        column = leading_integer(value, location)
+        columns = [value if column is None else str(column)]
     wrong = [entry for entry in columns if integer(entry, 1) is None]
     if wrong:
         return say(f"{location}: error: {wrong[0]} is not a valid column.")
@@ -181,12 +193,12 @@ def set_value(spec, keyword, value, location):
     if names:
         spec[keyword] = choice(value, names)
     elif keyword in ("ITERATIONS", "FITERATIONS"):
-        spec[keyword] = leading_integer(value)
+        spec[keyword] = leading_integer(value, location)
     else:
-        spec[keyword] = leading_real(value)
-        if spec[keyword] is not None and not 0 < spec[keyword] < 1:
+        spec[keyword] = leading_share(value, location)
+        found = re.match(DECIMAL, value)
+        if spec[keyword] is None and found and math.isfinite(float(found.group())):
             say(f"variable {keyword} must be between 0.0 and 1.0.")
-            spec[keyword] = None
     if spec[keyword] is None:
         say(f"{location}: error: invalid definition for variable {keyword}.")
 
@@ -214,7 +226,7 @@ def read_data(path, spec):
             fail(f"{name}:{number}: error: file format does not match defined columns.")
         if count_columns(line) != count_columns(lines[0]):
             fail(f"{name}:{number}: error: invalid file format.")
-    if lines[-1] and len(lines) > 1:
+    if lines[-1].split() and len(lines) > 1:
         say(f"{name}: warning: last line has no newline and is ignored.")
     if not numbered:
         fail(f"{name}: error: no data found.")
@@ -272,7 +284,7 @@ def analyse(path, name, spec):
     """The lines of a report but for its date; Stop without a report."""
     names, subjects = read_data(path, spec)
     sizes = [len(gene) for gene in spec["GENE"]]
-    of_sample = textbook.count(g for g, s, _ in subjects if spec["SAMPLE"] in (s ^ 0, 2))
+    of_sample = textbook.count(g for g, s, _ in subjects if spec["SAMPLE"] in (s, 2))
     weights = [(g, of_sample.get(g, 0)) for g in sorted({g for g, _, _ in subjects})]
     found = textbook.frequencies(spec, weights)
     if found["status"] == 9:
@@ -284,8 +296,8 @@ def analyse(path, name, spec):
         say(f"{name}: warning: {missing} subjects have more than {LISTED} missing loci.")
     if found["status"] == 5:
         say(f"{name}: warning: exceeded maximum iterations in frequency computation.")
-    if not spec["HW"] and any(n and g.count("9") > LISTED for g, n in weights):
-        say(f"{name}: warning: haplotype frequencies sum to {sum(found['p']):.6g}.")
+    if any(of_sample[g] for g in of_sample if g.count("9") > LISTED) and not spec["HW"]:
+        say(f"{name}: warning: haplotype frequencies sum to {found['p'].sum():g}.")
     modelled = textbook.select(spec, found["p"])
     if not modelled:
         refuse(name, 107)
@@ -429,10 +441,9 @@ def set_options(spec, arguments):
         if option in ("-h", "--hardy-weinberg"):
             key, setting = "HW", choice(value, ["hwe", "hwd"])
         elif option in ("-i", "--iterations"):
-            key, setting = "ITERATIONS", leading_integer(value)
+            key, setting = "ITERATIONS", leading_integer(value, f"option {option}")
         elif option in ("-t", "--tolerance"):
-            key, setting = "TOLERANCE", leading_real(value)
-            setting = setting if setting is not None and 0 < setting < 1 else None
+            key, setting = "TOLERANCE", leading_share(value, f"option {option}")
         elif option in ("-m", "--model"):
             letter = choice(value, [mode[0] for mode in MODES])
             key, setting = "MODEL", choice(value, MODES) if letter is None else letter
