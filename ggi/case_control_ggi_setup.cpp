@@ -53,11 +53,11 @@ int case_control_ggi_setup(case_control_ggi_data& data, setup_settings& settings
     int const status = estimate(data, settings, frequency, outcome);
     if (outcome.is_too_long) return SUCCESS;
     outcome.is_frequency_limited = status == ITERATIONS_EXCEEDED;
-    if (outcome.incomplete > 0) {
+    // Outside the sample they change no frequency.
+    if (outcome.incomplete > 0 && completion_pairs(*data.distinct, settings.sample) > 0) {
         double const* const f = frequency.estimates;
         std::size_t const size = std::size_t{1} << data.distinct->nsnp();
-        if (completion_pairs(*data.distinct, settings.sample) > 0)
-            outcome.frequency_sum = std::accumulate(f, f + size, 0.0);
+        outcome.frequency_sum = std::accumulate(f, f + size, 0.0);
         unsigned const K = count_selected(settings.threshold, f, size);
         outcome.is_too_long = multiplications(K, settings) > MOST_MULTIPLICATIONS;
         if (outcome.is_too_long) return SUCCESS;

@@ -77,7 +77,7 @@ int hwd_frequency(data const& d, unsigned k, unsigned max_iterations, double tol
         if (res.rho >= 0.01) change /= res.rho;
         error = std::max(counts.maximise(1 / counts.total(p), p), std::fabs(change));
         res.rho = rho;
-        seen.skip_rounds(p, size, rho, max_iterations, res.iterations);
+        if (error > tolerance) seen.skip_rounds(p, size, rho, max_iterations, res.iterations);
     }
     res.log_likelihood = log_likelihood(sample, p, res.rho, sides);
     res.error = error;

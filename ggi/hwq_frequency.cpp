@@ -90,7 +90,7 @@ int hwq_frequency(data const& d, unsigned k, unsigned max_iterations, double tol
         ++res.iterations;
         expectation(sample, p, counts.ratios.data(), sides, completions);
         error = counts.maximise(inverse_N, p);
-        seen.skip_rounds(p, size, 0, max_iterations, res.iterations);
+        if (error > tolerance) seen.skip_rounds(p, size, 0, max_iterations, res.iterations);
     }
     res.log_likelihood = log_likelihood(sample, p, sides);
     res.rho = 0;

@@ -375,7 +375,8 @@ TEST(fault, cost_guards) {
         {13, "ITERATIONS=2\nFITERATIONS=2000", no_time.c_str(), true, true, "2,000 times 4^13"},
         {11, "FITERATIONS=3\nITERATIONS=500", no_time.c_str(), true, true, "K^3 = 2^33, 500 times"},
         {11, "FITERATIONS=3\nTHRESHOLD=0.9", counted.c_str(), false, true, "one haplotype"},
-        {11, "SAMPLE=cases", "1: result saved to 'res/1.out'.\n", false, true, "not in the sample"},
+        {11, "SAMPLE=cases\nTHRESHOLD=1e-300\nITERATIONS=4294967295",
+         "1: result saved to 'res/1.out'.\n", false, true, "not in the sample"},
         {20, "ITERATIONS=2\nFITERATIONS=2\nHW=HWD", "", false, true, "sums of 2^20 haplotypes"},
     };
     for (auto const& c : cases) {
@@ -383,7 +384,11 @@ TEST(fault, cost_guards) {
         std::string gene = "STATUS=1\nEFFECT=0\nGENE=", header = line_of("D", c.loci, 'S');
         for (unsigned l = 0; l < c.loci; ++l)
             gene += std::to_string(l + 2) + " ";
-        std::string const known = header + line_of("0", c.loci, '0') + line_of("1", c.loci, '0');
+        std::string known = header + line_of("0", c.loci, '0') + line_of("1", c.loci, '0');
+        // A second case, for which the cases keep 8 haplotypes above a tiny threshold.
+        std::string other = line_of("1", c.loci, '0');
+        other[2] = other[4] = other[6] = '1';
+        known += other;
         directory_run files(gene + "\n" + c.settings + "\n", known, 2);
         std::string controls;
         for (int i = 0; i < 199; ++i)

@@ -70,6 +70,10 @@ one_parameter swings(double x, unsigned) {
 one_parameter stands(double, unsigned) {
     return {-1, 1e-3, 1e20};
 }
+// Steps of a half from 500 to 0, which is reached when the states begin to be watched.
+one_parameter arrives_late(double x, unsigned) {
+    return {-x, x > 0 ? -0.5 : 0};
+}
 
 } // namespace
 
@@ -108,6 +112,8 @@ TEST(newton_fit, statuses_and_precedence) {
          -3, 2, -1},
         {"for ever in one place", stands, 4294967295u, 1e-4, 3, ITERATIONS_EXCEEDED, 4294967295u, 3,
          0, -1},
+        {"converged where it came back", arrives_late, 4294967295u, 1e-4, 500, SUCCESS, 1001, 0, 0,
+         0},
     };
     for (auto const& c : cases) {
         SCOPED_TRACE(c.what);

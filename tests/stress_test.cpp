@@ -71,6 +71,11 @@ TEST(stress, runs) {
         {"one modelled haplotype: nothing can be estimated", DATA,
          "STATUS=1\nGENE=2\nEFFECT=0\nTHRESHOLD=0.5\n", not_estimable,
          "\nFrequencies\n  0                     1.0000" + std::string(48, ' ') + "\n"},
+        {"an interaction with the only haplotype, no parameter beside it: 4 ln(1/2)",
+         "D A X\n0 0 0\n1 0 0\n0 0 1\n1 0 1\n", "STATUS=1\nGENE=2\nENVIRONMENT=3\nEFFECT=0 1\n",
+         nullptr,
+         "\n  0*X                   0.0000|\nFrequencies\n  0                     1.0000| "
+         "-2.7726\n"},
         {"no modelled haplotype", DATA, SPEC + "THRESHOLD=0.9\n",
          "d: warning: no haplotype frequency consistent with specified threshold.\n"
          "d: warning: no haplotype frequency consistent with specified threshold.\n",

@@ -94,7 +94,7 @@ void add_plain_score(model const& m, double const* b0, double const* W, double* 
         gather_observed(m, r, b0[r], W, weights.data());
     add_expected(m, -1, W, weights.data());
     for (unsigned status = 0; status < 2; ++status)
-        retrospective::add_designs(m.design, status, 1, &weights[status * n_terms(m)], g);
+        retrospective::add_designs(m.design, status, 1, weights.data() + status * n_terms(m), g);
 }
 
 // H += the sum of weight d d' over the terms of both blocks.
@@ -112,7 +112,7 @@ std::vector<double> class_means(model const& m, double const* W) {
         m, W, [&](unsigned status, double w, bool is_homozygote_term, unsigned i, unsigned j) {
             std::size_t const k = status == 0 ? 0 : 1 + m.covariates.of_pair[triangle(i) + j];
             m.design.list_for(status, is_homozygote_term, i, j, d);
-            d.add_to(w / W[m.layout.a0 + k], &mu[k * q]);
+            d.add_to(w / W[m.layout.a0 + k], mu.data() + k * q);
         });
     return mu;
 }
@@ -160,7 +160,7 @@ void subtract_means_of(model const& m, unsigned g, double const* W, design_vecto
         unsigned const l = local_class(m.covariates, g, pair);
         for_each_term_of(m.design, pair, [&](std::size_t term, bool is_homozygote_term) {
             m.design.list(is_homozygote_term, pair.first.position, pair.second.position, d);
-            d.add_to(W[m.layout.cases + term] / W[m.layout.B[g] + l], &mu[l * q]);
+            d.add_to(W[m.layout.cases + term] / W[m.layout.B[g] + l], mu.data() + l * q);
         });
     }
     class_sums<double const> const observed(W + m.layout.observed[g], C);

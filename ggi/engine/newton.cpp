@@ -69,8 +69,10 @@ newton_outcome newton_fit(newton_model const& model, unsigned p, unsigned iterat
     f.previous.resize(p);
     double dL = model.first_step;
     recurrence seen;
-    while (!(out.error <= tolerance && dL <= tolerance && f.gnorm <= tolerance) &&
-           out.iterations < iterations && out.status == SUCCESS) {
+    auto const has_converged = [&] {
+        return out.error <= tolerance && dL <= tolerance && f.gnorm <= tolerance;
+    };
+    while (!has_converged() && out.iterations < iterations && out.status == SUCCESS) {
         ++out.iterations;
         if (f.step() != LU_SUCCESS) {
             out.status = NOT_FINITE;
@@ -85,7 +87,8 @@ newton_outcome newton_fit(newton_model const& model, unsigned p, unsigned iterat
         }
         dL = std::fabs(f.L - L);
         out.status = f.step_status(tolerance);
-        seen.skip_rounds(x, p, 0, iterations, out.iterations);
+        if (!has_converged() && out.status == SUCCESS)
+            seen.skip_rounds(x, p, 0, iterations, out.iterations);
     }
     bool const is_open = out.error > tolerance || dL > tolerance || f.gnorm > tolerance;
     if (is_open && out.iterations >= iterations) out.status = ITERATIONS_EXCEEDED;
