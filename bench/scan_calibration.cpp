@@ -134,12 +134,13 @@ std::vector<genotypes> draw_windows(
     return windows;
 }
 
-std::vector<scan::window_row> scan_all(subjects const& s, std::vector<genotypes> const& windows) {
+std::vector<scan::window_row> scan_all(subjects const& s, std::vector<genotypes> const& windows,
+                                       scan::window_settings const& settings = {}) {
     auto const model = scan::fit_null_model(s.status, s.design, s.names);
     std::vector<std::uint32_t> sample(s.status.size());
     for (std::size_t i = 0; i < sample.size(); ++i)
         sample[i] = static_cast<std::uint32_t>(i);
-    scan::window_test test(model, sample, {});
+    scan::window_test test(model, sample, settings);
     std::vector<scan::window_row> rows;
     for (genotypes const& window : windows) {
         std::vector<std::uint8_t const*> pointers;
@@ -198,6 +199,14 @@ void print_row(std::string const& label, std::vector<scan::window_row> const& ro
     std::fflush(stdout);
 }
 
+// Nearly normal, so that the regression on the covariate is logistic.
+double normal(uniform& random) {
+    double sum = -6;
+    for (int k = 0; k < 12; ++k)
+        sum += random();
+    return sum;
+}
+
 void study_null(std::size_t n) {
     auto const loci = draw_loci(n, "");
     print_header("null");
@@ -212,7 +221,8 @@ void study_null(std::size_t n) {
         std::vector<scan::window_row> rows;
         for (std::size_t w = 0; w < n; w += BLOCK) {
             subjects t = s;
-            t.add_covariate("age", [&](std::size_t i) { return 3 * random() + t.status[i]; });
+            t.add_covariate("age",
+                            [&](std::size_t i) { return normal(random) + t.status[i] / 2.0; });
             t.add_covariate("sex",
                             [&](std::size_t i) { return random() < 0.5 + 0.1 * t.status[i]; });
             auto const block = scan_all(
@@ -268,6 +278,8 @@ void study_cases_only(std::size_t n) {
         char label[64];
         std::snprintf(label, sizeof label, "%.0f %% of their chromosomes", 100 * share);
         print_row(label, scan_all(s, windows));
+        print_row(std::string(label) + ", tested from 0.004 and 5 copies",
+                  scan_all(s, windows, {0.5, 0.004, 5}));
     }
 }
 

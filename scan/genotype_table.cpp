@@ -92,9 +92,8 @@ void genotype_table::collapse(std::vector<std::uint8_t const*> const& rows, unsi
         std::uint32_t index = slot_of(key);
         if (index == NONE) index = add(key, rows.size());
         ++n_subjects;
-        ++genotypes[index].subjects;
         n_cases += model_.is_case[i];
-        genotypes[index].cases += model_.is_case[i];
+        ++(model_.is_case[i] != 0 ? genotypes[index].cases : genotypes[index].controls);
         double const* const subject = model_.subjects.data() + i * columns;
         double* const sum = sums_.data() + index * columns;
         double const weight = subject[null_model::WEIGHT];

@@ -13,7 +13,7 @@ namespace scan {
 // of the .bim; ones: at least one copy, twos: two copies, missing: unknown.
 struct distinct_genotype {
     std::uint32_t missing, twos, ones;
-    unsigned subjects, cases;
+    unsigned controls, cases;
 };
 
 // Reused from window to window, so that it does not allocate.

@@ -128,7 +128,7 @@ void window_test::compute_copies(unsigned n_snps, window_row& result) {
         distinct_genotype const& g = genotypes[static_cast<std::size_t>(i)];
         expected_.compute(g, n_snps, frequencies_, bits_, copies_.row(i).data());
         cases[i] = g.cases;
-        controls[i] = g.subjects - g.cases;
+        controls[i] = g.controls;
     }
     result.n_haplotypes = static_cast<unsigned>(K);
     result.haplotypes.resize(bits_.size());

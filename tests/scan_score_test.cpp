@@ -71,7 +71,7 @@ struct plain_test {
     VectorXd p;
     MatrixXd X, squares; // expected copies of all haplotypes, and expected squares
     VectorXd r, w;
-    MatrixXd Z;
+    Eigen::CompleteOrthogonalDecomposition<MatrixXd> covariates; // of W^(1/2) Z
 
     plain_test(scan_sample const& s, unsigned max_missing) {
         for (std::size_t i = 0; i < s.status.size(); ++i) {
@@ -132,7 +132,8 @@ struct plain_test {
         auto const n = static_cast<Eigen::Index>(used.size());
         scan::null_model const model = scan::fit_null_model(s.status, s.design, s.names);
         X = squares = MatrixXd::Zero(n, p.size());
-        r.resize(n), w.resize(n), Z.resize(n, s.design.cols());
+        MatrixXd Z(n, s.design.cols());
+        r.resize(n), w.resize(n);
         for (Eigen::Index i = 0; i < n; ++i) {
             auto const k = static_cast<Eigen::Index>(used[static_cast<std::size_t>(i)]);
             double const mu = 1 / (1 + std::exp(-s.design.row(k).dot(model.coefficients)));
@@ -148,12 +149,14 @@ struct plain_test {
                 squares(i, b) += posterior * (a == b ? 2 : 1);
             }
         }
+        covariates.compute(w.cwiseSqrt().asDiagonal() * Z);
     }
 
     // What the covariates leave of the columns of M in weighted least squares.
     MatrixXd without_covariates(MatrixXd const& M) const {
-        MatrixXd const S = w.cwiseSqrt().asDiagonal();
-        return S * M - S * Z * (S * Z).completeOrthogonalDecomposition().solve(S * M);
+        MatrixXd const scaled = w.cwiseSqrt().asDiagonal() * M;
+        MatrixXd const Q = covariates.matrixQ() * MatrixXd::Identity(M.rows(), covariates.rank());
+        return scaled - Q * (Q.transpose() * scaled);
     }
     VectorXd working_residual() const { return without_covariates(r.cwiseQuotient(w)); }
 
