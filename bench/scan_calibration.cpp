@@ -134,12 +134,13 @@ std::vector<genotypes> draw_windows(
     return windows;
 }
 
-std::vector<scan::window_row> scan_all(subjects const& s, std::vector<genotypes> const& windows) {
+std::vector<scan::window_row> scan_all(subjects const& s, std::vector<genotypes> const& windows,
+                                       scan::window_settings const& settings = {}) {
     auto const model = scan::fit_null_model(s.status, s.design, s.names);
     std::vector<std::uint32_t> sample(s.status.size());
     for (std::size_t i = 0; i < sample.size(); ++i)
         sample[i] = static_cast<std::uint32_t>(i);
-    scan::window_test test(model, sample, {});
+    scan::window_test test(model, sample, settings);
     std::vector<scan::window_row> rows;
     for (genotypes const& window : windows) {
         std::vector<std::uint8_t const*> pointers;
@@ -277,6 +278,8 @@ void study_cases_only(std::size_t n) {
         char label[64];
         std::snprintf(label, sizeof label, "%.0f %% of their chromosomes", 100 * share);
         print_row(label, scan_all(s, windows));
+        print_row(std::string(label) + ", tested from 0.004 and 5 copies",
+                  scan_all(s, windows, {0.5, 0.004, 5}));
     }
 }
 

@@ -18,27 +18,18 @@ constexpr unsigned MAX_ITERATIONS = 30;
 // quadratic, so that the last step leaves an error of about its square.
 constexpr double TOLERANCE = 1e-8;
 
-// ln(1 + exp(x)) without overflow.
-double softplus(double x) {
-    return x > 0 ? x + std::log1p(std::exp(-x)) : std::log1p(std::exp(x));
-}
-
 struct logistic_fit {
     std::vector<std::uint8_t> const& y;
     Eigen::MatrixXd const& Z;
     Eigen::VectorXd b, residual, weight;
-    double log_likelihood;
 
-    // Log-likelihood, residuals and weights for the coefficients b.
+    // Residuals and weights for the coefficients b.
     void evaluate() {
         Eigen::VectorXd const eta = Z * b;
-        log_likelihood = 0;
         for (Eigen::Index i = 0; i < eta.size(); ++i) {
-            bool const is_case = y[static_cast<std::size_t>(i)] != 0;
             double const mu = 1 / (1 + std::exp(-eta[i]));
-            residual[i] = is_case - mu;
+            residual[i] = y[static_cast<std::size_t>(i)] - mu;
             weight[i] = mu / (1 + std::exp(eta[i]));
-            log_likelihood -= softplus(is_case ? -eta[i] : eta[i]);
         }
     }
 
@@ -62,16 +53,15 @@ struct logistic_fit {
 null_model fit_null_model(std::vector<std::uint8_t> is_case, Eigen::MatrixXd const& design,
                           std::vector<std::string> const& names) {
     Eigen::Index const n = design.rows(), c = design.cols();
-    logistic_fit fit{
-        is_case, design, Eigen::VectorXd::Zero(c), Eigen::VectorXd(n), Eigen::VectorXd(n), 0};
+    logistic_fit fit{is_case, design, Eigen::VectorXd::Zero(c), Eigen::VectorXd(n),
+                     Eigen::VectorXd(n)};
     fit.evaluate();
     null_model model;
     Eigen::VectorXd step = Eigen::VectorXd::Zero(c);
     bool converged = false;
-    for (model.iterations = 0; !converged; ++model.iterations) {
+    for (unsigned iterations = 0; !converged; ++iterations) {
         auto const information = fit.information();
-        if (information.info() != Eigen::Success || model.iterations == MAX_ITERATIONS)
-            fail(step, names);
+        if (information.info() != Eigen::Success || iterations == MAX_ITERATIONS) fail(step, names);
         step = information.solve(design.transpose() * fit.residual);
         if (!step.allFinite()) fail(step, names);
         converged = step.cwiseAbs().maxCoeff() < TOLERANCE;
@@ -83,7 +73,6 @@ null_model fit_null_model(std::vector<std::uint8_t> is_case, Eigen::MatrixXd con
     model.coefficients = fit.b;
     model.standard_errors =
         information.solve(Eigen::MatrixXd::Identity(c, c)).diagonal().cwiseSqrt();
-    model.log_likelihood = fit.log_likelihood;
     model.subjects.resize(n, null_model::FIRST_COVARIATE + c);
     model.subjects.col(null_model::RESIDUAL) = fit.residual;
     model.subjects.col(null_model::WEIGHT) = fit.weight;

@@ -21,10 +21,8 @@ struct null_model {
     // Columns of `subjects`; q begins at FIRST_COVARIATE.
     enum column { RESIDUAL, WEIGHT, FIRST_COVARIATE };
 
-    Eigen::VectorXd coefficients;    // b, one per column of the design
-    Eigen::VectorXd standard_errors; // square roots of the diagonal of (Z'WZ)^-1
-    double log_likelihood;
-    unsigned iterations;
+    Eigen::VectorXd coefficients;      // b, one per column of the design
+    Eigen::VectorXd standard_errors;   // square roots of the diagonal of (Z'WZ)^-1
     std::vector<std::uint8_t> is_case; // per subject, 0 or 1
     row_major_matrix subjects;         // subjects x (2 + columns of the design)
 
