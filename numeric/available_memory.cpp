@@ -38,11 +38,14 @@ double number_of(std::string const& name, std::string const& path, double otherw
 
 // Where the two versions of control groups tell what.
 struct group_files {
-    char const *limit, *usage, *droppable;
+    char const *limit, *usage;
+    char const* pages_of_files[2]; // which are dropped when memory is short
 };
-constexpr group_files VERSION_1 = {"/memory.limit_in_bytes", "/memory.usage_in_bytes",
-                                   "total_inactive_file"},
-                      VERSION_2 = {"/memory.max", "/memory.current", "inactive_file"};
+constexpr group_files VERSION_1 = {"/memory.limit_in_bytes",
+                                   "/memory.usage_in_bytes",
+                                   {"total_inactive_file", "total_active_file"}},
+                      VERSION_2 = {
+                          "/memory.max", "/memory.current", {"inactive_file", "active_file"}};
 
 // What the group `path` below the mount point and all groups above it have left. A limit beyond the
 // memory of the machine is not reached before that is: the rest of such a group, which takes long to
@@ -52,9 +55,12 @@ double groups_leave(std::string const& mount_point, std::string path, group_file
     for (;; path.erase(path.rfind('/'))) {
         std::string const group = mount_point + path;
         double const limit = number_in(group + files.limit, INF);
-        if (limit < machine_memory())
-            least = std::min(least, limit - number_in(group + files.usage, 0) +
-                                        number_of(files.droppable, group + "/memory.stat", 0));
+        if (limit < machine_memory()) {
+            double left = limit - number_in(group + files.usage, 0);
+            for (char const* const pages : files.pages_of_files)
+                left += number_of(pages, group + "/memory.stat", 0);
+            least = std::min(least, left);
+        }
         if (path.empty()) return least;
     }
 }

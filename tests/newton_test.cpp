@@ -70,6 +70,10 @@ one_parameter swings(double x, unsigned) {
 one_parameter stands(double, unsigned) {
     return {-1, 1e-3, 1e20};
 }
+// Steps of one bit that never lead back.
+one_parameter creeps(double, unsigned) {
+    return {-1, 1, 1 / EPS};
+}
 // Steps of a half from 500 to 0, which is reached when the states begin to be watched.
 one_parameter arrives_late(double x, unsigned) {
     return {-x, x > 0 ? -0.5 : 0};
@@ -112,6 +116,8 @@ TEST(newton_fit, statuses_and_precedence) {
          -3, 2, -1},
         {"for ever in one place", stands, 4294967295u, 1e-4, 3, ITERATIONS_EXCEEDED, 4294967295u, 3,
          0, -1},
+        {"for ever in the last bits", creeps, 4294967295u, 1e-4, 1, ITERATIONS_EXCEEDED,
+         4294967295u, 1 + 10000 * EPS, 0, -1},
         {"converged where it came back", arrives_late, 4294967295u, 1e-4, 500, SUCCESS, 1001, 0, 0,
          0},
     };

@@ -13,6 +13,11 @@
 
 namespace {
 
+// Steps that change no more than the last eight bits: after so many in a row a tolerance is not in
+// reach of rounding. Fits that converge have one or two of them.
+constexpr double STANDING = 256 * EPS;
+constexpr unsigned MOST_STANDING = 10000;
+
 // One fit: its work arrays and the quantities of the last evaluation.
 struct fit {
     newton_model const& model;
@@ -69,6 +74,7 @@ newton_outcome newton_fit(newton_model const& model, unsigned p, unsigned iterat
     f.previous.resize(p);
     double dL = model.first_step;
     recurrence seen;
+    unsigned standing = 0;
     auto const has_converged = [&] {
         return out.error <= tolerance && dL <= tolerance && f.gnorm <= tolerance;
     };
@@ -89,6 +95,10 @@ newton_outcome newton_fit(newton_model const& model, unsigned p, unsigned iterat
         out.status = f.step_status(tolerance);
         if (!has_converged() && out.status == SUCCESS)
             seen.skip_rounds(x, p, 0, iterations, out.iterations);
+        // Rounding may lead the last bits on a round too long to be met.
+        standing = out.error <= STANDING ? standing + 1 : 0;
+        if (standing == MOST_STANDING && !has_converged() && out.status == SUCCESS)
+            out.iterations = iterations;
     }
     bool const is_open = out.error > tolerance || dL > tolerance || f.gnorm > tolerance;
     if (is_open && out.iterations >= iterations) out.status = ITERATIONS_EXCEEDED;

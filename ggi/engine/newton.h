@@ -32,6 +32,8 @@ struct newton_outcome {
 //
 // Parameters that come back to values that they had, in all bits, would go round for ever: whole
 // rounds are then only counted, so that the end is the one that the permitted iterations lead to.
+// Parameters that have not changed but in their last bits for ten thousand iterations are taken for
+// those at the end.
 newton_outcome newton_fit(newton_model const& model, unsigned p, unsigned iterations,
                           double tolerance, double* x);
 

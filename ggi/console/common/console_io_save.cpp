@@ -171,7 +171,10 @@ int save_text(std::string const& output, std::initializer_list<std::string_view>
     if (!find_place(output, p, exists)) return OPEN_FAILED;
     int const file = exists ? p.open_for_writing() : -1;
     struct stat info;
-    if (exists && (file < 0 || fstat(file, &info) != 0 || is_input(info, inputs))) {
+    // Somebody else's FIFO may be there to be waited for without end.
+    auto const is_foreign_fifo = [&] { return S_ISFIFO(info.st_mode) && info.st_uid != geteuid(); };
+    if (exists &&
+        (file < 0 || fstat(file, &info) != 0 || is_input(info, inputs) || is_foreign_fifo())) {
         if (file >= 0) close(file);
         return OPEN_FAILED;
     }
