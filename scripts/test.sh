@@ -1,10 +1,10 @@
 #!/bin/sh
-# Builds the program and its tests and runs them: test.sh [release | debug]. The debug build runs under
+# Builds the programs and their tests and runs them: test.sh [release | debug]. The debug build runs under
 # AddressSanitizer and UndefinedBehaviorSanitizer.
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
-need_packages cmake g++ make libgtest-dev
+need_packages cmake g++ make libgtest-dev $scan_packages
 
 preset=${1:-release}
 cmake --preset "$preset" -DQUILMAR_TESTS=ON
