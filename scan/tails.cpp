@@ -15,4 +15,8 @@ double log_p_chi_square(double chisq, unsigned df) {
     return pchisq(chisq, df, 0, 1);
 }
 
+double chi_square_1(double log_p) {
+    return qchisq(log_p, 1, 0, 1);
+}
+
 } // namespace scan

@@ -1,0 +1,312 @@
+#include "scan/options.h"
+
+#include "scan/error.h"
+#include "scan/input/values.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <iostream>
+#include <limits>
+#include <numeric>
+#include <thread>
+
+namespace scan {
+
+namespace {
+
+constexpr double NO_LIMIT = std::numeric_limits<double>::max();
+
+// A decimal number from `low` to `high`; a whole one where `is_whole`.
+CLI::Validator number_in(double low, double high, bool is_whole = false) {
+    std::string range = CLI::detail::to_string(low);
+    range = high == NO_LIMIT ? range + " or more" : range + " to " + CLI::detail::to_string(high);
+    std::string const kind = is_whole ? "whole number" : "number";
+    auto const check = [=](std::string const& text) {
+        double value;
+        bool const is_good = parse_number(text, value) && value >= low && value <= high &&
+                             (!is_whole || text.find_first_not_of("0123456789") == text.npos);
+        return is_good ? "" : "'" + text + "' is no " + kind + ", " + range + ".";
+    };
+    return CLI::Validator(check, "");
+}
+
+CLI::Validator whole_in(double low, double high) {
+    return number_in(low, high, true);
+}
+
+void add_input(CLI::App& app, options& o) {
+    auto const add = [&app](std::string const& name, std::string& value, std::string const& text) {
+        return app.add_option(name, value, text)->group("Input");
+    };
+    add("--bfile", o.bfile, "Prefix of .bed, .bim and .fam")->type_name("PREFIX");
+    add("--bed", o.bed, "Genotypes, PLINK 1 binary")->type_name("FILE");
+    add("--bim", o.bim, "SNPs")->type_name("FILE");
+    add("--fam", o.fam, "Subjects")->type_name("FILE");
+    add("--pheno", o.pheno, "Phenotypes, instead of the .fam's")->type_name("FILE");
+    add("--pheno-name", o.pheno_name, "Column of --pheno")->type_name("NAME");
+    app.add_flag("--1", o.is_01, "0 is a control, 1 a case")->group("Input");
+    add("--covar", o.covar, "Covariates")->type_name("FILE");
+    app.add_option("--covar-name", o.covar_names, "Columns of --covar (A-B: from A to B) [all]")
+        ->delimiter(',')
+        ->type_name("NAMES")
+        ->group("Input");
+    app.add_flag("--allow-no-covars", o.allow_no_covars, "Test without any covariate")
+        ->group("Input");
+}
+
+void add_filters(CLI::App& app, options& o, std::vector<std::string>& chromosomes) {
+    auto const add = [&app](std::string const& name, auto& value, std::string const& text,
+                            std::string const& type) {
+        return app.add_option(name, value, text)->type_name(type)->group("Filters");
+    };
+    add("--keep", o.keep, "Subjects to use (FID IID, or IID)", "FILE");
+    add("--remove", o.remove, "Subjects to leave out", "FILE");
+    add("--extract", o.extract, "SNPs to use", "FILE");
+    add("--exclude", o.exclude, "SNPs to leave out", "FILE");
+    add("--chr", chromosomes, "Chromosomes, as 1-4,22 [1-22]", "LIST")->delimiter(',');
+    double const last = std::numeric_limits<std::int32_t>::max();
+    add("--from-bp", o.from_bp, "First position, on one --chr", "BP")->check(whole_in(0, last));
+    add("--to-bp", o.to_bp, "Last position, on one --chr", "BP")->check(whole_in(0, last));
+    add("--maf", o.maf, "Lowest minor allele frequency of a SNP", "F")->check(number_in(0, 0.5));
+    add("--geno", o.geno, "Highest share of missing genotypes of a SNP", "F")
+        ->check(number_in(0, 1));
+    add("--mind", o.mind, "Highest share of missing genotypes of a subject", "F")
+        ->check(number_in(0, 1));
+}
+
+void add_windows(CLI::App& app, options& o) {
+    auto const add = [&app](std::string const& name, auto& value, std::string const& text,
+                            std::string const& type) {
+        return app.add_option(name, value, text)->type_name(type)->group("Windows");
+    };
+    add("--window", o.window_snps, "SNPs of a sliding window", "N")
+        ->check(whole_in(1, 20))
+        ->capture_default_str();
+    add("--step", o.step, "SNPs from one window to the next", "N")
+        ->check(whole_in(1, 1e9))
+        ->capture_default_str();
+    add("--window-kb", o.window_kb, "Longest sliding window in kb", "KB")
+        ->check(number_in(0, NO_LIMIT))
+        ->capture_default_str();
+    add("-R,--regions-file", o.regions_file,
+        "A window per region: CHR FROM TO [NAME], or BED where the name says so", "FILE");
+    add("--gene-list", o.gene_list, "A window per gene: CHR FROM TO NAME", "FILE");
+    add("--genes", o.genes, "Genes of --gene-list [all]", "NAMES")->delimiter(',');
+    add("--gene-border-kb", o.gene_border_kb, "Added on both sides of a gene", "KB")
+        ->check(number_in(0, 1e6))
+        ->capture_default_str();
+    add("--hap-list", o.hap_list, "A window per line: NAME SNP SNP ..., or a .blocks file", "FILE");
+    add("--max-snps", o.max_snps, "Most SNPs of a window that is computed", "N")
+        ->check(whole_in(1, 20))
+        ->capture_default_str();
+}
+
+void add_test(CLI::App& app, options& o) {
+    auto const add = [&app](std::string const& name, double& value, std::string const& text,
+                            std::string const& type, double most) {
+        app.add_option(name, value, text)
+            ->type_name(type)
+            ->check(number_in(0, most))
+            ->capture_default_str()
+            ->group("Test");
+    };
+    add("--window-mind", o.test.window_mind,
+        "Highest share of a window's SNPs that a subject may miss", "F", 1);
+    add("--min-hap-freq", o.test.min_hap_freq, "Lowest frequency of a tested haplotype", "F", 1);
+    add("--min-hap-copies", o.test.min_hap_copies,
+        "Fewest copies of a tested haplotype in the smaller group", "N", NO_LIMIT);
+}
+
+void add_output(CLI::App& app, options& o) {
+    app.add_option("--out", o.out, "Prefix of the output")
+        ->type_name("PREFIX")
+        ->capture_default_str()
+        ->group("Output");
+    app.add_option("--pfilter", o.pfilter, "Haplotypes of windows with at most this P are written")
+        ->type_name("P")
+        ->check(number_in(0, 1))
+        ->capture_default_str()
+        ->group("Output");
+    app.add_option("--threads", o.n_threads, "Threads, by default all cores")
+        ->type_name("N")
+        ->check(whole_in(1, 1024))
+        ->capture_default_str()
+        ->group("Output");
+    app.add_flag("--dry-run", o.is_dry_run, "Print subjects, windows and memory, compute nothing")
+        ->group("Output");
+    app.add_flag("--quiet", o.is_quiet, "Print errors alone")->group("Output");
+}
+
+// Fewest letters to insert, delete or exchange to get from one text to the other.
+std::size_t edit_distance(std::string const& a, std::string const& b) {
+    std::vector<std::size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 1; i <= a.size(); ++i) {
+        std::size_t diagonal = row[0]++;
+        for (std::size_t j = 1; j <= b.size(); ++j) {
+            std::size_t const exchanged = diagonal + (a[i - 1] != b[j - 1]);
+            diagonal = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, exchanged});
+        }
+    }
+    return row[b.size()];
+}
+
+[[noreturn]] void refuse(std::string const& what) {
+    throw failure(command_line, what + "\nquilmar-scan --help lists the options.");
+}
+
+// The argument that no option has taken.
+[[noreturn]] void refuse_argument(CLI::App const& app, std::string const& argument) {
+    if (argument.empty() || argument[0] != '-') refuse("'" + argument + "' belongs to no option.");
+    std::string const given = argument.substr(0, argument.find('='));
+    std::string nearest;
+    for (CLI::Option const* option : app.get_options()) {
+        std::string const name = "--" + option->get_lnames()[0];
+        if (nearest.empty() || edit_distance(given, name) < edit_distance(given, nearest))
+            nearest = name;
+    }
+    refuse(given + " is no option. The nearest one is " + nearest + ".");
+}
+
+bool is_given(CLI::App const& app, char const* name) {
+    return app.count(name) != 0;
+}
+
+void require(CLI::App const& app, char const* option, char const* other) {
+    if (is_given(app, option) && !is_given(app, other))
+        refuse(std::string(option) + " needs " + other + ".");
+}
+
+// The three files, by their prefix or one by one.
+void set_files(options& o) {
+    for (auto const& [file, suffix] :
+         {std::pair(&o.bed, ".bed"), {&o.bim, ".bim"}, {&o.fam, ".fam"}})
+        if (file->empty()) {
+            if (o.bfile.empty()) refuse("No genotypes: give --bfile, or --bed, --bim and --fam.");
+            *file = o.bfile + suffix;
+        }
+}
+
+void check_windows(CLI::App const& app, options const& o) {
+    std::string chosen;
+    for (char const* source : {"--regions-file", "--gene-list", "--hap-list"}) {
+        if (!is_given(app, source)) continue;
+        if (!chosen.empty()) refuse(chosen + " and " + source + " exclude each other.");
+        chosen = source;
+    }
+    for (char const* sliding : {"--window", "--step", "--window-kb"})
+        if (!chosen.empty() && is_given(app, sliding))
+            refuse(chosen + " and " + sliding + " exclude each other.");
+    require(app, "--genes", "--gene-list");
+    require(app, "--gene-border-kb", "--gene-list");
+    if (chosen.empty() && o.window_snps > o.max_snps)
+        refuse("--window " + std::to_string(o.window_snps) + " is above --max-snps " +
+               std::to_string(o.max_snps) + ": give --max-snps " + std::to_string(o.window_snps) +
+               " as well.");
+}
+
+void check_together(CLI::App const& app, options const& o) {
+    require(app, "--pheno-name", "--pheno");
+    require(app, "--covar-name", "--covar");
+    if (o.covar.empty() && !o.allow_no_covars)
+        refuse("No covariates: give --covar, or --allow-no-covars if the test shall be without.");
+    if (!o.covar.empty() && o.allow_no_covars)
+        refuse("--covar and --allow-no-covars exclude each other.");
+    check_windows(app, o);
+    if (o.out.empty() || o.out.back() == '/') refuse("--out names a folder: add a prefix to it.");
+}
+
+// The chromosomes of texts like "1", "4-7" and "chr22"; all for no text.
+std::bitset<23> chromosomes_of(std::vector<std::string> const& texts) {
+    std::bitset<23> chosen;
+    for (std::string const& text : texts) {
+        std::size_t const dash = text.find('-');
+        unsigned const first = parse_autosome(text.substr(0, dash)),
+                       last = dash == text.npos ? first : parse_autosome(text.substr(dash + 1));
+        if (first == 0 || last < first)
+            refuse("--chr: '" + text + "' is no chromosome from 1 to 22 and no range of them.");
+        for (unsigned c = first; c <= last; ++c)
+            chosen.set(c);
+    }
+    return texts.empty() ? chosen.set().reset(0) : chosen;
+}
+
+void check_positions(options const& o) {
+    if ((o.from_bp || o.to_bp) && o.chromosomes.count() != 1)
+        refuse("--from-bp and --to-bp need --chr with one chromosome.");
+    if (o.from_bp && o.to_bp && *o.from_bp > *o.to_bp) refuse("--from-bp is above --to-bp.");
+}
+
+std::vector<std::string> options_in_effect(CLI::App const& app) {
+    std::vector<std::string> lines;
+    for (CLI::Option const* option : app.get_options()) {
+        std::string const name = "--" + option->get_lnames()[0];
+        std::string value = option->get_default_str();
+        if (option->count() != 0) {
+            value.clear();
+            for (std::string const& part : option->reduced_results())
+                value += (value.empty() ? "" : ",") + part;
+        }
+        bool const is_flag = option->get_expected_max() == 0;
+        if (!value.empty()) lines.push_back(is_flag ? name : name + " " + value);
+    }
+    return lines;
+}
+
+void print(std::string const& text) {
+    std::cout << text << std::flush;
+    if (!std::cout) throw failure(write_failed, "The standard output cannot be written.");
+}
+
+// False after help or version, which it prints.
+bool parse(CLI::App& app, int argc, char const* const* argv) {
+    try {
+        app.parse(argc, argv);
+    } catch (CLI::CallForHelp const&) {
+        print(app.help());
+        return false;
+    } catch (CLI::CallForVersion const&) {
+        print(app.version() + "\n");
+        return false;
+    } catch (CLI::ParseError const& error) {
+        refuse(error.what());
+    }
+    std::vector<std::string> const left = app.remaining();
+    if (!left.empty()) refuse_argument(app, left[0]);
+    return true;
+}
+
+} // namespace
+
+std::optional<options> read_command_line(int argc, char const* const* argv) {
+    options o;
+    o.n_threads = std::max(1u, std::thread::hardware_concurrency());
+    std::vector<std::string> chromosomes;
+    CLI::App app(
+        "Score tests of the haplotypes of windows of SNPs in cases and controls, adjusted for "
+        "covariates.",
+        "quilmar-scan");
+    app.allow_extras();
+    app.set_version_flag("--version", "quilmar-scan " QUILMAR_VERSION, "Print the version");
+    app.set_help_flag("-h,--help", "Print this help");
+    app.footer("Example: quilmar-scan --bfile study --covar covar.txt --covar-name age,sex,PC1-PC4 "
+               "--out t2d");
+    add_input(app, o);
+    add_filters(app, o, chromosomes);
+    add_windows(app, o);
+    add_test(app, o);
+    add_output(app, o);
+    if (!parse(app, argc, argv)) return std::nullopt;
+
+    o.chromosomes = chromosomes_of(chromosomes);
+    set_files(o);
+    check_together(app, o);
+    check_positions(o);
+    o.in_effect = options_in_effect(app);
+    return o;
+}
+
+} // namespace scan

@@ -1,0 +1,55 @@
+// What the command line asks for.
+#ifndef QUILMAR_SCAN_OPTIONS_H
+#define QUILMAR_SCAN_OPTIONS_H
+
+#include "scan/window.h"
+
+#include <bitset>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace scan {
+
+struct options {
+    // Input; empty where it is not given.
+    std::string bfile, bed, bim, fam;
+    std::string pheno, pheno_name;
+    bool is_01 = false;
+    std::string covar;
+    std::vector<std::string> covar_names;
+    bool allow_no_covars = false;
+
+    // Filters.
+    std::string keep, remove, extract, exclude;
+    std::bitset<23> chromosomes; // by their number
+    std::optional<std::int32_t> from_bp, to_bp;
+    std::optional<double> maf, geno, mind;
+
+    // Windows.
+    std::uint32_t window_snps = 5, step = 1;
+    double window_kb = 500;
+    std::string regions_file, gene_list, hap_list;
+    std::vector<std::string> genes;
+    double gene_border_kb = 0;
+    std::uint32_t max_snps = 12;
+
+    window_settings test;
+
+    std::string out = "quilmar-scan";
+    double pfilter = 1;
+    unsigned n_threads = 1;
+    bool is_dry_run = false, is_quiet = false;
+
+    // Every option in effect with its value, a line each.
+    std::vector<std::string> in_effect;
+};
+
+// Reads the command line. After --help or --version, whose text goes to the standard output, the
+// options are not there. Throws command_line.
+std::optional<options> read_command_line(int argc, char const* const* argv);
+
+} // namespace scan
+
+#endif

@@ -1,0 +1,37 @@
+// The rows of the two result tables: tab-separated, one header line, NA for missing values.
+#ifndef QUILMAR_SCAN_OUTPUT_TABLES_H
+#define QUILMAR_SCAN_OUTPUT_TABLES_H
+
+#include "scan/input/snp_table.h"
+#include "scan/window.h"
+#include "scan/windows/window_list.h"
+
+#include <string>
+#include <string_view>
+
+namespace scan {
+
+// Header lines.
+extern std::string_view const WINDOW_COLUMNS, HAPLOTYPE_COLUMNS;
+
+class table_rows {
+  public:
+    table_rows(snp_table const& snps, window_list const& list) : snps_(snps), list_(list) {}
+
+    // Appends the row of a window; under a code its numbers are NA.
+    void append_window(std::size_t w, window_row const& row, std::string& table) const;
+    // Appends a row for each tested haplotype.
+    void append_haplotypes(std::size_t w, window_row const& row, std::string& table) const;
+
+  private:
+    void append_place(std::size_t w, std::string& line) const;
+    std::string alleles(window const& w, std::uint32_t bits) const;
+    bool has_long_alleles(window const& w) const;
+
+    snp_table const& snps_;
+    window_list const& list_;
+};
+
+} // namespace scan
+
+#endif

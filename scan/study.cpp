@@ -1,0 +1,126 @@
+#include "scan/study.h"
+
+#include "scan/error.h"
+
+#include <algorithm>
+#include <string>
+
+namespace scan {
+
+namespace {
+
+std::string count(std::size_t n, std::string const& what) {
+    return std::to_string(n) + " " + what + (n == 1 ? "" : "s");
+}
+
+void note_if(run_log& log, std::size_t n, std::string const& what, std::string const& why) {
+    if (n > 0) log.note(count(n, what) + " left out: " + why + ".");
+}
+
+std::string joined(std::vector<std::string> const& names) {
+    std::string all;
+    for (std::string const& name : names)
+        all += (all.empty() ? "" : ", ") + name;
+    return all;
+}
+
+void warn_if_few(run_log& log, std::size_t n_missing, std::size_t n, std::string const& path) {
+    if (2 * n_missing > n)
+        log.warn(path + ": has only " + std::to_string(n - n_missing) + " of " +
+                 count(n, "subject") + ". Is it the right file?");
+}
+
+phenotype phenotype_of(options const& o, subject_table const& subjects) {
+    return o.pheno.empty() ? phenotype_of_fam(subjects, o.is_01)
+                           : read_phenotype(o.pheno, o.pheno_name, subjects, o.is_01);
+}
+
+} // namespace
+
+study::study(options const& o, run_log& log)
+    : subjects(o.fam), snps(o.bim), bed(o.bed, snps.n_rows(), subjects.size()) {
+    log.note(count(subjects.size(), "subject") + " in " + o.fam + ", " +
+             count(snps.n_rows(), "SNP") + " in " + o.bim + ".");
+    note_if(log, snps.n_other(), "SNP", "not on chromosomes 1 to 22");
+    note_if(log, snps.n_without_place(), "SNP", "negative position");
+    selection = select_snps(snps, o);
+    note_if(log, selection.by_place, "SNP", "--chr, --from-bp, --to-bp");
+    note_if(log, selection.by_list, "SNP", "--extract, --exclude");
+    std::vector<bool> const is_kept = keep_subjects(o, log);
+    choose_subjects(o, is_kept, log);
+    choose_snps(o, is_kept, log);
+    make_windows(o, log);
+}
+
+std::vector<bool> study::keep_subjects(options const& o, run_log& log) {
+    std::vector<bool> is_kept = kept_subjects(subjects, o);
+    auto const n_kept = [&] { return std::count(is_kept.begin(), is_kept.end(), true); };
+    note_if(log, subjects.size() - static_cast<std::size_t>(n_kept()), "subject",
+            "--keep, --remove");
+    if (o.mind) {
+        genotype_counter counter(bed, is_kept);
+        std::uint32_t const n = filter_by_missing(snps, selection.used, *o.mind, counter, is_kept);
+        note_if(log, n, "subject", "--mind");
+    }
+    if (n_kept() == 0) throw failure(nothing_to_do, "No subject is left by the filters.");
+    return is_kept;
+}
+
+void study::choose_subjects(options const& o, std::vector<bool> const& is_kept, run_log& log) {
+    phenotype const status = phenotype_of(o, subjects);
+    covariate_table covariates;
+    if (!o.covar.empty()) covariates = read_covariates(o.covar, o.covar_names, subjects);
+    used = select_subjects(is_kept, status, covariates);
+    std::size_t const n_kept = used.used.size() + used.without_phenotype + used.without_covariate;
+    if (!o.pheno.empty()) warn_if_few(log, used.not_in_pheno, n_kept, o.pheno);
+    if (!o.covar.empty()) warn_if_few(log, used.not_in_covar, n_kept, o.covar);
+    note_if(log, used.without_phenotype, "subject", "no phenotype");
+    note_if(log, used.without_covariate, "subject", "a covariate is missing");
+    log.note("Phenotype " + status.name + ": " + count(used.n_cases(), "case") + ", " +
+             count(used.used.size() - used.n_cases(), "control") + ".");
+
+    design = make_design(covariates.covariates, used.used);
+    for (std::string const& line : design.levels)
+        log.note("Categories of " + line + ".");
+    if (!design.constant.empty())
+        log.warn("Covariates dropped, because they are constant: " + joined(design.constant) + ".");
+    if (!design.collinear.empty())
+        log.warn("Covariates dropped, because others determine them: " + joined(design.collinear) +
+                 ".");
+    if (design.names.size() == 1 && !o.allow_no_covars)
+        throw failure(no_fit, o.covar + ": no covariate is left. Choose others by --covar-name, or "
+                                        "give --allow-no-covars instead of --covar.");
+}
+
+void study::choose_snps(options const& o, std::vector<bool> const& is_kept, run_log& log) {
+    genotype_counter counter(bed, is_kept);
+    filter_by_genotypes(snps, o, counter, selection);
+    note_if(log, selection.by_geno, "SNP", "--geno");
+    note_if(log, selection.by_maf, "SNP", "--maf");
+    if (selection.used.empty()) throw failure(nothing_to_do, "No SNP is left by the filters.");
+}
+
+void study::make_windows(options const& o, run_log& log) {
+    std::string const& regions = o.regions_file.empty() ? o.gene_list : o.regions_file;
+    if (!regions.empty()) {
+        region_list const list = o.regions_file.empty()
+                                     ? read_genes(o.gene_list, o.genes, o.gene_border_kb)
+                                     : read_regions(o.regions_file);
+        note_if(log, list.n_other, "region", "not on chromosomes 1 to 22");
+        windows = region_windows(snps, selection.used, list.regions);
+    } else if (!o.hap_list.empty())
+        windows = listed_windows(snps, selection.used, read_snp_lists(o.hap_list));
+    else
+        windows = sliding_windows(snps, selection.used, o.window_snps, o.step, o.window_kb);
+    if (windows.n_unused_snps > 0)
+        log.warn(count(windows.n_unused_snps, "SNP") + " of " + o.hap_list +
+                 " left out by the filters: their windows are shorter.");
+    if (windows.windows.empty())
+        throw failure(nothing_to_do,
+                      "There is no window: no chromosome has enough SNPs, or the list "
+                      "of regions is empty.");
+    log.note(count(windows.windows.size(), "window") + " of " +
+             count(selection.used.size(), "SNP") + ".");
+}
+
+} // namespace scan
