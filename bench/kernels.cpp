@@ -8,10 +8,10 @@
 #include "ggi/case_control_ggi_hwq.h"
 #include "ggi/case_control_ggi_hwqx.h"
 #include "ggi/console/common/console_io.h"
-#include "ggi/em.h"
+#include "ggi/engine/em.h"
 #include "ggi/hwq_frequency.h"
 #include "numeric/subsets.h"
-#include "tests/support.h"
+#include "tests/study.h"
 
 #include <algorithm>
 #include <benchmark/benchmark.h>
@@ -61,18 +61,18 @@ void e_step(benchmark::State& state) {
     bench_case const c = case_of(static_cast<unsigned>(state.range(0)),
                                  static_cast<double>(state.range(1)) / 100, 0, false);
     sample s(data_of(c, 0), variables_of(c));
-    garray const& distinct = *s.ccg.distinct;
+    std::vector<weighted_genotype> const distinct = s.ccg.distinct->weighted(COMBINED);
     std::vector<double> const p(std::size_t{1} << c.snps, 0x1p-12);
     std::vector<double> ratios(p.size());
     genotype_sides sides;
     std::int64_t visits = 0;
-    for (unsigned i = 0; i < distinct.count; ++i) {
-        genotype const& g = *distinct.genotypes[i];
-        visits += (std::int64_t{1} << (g.count_ones() + g.count_missing())) / 2;
+    for (weighted_genotype const& g : distinct) {
+        unsigned const open = g.masks.heterozygous | g.masks.missing;
+        visits += (std::int64_t{1} << count_bits(open)) / 2;
     }
     for (auto _ : state)
-        for (unsigned i = 0; i < distinct.count; ++i) {
-            sides.sum(*distinct.genotypes[i], p.data());
+        for (weighted_genotype const& g : distinct) {
+            sides.sum(g.masks, p.data());
             sides.add_counts(1 / sides.S, 0, ratios.data());
         }
     state.SetItemsProcessed(state.iterations() * visits);
@@ -137,17 +137,17 @@ void em_iterations(benchmark::State& state) {
 }
 BENCHMARK(em_iterations)->ArgName("before")->Arg(0)->Arg(100)->Arg(1000)->Arg(10000);
 
-// The operations of a model at the starting values, and work arrays that are large enough for all.
-struct model_state : study {
-    std::vector<double> W, a, b, g, H;
+// The operations of a model at the starting values.
+template <typename model> struct model_state : study {
+    likelihood_work<model> work;
+    std::vector<double> g, H;
+    double L = 0;
 
-    explicit model_state(bench_case const& c, std::size_t n_weights)
-        : study(data_of(c, 0), variables_of(c)), W(n_weights), a(ccg.n_subjects + 2),
-          b(ccg.n_subjects + 2), g(ccg.n_parameters),
+    explicit model_state(bench_case const& c)
+        : study(data_of(c, 0), variables_of(c)), work(ccg), g(ccg.n_parameters),
           H(std::size_t{ccg.n_parameters} * ccg.n_parameters) {}
+    void evaluate() { work.evaluate(fit.estimates, L, g.data()); }
 };
-
-constexpr std::size_t WEIGHTS = std::size_t{1} << 20;
 
 bench_case model_case(benchmark::State const& state) {
     bench_case c = case_of(8, 0.02, static_cast<double>(state.range(0)) / 100, state.range(1) != 0);
@@ -157,17 +157,17 @@ bench_case model_case(benchmark::State const& state) {
 
 // Arguments: 100 rho, whether there are covariates, subjects.
 template <typename model> void evaluation(benchmark::State& state) {
-    model_state m(model_case(state), WEIGHTS);
+    model_state<model> m(model_case(state));
     for (auto _ : state) {
-        model::f(m.ccg, m.fit.estimates, m.W.data(), m.a.data(), m.b.data(), m.g.data());
-        benchmark::DoNotOptimize(model::llh(m.ccg, m.a.data(), m.b.data()));
+        m.evaluate();
+        benchmark::DoNotOptimize(m.L);
     }
 }
 template <typename model> void matrix(benchmark::State& state) {
-    model_state m(model_case(state), WEIGHTS);
-    model::f(m.ccg, m.fit.estimates, m.W.data(), m.a.data(), m.b.data(), m.g.data());
+    model_state<model> m(model_case(state));
+    m.evaluate();
     for (auto _ : state)
-        model::df(m.ccg, m.W.data(), m.a.data(), m.b.data(), m.H.data());
+        m.work.information(m.H.data());
 }
 BENCHMARK_TEMPLATE(evaluation, case_control_ggi_hwq)->Args({0, 0, SUBJECTS});
 BENCHMARK_TEMPLATE(matrix, case_control_ggi_hwq)->Args({0, 0, SUBJECTS});

@@ -3,6 +3,8 @@
 #ifndef QUILMAR_EXAMPLES_SIMULATION_H
 #define QUILMAR_EXAMPLES_SIMULATION_H
 
+#include "ggi/settings.h"
+
 #include <cstdint>
 #include <random>
 #include <string>
@@ -36,8 +38,6 @@ struct simulated_covariate {
     double prevalence; // of the value 1 among controls; 0 for a standard normal covariate
     double main_effect;
 };
-
-enum inheritance { ADDITIVE = 1, RECESSIVE, DOMINANT, CODOMINANT };
 
 struct simulation {
     std::vector<unsigned> gene_loci;

@@ -7,15 +7,17 @@
 #include "ggi/case_control_ggi_hwqx.h"
 #include "ggi/ccg_hwd.h"
 #include "ggi/ccg_hwq.h"
+#include "ggi/settings.h"
 #include "numeric/memory.h"
+#include "numeric/status_code.h"
 
 namespace {
 
 enum class likelihood { hwq, hwd, hwqx, hwdx };
 
 likelihood select(case_control_ggi_data const& data, unsigned hw) {
-    if (has_environment(data)) return hw == 0 ? likelihood::hwqx : likelihood::hwdx;
-    return hw == 0 ? likelihood::hwq : likelihood::hwd;
+    if (has_environment(data)) return hw == EQUILIBRIUM ? likelihood::hwqx : likelihood::hwdx;
+    return hw == EQUILIBRIUM ? likelihood::hwq : likelihood::hwd;
 }
 
 template <typename gmodel> void destroy(gmodel*& model) {
@@ -40,7 +42,7 @@ int case_control_ggi_set_model(case_control_ggi_data& data, unsigned hw, unsigne
     case likelihood::hwqx: return case_control_ggi_hwqx::set_model(data, mode);
     case likelihood::hwdx: return case_control_ggi_hwdx::set_model(data, mode);
     }
-    return 108;
+    return INVALID_MODEL;
 }
 
 void case_control_ggi_clear_model(case_control_ggi_data& data, unsigned hw) {
@@ -54,13 +56,13 @@ void case_control_ggi_clear_model(case_control_ggi_data& data, unsigned hw) {
 
 int case_control_ggi(case_control_ggi_data const& data, unsigned hw, unsigned iterations,
                      double tolerance, result& res) {
-    return hw == 0 ? ccg_hwq(data, iterations, tolerance, res)
-                   : ccg_hwd(data, iterations, tolerance, res);
+    return hw == EQUILIBRIUM ? ccg_hwq(data, iterations, tolerance, res)
+                             : ccg_hwd(data, iterations, tolerance, res);
 }
 
 void case_control_ggi_transform(case_control_ggi_data const& data, unsigned hw,
                                 double const* estimates, double* out) {
-    if (hw == 0)
+    if (hw == EQUILIBRIUM)
         case_control_ggi_hwq::transform(data, estimates, out);
     else
         case_control_ggi_hwd::transform(data, estimates, out);
@@ -74,5 +76,5 @@ int case_control_ggi_stderr(case_control_ggi_data const& data, unsigned hw, doub
     case likelihood::hwqx: return case_control_ggi_hwqx::std_err(data, estimates, out);
     case likelihood::hwdx: return case_control_ggi_hwdx::std_err(data, estimates, out);
     }
-    return 108;
+    return INVALID_MODEL;
 }

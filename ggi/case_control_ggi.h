@@ -1,7 +1,9 @@
 // The four likelihood models behind one set of calls: equilibrium (hw = 0) or disequilibrium,
-// without or with environment terms (either environment count of the record non-zero). The
-// genetic-model objects are process-wide, one per likelihood model, so that only one analysis of a
-// model can be set up at a time.
+// without or with environment terms (either environment count of the record non-zero).
+//
+// Analyses may run in several threads at once, each with a record of its own. The genetic-model
+// objects are one per likelihood model and thread, so that a thread has one analysis of a model set
+// up at a time, and does all between set_model and clear_model itself. Nothing is per process.
 #ifndef QUILMAR_GGI_CASE_CONTROL_GGI_H
 #define QUILMAR_GGI_CASE_CONTROL_GGI_H
 
@@ -9,7 +11,8 @@
 #include "ggi/structures.h"
 
 // Makes the genetic-model object for mode 1 additive, 2 recessive, 3 dominant or 4 codominant and
-// sets the number of parameters. Returns 1, or 108 for another mode.
+// sets the number of parameters. Returns SUCCESS, or INVALID_MODEL for another
+// mode.
 int case_control_ggi_set_model(case_control_ggi_data& data, unsigned hw, unsigned mode);
 
 // Destroys the genetic-model object of the selected likelihood model; to be called while the record
@@ -24,7 +27,8 @@ int case_control_ggi(case_control_ggi_data const& data, unsigned hw, unsigned it
 void case_control_ggi_transform(case_control_ggi_data const& data, unsigned hw,
                                 double const* estimates, double* out);
 
-// Their p + 1 standard errors. Returns 1, or the status of a failed matrix inversion.
+// Their p + 1 standard errors. Returns SUCCESS, or the status of a failed matrix
+// inversion.
 int case_control_ggi_stderr(case_control_ggi_data const& data, unsigned hw, double const* estimates,
                             double* out);
 

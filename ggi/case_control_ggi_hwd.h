@@ -8,11 +8,13 @@
 #define QUILMAR_GGI_CASE_CONTROL_GGI_HWD_H
 
 #include "ggi/case_control_ggi_data.h"
-#include "ggi/design.h"
+#include "ggi/engine/design.h"
+#include "ggi/likelihood_work.h"
 
 // Shapes: x, g and v hold p values; W two blocks of K(K+3)/2 weights, first the controls', then the
 // cases', each a packed lower triangle of pair weights and K homozygote terms; a the two sums of
-// weights; b one term per subject; matrices are p x p, of which the lower triangle and the diagonal
+// weights; b one term per subject, or in a record from counts the terms of case_control_ggi_hwq;
+// matrices are p x p, of which the lower triangle and the diagonal
 // are filled. All are the caller's.
 class case_control_ggi_hwd {
   public:
@@ -28,41 +30,33 @@ class case_control_ggi_hwd {
         virtual ~gmodel() = default;
 
         // v += w d for the design vector of the pair (i, j), or of the homozygote term of i, which
-        // counts one copy of haplotype i.
-        void cw(case_control_ggi_data const& data, double w, bool homozygote, unsigned i,
-                unsigned j, double* v);
+        // counts one copy of haplotype i; no reader here, where sums take the design itself.
+        virtual void cw(case_control_ggi_data const& data, double w, bool homozygote, unsigned i,
+                        unsigned j, double* v);
         // The same, unless v is null, and M += w d d'.
-        void cwj(case_control_ggi_data const& data, double w, bool homozygote, unsigned i,
-                 unsigned j, double* v, double* M);
-        // Case weights w1 of all pairs, homozygote terms h1 and their sum a1. Returns 1, or 114 or
-        // 115 when the sum is not a number or infinite.
+        virtual void cwj(case_control_ggi_data const& data, double w, bool homozygote, unsigned i,
+                         unsigned j, double* v, double* M);
+        // Case weights w1 of all pairs, homozygote terms h1 and their sum a1. Returns SUCCESS, or
+        // NOT_A_NUMBER or NOT_FINITE for a sum that is not finite.
         virtual int etw(case_control_ggi_data const& data, double const* x, double* w1, double* h1,
                         double& a1);
 
-      protected:
-        // Lists the design vector in the scratch vector.
-        design_vector const& list(case_control_ggi_data const& data, bool homozygote, unsigned i,
-                                  unsigned j);
-        // Adds the codes of the pair for the n terms of a table to d, the first at index `first`.
-        virtual void code(case_control_ggi_data const& data, unsigned const* const* rows,
-                          unsigned n, unsigned first, unsigned i, unsigned j,
-                          design_vector& d) const;
-
-      private:
-        design_vector d;
+        // The mode of inheritance as the engines take it; a subclass is the codominant one.
+        coding code() const { return {two_copies, one_copy, mode == 0}; }
     };
 
-    // The genetic model of the current analysis; made by set_model.
-    static gmodel* model;
+    // The genetic model of the current analysis, one per thread; made by set_model.
+    static thread_local gmodel* model;
 
     // As in case_control_ggi_hwq.
     static int set_model(case_control_ggi_data& data, unsigned mode);
+    static work_lengths lengths(case_control_ggi_data const& data);
 
     // Disequilibrium parameter of the parameters x.
     static double rho(case_control_ggi_data const& data, double const* x);
 
-    // Fills W, a, b and the score g for the parameters x. Returns 1, or 114 (not a number) or 115
-    // (infinite) at the first exponential or sum of weights that is not finite; what follows it is
+    // Fills W, a, b and the score g for the parameters x. Returns SUCCESS, or NOT_A_NUMBER or
+    // NOT_FINITE at the first exponential or sum of weights that is not finite; what follows it is
     // not filled.
     static int f(case_control_ggi_data const& data, double const* x, double* W, double* a,
                  double* b, double* g);
@@ -81,11 +75,8 @@ class case_control_ggi_hwd {
 
     // p + 1 reported quantities: the K haplotype frequencies, rho, then the effects.
     static void transform(case_control_ggi_data const& data, double const* x, double* out);
-    // Its (p + 1) x p Jacobian J: df_k / dx_l = f_k ([k = l] - f_l), drho / dx_l = -rho (1 - rho)
-    // f_l, and 1 for the effects.
-    static void jacobian(case_control_ggi_data const& data, double const* x, double* J);
-    // Their p + 1 standard errors. Returns 1, or the status of the matrix inversion, with zeros in
-    // out.
+    // Their p + 1 standard errors. Returns SUCCESS, or the status of the matrix inversion, with
+    // zeros in out.
     static int std_err(case_control_ggi_data const& data, double const* x, double* out);
 };
 
@@ -94,10 +85,6 @@ class case_control_ggi_hwd {
 class codominant_case_control_ggi_hwd : public case_control_ggi_hwd::gmodel {
   public:
     codominant_case_control_ggi_hwd() : gmodel(0, 0, 0) {}
-
-  protected:
-    void code(case_control_ggi_data const& data, unsigned const* const* rows, unsigned n,
-              unsigned first, unsigned i, unsigned j, design_vector& d) const override;
 };
 
 #endif

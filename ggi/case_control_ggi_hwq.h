@@ -8,7 +8,8 @@
 #define QUILMAR_GGI_CASE_CONTROL_GGI_HWQ_H
 
 #include "ggi/case_control_ggi_data.h"
-#include "ggi/design.h"
+#include "ggi/engine/design.h"
+#include "ggi/likelihood_work.h"
 
 // Shapes: x, g and v hold p values; W two packed lower triangles of K(K+1)/2 pair weights, first
 // the controls', then the cases'; a the two sums of weights; b 2G genotype terms, first the
@@ -27,33 +28,29 @@ class case_control_ggi_hwq {
             : mode(mode_code), two_copies(two), one_copy(one) {}
         virtual ~gmodel() = default;
 
-        // v += w d(i, j) and M += w d(i, j) d(i, j)' for the design vector d of the pair.
-        void cw(case_control_ggi_data const& data, double w, unsigned i, unsigned j, double* v);
-        void cj(case_control_ggi_data const& data, double w, unsigned i, unsigned j, double* M);
+        // v += w d(i, j) and M += w d(i, j) d(i, j)' for the design vector d of the pair; no reader
+        // here, where sums take the design itself.
+        virtual void cw(case_control_ggi_data const& data, double w, unsigned i, unsigned j,
+                        double* v);
+        virtual void cj(case_control_ggi_data const& data, double w, unsigned i, unsigned j,
+                        double* M);
         // Case weights w1 of all pairs and their sum a1.
         virtual void etw(case_control_ggi_data const& data, double const* x, double* w1,
                          double& a1);
 
-      protected:
-        // Lists d(i, j) in the scratch vector.
-        design_vector const& list(case_control_ggi_data const& data, unsigned i, unsigned j);
-        // Adds the codes of the pair for the n terms of a table to d, the first at index `first`.
-        virtual void code(case_control_ggi_data const& data, unsigned const* const* rows,
-                          unsigned n, unsigned first, unsigned i, unsigned j,
-                          design_vector& d) const;
-
-      private:
-        design_vector d;
+        // The mode of inheritance as the engines take it; a subclass is the codominant one.
+        coding code() const { return {two_copies, one_copy, mode == 0}; }
     };
 
-    // The genetic model of the current analysis; made by set_model.
-    static gmodel* model;
+    // The genetic model of the current analysis, one per thread; made by set_model.
+    static thread_local gmodel* model;
 
     // Makes the model for mode 1 additive, 2 recessive, 3 dominant or 4 codominant and sets the
-    // number of parameters. Returns 1, or 108 for another mode, with nothing changed.
+    // number of parameters. Returns SUCCESS, or INVALID_MODEL for another mode, with nothing changed.
     static int set_model(case_control_ggi_data& data, unsigned mode);
+    static work_lengths lengths(case_control_ggi_data const& data);
 
-    // Fills W, a, b and the score g for the parameters x; returns 1.
+    // Fills W, a, b and the score g for the parameters x; returns SUCCESS.
     static int f(case_control_ggi_data const& data, double const* x, double* W, double* a,
                  double* b, double* g);
     // Control weights and their sum.
@@ -63,7 +60,7 @@ class case_control_ggi_hwq {
     // Log-likelihood from a and b.
     static double llh(case_control_ggi_data const& data, double const* a, double const* b);
     // Log-likelihood of all subjects' genotypes, without regard to status, under the haplotype
-    // frequencies (indexed by code). Subjects whose list is empty add nothing.
+    // frequencies (indexed by code). Subjects whose list is empty add nothing. No reader here.
     static double llh0(case_control_ggi_data const& data, double const* frequencies);
 
     // Information matrix H = S - T, the negative second derivatives of llh.
@@ -76,10 +73,8 @@ class case_control_ggi_hwq {
 
     // p + 1 reported quantities: the K haplotype frequencies, the reference last, then the effects.
     static void transform(case_control_ggi_data const& data, double const* x, double* out);
-    // Its (p + 1) x p Jacobian J: df_k / dx_l = f_k ([k = l] - f_l), and 1 for the effects.
-    static void jacobian(case_control_ggi_data const& data, double const* x, double* J);
-    // Their p + 1 standard errors. Returns 1, or the status of the matrix inversion, with zeros in
-    // out.
+    // Their p + 1 standard errors. Returns SUCCESS, or the status of the matrix inversion, with
+    // zeros in out.
     static int std_err(case_control_ggi_data const& data, double const* x, double* out);
 };
 
@@ -88,10 +83,6 @@ class case_control_ggi_hwq {
 class codominant_case_control_ggi_hwq : public case_control_ggi_hwq::gmodel {
   public:
     codominant_case_control_ggi_hwq() : gmodel(0, 0, 0) {}
-
-  protected:
-    void code(case_control_ggi_data const& data, unsigned const* const* rows, unsigned n,
-              unsigned first, unsigned i, unsigned j, design_vector& d) const override;
 };
 
 #endif

@@ -1,60 +1,54 @@
-// The equilibrium environment model: pair weights of case_control_ggi_hwq, subjects of
-// environment_likelihood.
+// The equilibrium environment model (docs/methods.md, section 12): pair weights of
+// case_control_ggi_hwq, subjects of environment_likelihood.
 #include "ggi/case_control_ggi_hwqx.h"
 
-#include "ggi/environment_likelihood.h"
-#include "ggi/hwq_designs.h"
-#include "ggi/standard_errors.h"
+#include "numeric/nutil.h"
 
-case_control_ggi_hwqx::gmodel* case_control_ggi_hwqx::model = nullptr;
+#include <algorithm>
+
+thread_local case_control_ggi_hwqx::gmodel* case_control_ggi_hwqx::model = nullptr;
 
 namespace {
 
 using record = case_control_ggi_data;
-using sums = environment_likelihood<hwq_designs<case_control_ggi_hwqx>>;
+
+environment_model view(record const& data) {
+    case_control_ggi_hwqx::gmodel const& m = *case_control_ggi_hwqx::model;
+    return environment_model_of(data, EQUILIBRIUM, m.code(), m.covariates, m.layout);
+}
 
 } // namespace
 
-void case_control_ggi_hwqx::gmodel::init(record const& data, unsigned per_term) {
-    covariates.init(data, per_term, [&](unsigned i, unsigned j, design_vector& codes) {
-        code(data, data.interactions, data.n_interactions, 0, i, j, codes);
-    });
-    layout.init(data, covariates, sums::plain::terms(data.n_haplotypes));
+void case_control_ggi_hwqx::gmodel::init(record const& data) {
+    pair_sample const sample = sample_of(data);
+    exposures const subjects = exposures_of(data, code());
+    covariates.init(subjects, data.n_haplotypes, sample);
+    layout.init(subjects, covariates, sample.genotypes.size(), triangle(data.n_haplotypes),
+                data.n_parameters - covariates.n_parameters());
 }
 
 void case_control_ggi_hwqx::gmodel::etw(record const& data, double const* x, double* w1,
                                         double& a1) {
     double const* const gamma = x + data.n_parameters - covariates.n_codes;
-    std::vector<double> const offset = covariates.mean_interactions(gamma);
-    unsigned const* of_pair = covariates.of_pair.data();
-    a1 = 0;
-    for (unsigned i = 0; i < data.n_haplotypes; ++i)
-        for (unsigned j = 0; j <= i; ++j, ++w1) {
-            double const exponent = list(data, i, j).times(x) + offset[*of_pair++];
-            *w1 = (i == j ? 1 : 2) * std::exp(exponent);
-            a1 += *w1;
-        }
-}
-
-void codominant_case_control_ggi_hwqx::code(record const& data, unsigned const* const* rows,
-                                            unsigned n, unsigned first, unsigned i, unsigned j,
-                                            design_vector& out) const {
-    add_codominant_codes(data, rows, n, first, i, j, out);
+    retrospective::weigh_cases(design_of(data, EQUILIBRIUM, code()), x,
+                               covariates.mean_interactions(gamma).data(), w1, nullptr, a1);
 }
 
 int case_control_ggi_hwqx::set_model(record& data, unsigned mode) {
     switch (mode) {
-    case 1: model = new additive_case_control_ggi_hwqx; break;
-    case 2: model = new recessive_case_control_ggi_hwqx; break;
-    case 3: model = new dominant_case_control_ggi_hwqx; break;
-    case 4: model = new codominant_case_control_ggi_hwqx; break;
-    default: return 108;
+    case ADDITIVE: model = new additive_case_control_ggi_hwqx; break;
+    case RECESSIVE: model = new recessive_case_control_ggi_hwqx; break;
+    case DOMINANT: model = new dominant_case_control_ggi_hwqx; break;
+    case CODOMINANT: model = new codominant_case_control_ggi_hwqx; break;
+    default: return INVALID_MODEL;
     }
-    unsigned const per_term = mode == 4 ? 2 : 1;
-    data.n_parameters =
-        data.n_haplotypes + data.n_environment + per_term * (data.n_effects + data.n_interactions);
-    model->init(data, per_term);
-    return 1;
+    data.n_parameters = layout_of(data, EQUILIBRIUM, model->code().per_term()).count();
+    model->init(data);
+    return SUCCESS;
+}
+
+work_lengths case_control_ggi_hwqx::lengths(record const& data) {
+    return {model->layout.size, data.n_subjects, data.n_subjects};
 }
 
 int case_control_ggi_hwqx::f(record const& data, double const* x, double* W, double* a, double* b,
@@ -63,20 +57,38 @@ int case_control_ggi_hwqx::f(record const& data, double const* x, double* W, dou
     double a0, a1;
     case_control_ggi_hwq::etw(data, x, W + layout.control, a0);
     model->etw(data, x, W + layout.cases, a1);
-    return sums::evaluate(data, model->covariates, layout, a0, x, W, a, b, g);
+    int const status = view(data).evaluate(a0, x, W, a, b, g);
+    // The sums are not complete, and what is made of them must show it.
+    if (status != SUCCESS) {
+        std::fill(g, g + data.n_parameters, QNAN);
+        std::fill(W + layout.a0, W + layout.size, QNAN);
+    }
+    return status;
 }
 
 double case_control_ggi_hwqx::llh(record const& data, double const* a, double const* b) {
-    return subjects_llh(data, a, b);
+    return subjects_llh(data.n_subjects, a, b);
 }
 
-void case_control_ggi_hwqx::df(record const& data, double const* W, double const*, double const*,
+void case_control_ggi_hwqx::s(record const& data, double const* W, double const*, double* H) {
+    view(data).add_s(W, H);
+}
+
+void case_control_ggi_hwqx::t(record const& data, double const* W, double* H) {
+    view(data).subtract_t(W, H);
+}
+
+void case_control_ggi_hwqx::df(record const& data, double const* W, double const* a, double const*,
                                double* H) {
-    sums::information(data, model->covariates, model->layout, W, H);
+    std::fill(H, H + static_cast<std::size_t>(data.n_parameters) * data.n_parameters, 0.0);
+    s(data, W, a, H);
+    t(data, W, H);
+}
+
+void case_control_ggi_hwqx::transform(record const& data, double const* x, double* out) {
+    case_control_ggi_hwq::transform(data, x, out);
 }
 
 int case_control_ggi_hwqx::std_err(record const& data, double const* x, double* out) {
-    return model_standard_errors<case_control_ggi_hwqx>(data, x, case_control_ggi_hwq::jacobian,
-                                                        n_weights(), data.n_subjects,
-                                                        data.n_subjects, false, out);
+    return likelihood_standard_errors<case_control_ggi_hwqx>(data, EQUILIBRIUM, x, false, out);
 }

@@ -5,7 +5,7 @@
 #define QUILMAR_GGI_CASE_CONTROL_GGI_HWQX_H
 
 #include "ggi/case_control_ggi_hwq.h"
-#include "ggi/environment_sums.h"
+#include "ggi/engine/environment_sums.h"
 
 // Parameters: the K - 1 haplotypes and the effects of the plain model, kappa, the environment
 // terms, the interactions.
@@ -22,25 +22,28 @@ class case_control_ggi_hwqx {
         environment covariates;
         environment_layout layout;
 
-        // Builds covariates and layout; per_term is the number of parameters of an interaction.
-        void init(case_control_ggi_data const& data, unsigned per_term);
+        // Builds covariates and layout for the terms and haplotypes of the record.
+        void init(case_control_ggi_data const& data);
     };
 
-    // The genetic model of the current analysis; made by set_model.
-    static gmodel* model;
+    // The genetic model of the current analysis, one per thread; made by set_model.
+    static thread_local gmodel* model;
 
     // As in case_control_ggi_hwq.
     static int set_model(case_control_ggi_data& data, unsigned mode);
-    // Number of values of W.
-    static std::size_t n_weights() { return model->layout.size; }
+    static work_lengths lengths(case_control_ggi_data const& data);
 
-    // As in case_control_ggi_hwq; f returns 114 or 115 at a sum of weights that is not a number or
-    // infinite.
+    // As in case_control_ggi_hwq. f returns NOT_A_NUMBER or NOT_FINITE at a sum of weights that is
+    // not finite, with a score that is not a number.
     static int f(case_control_ggi_data const& data, double const* x, double* W, double* a,
                  double* b, double* g);
     static double llh(case_control_ggi_data const& data, double const* a, double const* b);
     static void df(case_control_ggi_data const& data, double const* W, double const* a,
                    double const* b, double* H);
+    static void s(case_control_ggi_data const& data, double const* W, double const* a, double* H);
+    static void t(case_control_ggi_data const& data, double const* W, double* H);
+    // That of the plain model, which reports the same quantities.
+    static void transform(case_control_ggi_data const& data, double const* x, double* out);
     // The information matrix is inverted by LU factorisation alone.
     static int std_err(case_control_ggi_data const& data, double const* x, double* out);
 };
@@ -63,10 +66,6 @@ class dominant_case_control_ggi_hwqx : public case_control_ggi_hwqx::gmodel {
 class codominant_case_control_ggi_hwqx : public case_control_ggi_hwqx::gmodel {
   public:
     codominant_case_control_ggi_hwqx() : gmodel(0, 0, 0) {}
-
-  protected:
-    void code(case_control_ggi_data const& data, unsigned const* const* rows, unsigned n,
-              unsigned first, unsigned i, unsigned j, design_vector& d) const override;
 };
 
 #endif

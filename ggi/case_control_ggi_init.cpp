@@ -1,8 +1,11 @@
 // Selection of the modelled haplotypes, listing of their pairs, starting values.
 #include "ggi/case_control_ggi_init.h"
 
+#include "ggi/engine_input.h"
+#include "ggi/settings.h"
 #include "numeric/memory.h"
 #include "numeric/nutil.h"
+#include "numeric/status_code.h"
 
 #include <algorithm>
 #include <cmath>
@@ -28,7 +31,7 @@ std::vector<unsigned> select_haplotypes(unsigned hw, double threshold, double co
         }
         selected.push_back(static_cast<unsigned>(code));
     }
-    if (hw == 0 && !selected.empty()) {
+    if (hw == EQUILIBRIUM && !selected.empty()) {
         unsigned const code = selected[reference];
         selected.erase(selected.begin() + static_cast<std::ptrdiff_t>(reference));
         selected.push_back(code);
@@ -57,7 +60,8 @@ void prune_genotypes(case_control_ggi_data& data, std::size_t candidates) {
         position[data.haplotypes[i]] = i;
     std::set<unsigned> const modelled(data.haplotypes, data.haplotypes + data.n_haplotypes);
     // Many lists of which none is large can use up the memory together: after so many bytes of
-    // pairs there must be room for as many more.
+    // pairs, the amount from which on require_memory asks the system, there must be room for as many
+    // more.
     constexpr double CHECKED = 0x1p26;
     double listed = 0;
     for (unsigned r = 0; r < data.distinct->count; ++r) {
@@ -79,8 +83,7 @@ void prune_genotypes(case_control_ggi_data& data, std::size_t candidates) {
     data.distinct->share(data.genotypes);
 }
 
-// Counts the subjects whose genotype has not lost its multiplicities: 1, or 109 or 110 without
-// cases or controls.
+// Counts the subjects whose genotype has not lost its multiplicities.
 int count_subjects(case_control_ggi_data& data) {
     data.n_cases = data.n_controls = 0;
     for (unsigned r = 0; r < data.distinct->count; ++r) {
@@ -88,11 +91,16 @@ int count_subjects(case_control_ggi_data& data) {
         data.n_cases += data.distinct->genotypes[r]->multiplicity[1];
     }
     data.n_informative = data.n_cases + data.n_controls;
-    if (data.n_cases == 0) return 109;
-    return data.n_controls == 0 ? 110 : 1;
+    if (data.n_cases == 0) return NO_CASES;
+    return data.n_controls == 0 ? NO_CONTROLS : SUCCESS;
 }
 
 } // namespace
+
+unsigned count_selected(double threshold, double const* frequencies, std::size_t candidates) {
+    return static_cast<unsigned>(std::count_if(frequencies, frequencies + candidates,
+                                               [=](double f) { return !(threshold >= f); }));
+}
 
 int case_control_ggi_init(case_control_ggi_data& data, unsigned hw, double threshold,
                           double const* frequencies) {
@@ -101,7 +109,7 @@ int case_control_ggi_init(case_control_ggi_data& data, unsigned hw, double thres
     std::vector<unsigned> const selected =
         select_haplotypes(hw, threshold, frequencies, candidates);
     data.n_haplotypes = static_cast<unsigned>(selected.size());
-    if (selected.empty()) return 107;
+    if (selected.empty()) return NO_HAPLOTYPE;
     delete[] data.haplotypes;
     data.haplotypes = nullptr;
     data.haplotypes = new unsigned[selected.size()];
@@ -109,11 +117,11 @@ int case_control_ggi_init(case_control_ggi_data& data, unsigned hw, double thres
     // A file without cases or controls may have frequencies that are no numbers, all of which were
     // selected; there is no point in pruning to them.
     int status = count_subjects(data);
-    if (status == 1) {
+    if (status == SUCCESS) {
         prune_genotypes(data, candidates);
         status = count_subjects(data);
     }
-    if (status == 1) data.subhaplotype_init();
+    if (status == SUCCESS) data.subhaplotype_init();
     return status;
 }
 
@@ -123,11 +131,11 @@ void case_control_ggi_start(case_control_ggi_data const& data, unsigned hw, resu
         return std::log(frequency.estimates[data.haplotypes[i]]);
     };
     // Log ratios to the reference, or under disequilibrium to the odds of rho.
-    unsigned const K = data.n_haplotypes, parameters = hw == 0 ? K - 1 : K;
-    double const origin =
-        hw == 0 ? log_frequency(K - 1) : std::log(frequency.rho / (1 - frequency.rho));
+    parameter_layout const where = layout_of(data, hw);
+    double const origin = where.has_reference ? log_frequency(where.n_haplotypes - 1)
+                                              : std::log(frequency.rho / (1 - frequency.rho));
     fit.count = data.n_parameters;
     fit.estimates = new double[data.n_parameters]();
-    for (unsigned i = 0; i < parameters; ++i)
+    for (unsigned i = 0; i < where.n_haplotype_parameters(); ++i)
         fit.estimates[i] = log_frequency(i) - origin;
 }

@@ -5,6 +5,8 @@
 #include "ggi/case_control_ggi_data.h"
 #include "ggi/structures.h"
 
+#include <cstddef>
+
 // Selects the haplotypes whose frequency exceeds the threshold (one that is not a number counts as
 // above), lists the genotypes' pairs of them and counts the subjects that keep a pair.
 //
@@ -13,10 +15,14 @@
 // L loci of the subjects. Fills haplotypes, K, the pairs' positions (larger first), the counts of
 // informative subjects, cases and controls, and the subhaplotypes.
 //
-// Returns 1; 107 without a haplotype above the threshold (nothing else is touched); 109 without
-// cases or 110 without controls that keep a pair, with pairs and subhaplotypes not to be used.
+// Returns SUCCESS; NO_HAPLOTYPE without a haplotype above the threshold (nothing else is touched);
+// NO_CASES or NO_CONTROLS without such subjects that keep a pair, with pairs and subhaplotypes not
+// to be used.
 int case_control_ggi_init(case_control_ggi_data& data, unsigned hw, double threshold,
                           double const* frequencies);
+
+// How many of so many candidates it would select.
+unsigned count_selected(double threshold, double const* frequencies, std::size_t candidates);
 
 // Starting values of a fit whose model has been set up: the estimated frequencies (a table by
 // haplotype code) and rho, and 0 for every other parameter. Gives `fit` its array of p estimates.

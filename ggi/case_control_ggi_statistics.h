@@ -6,10 +6,10 @@
 #include "ggi/structures.h"
 
 // Fills the freshly initialised (all null) s with p + 1 estimates on the reported scale, standard
-// errors, z statistics and p-values for the p fitted parameters theta; s owns the arrays. hw
+// errors, z statistics and p-values for the p fitted parameters; s owns the arrays. hw
 // selects the model as everywhere. Returns 1; otherwise the status of the step that failed (see
 // case_control_ggi_stderr, zstat, pvalues), and s holds the estimates alone.
-int case_control_ggi_statistics(case_control_ggi_data const& data, unsigned hw, double const* theta,
-                                statistics& s);
+int case_control_ggi_statistics(case_control_ggi_data const& data, unsigned hw,
+                                double const* parameters, statistics& s);
 
 #endif

@@ -3,31 +3,11 @@
 
 #include "ggi/case_control_ggi_hwq.h"
 #include "ggi/case_control_ggi_hwqx.h"
-#include "ggi/newton.h"
-
-namespace {
-
-newton_model select(case_control_ggi_data const& data) {
-    if (has_environment(data))
-        return {case_control_ggi_hwqx::f,
-                case_control_ggi_hwqx::llh,
-                case_control_ggi_hwqx::df,
-                case_control_ggi_hwqx::n_weights(),
-                data.n_subjects,
-                data.n_subjects,
-                1.0};
-    return {case_control_ggi_hwq::f,
-            case_control_ggi_hwq::llh,
-            case_control_ggi_hwq::df,
-            2 * triangle(data.n_haplotypes),
-            2,
-            2 * std::size_t{data.distinct->count},
-            1.0};
-}
-
-} // namespace
 
 int ccg_hwq(case_control_ggi_data const& data, unsigned iterations, double tolerance, result& res) {
+    auto* const fit = has_environment(data) ? fit_likelihood<case_control_ggi_hwqx>
+                                            : fit_likelihood<case_control_ggi_hwq>;
     res.rho = 0;
-    return newton_fit(data, select(data), iterations, tolerance, res);
+    // A failed evaluation ends the fit by what it leaves in log-likelihood and score.
+    return fit(data, 1.0, false, iterations, tolerance, res);
 }

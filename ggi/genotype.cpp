@@ -53,13 +53,6 @@ void fill_subdivision(genotype const& g, std::vector<genotype>& complete) {
 
 } // namespace
 
-std::string haplotype::str(unsigned n) const {
-    std::string text(n, '0');
-    for (unsigned i = 0; i < n; ++i)
-        if ((code >> (n - 1 - i)) & 1u) text[i] = '1';
-    return text;
-}
-
 unsigned genotype::count_missing() const {
     return count_bits(missing & low_bits(nsnp));
 }

@@ -7,28 +7,12 @@
 #ifndef QUILMAR_GGI_GENOTYPE_H
 #define QUILMAR_GGI_GENOTYPE_H
 
+#include "ggi/engine/haplotype.h"
 #include "numeric/bits.h"
 
 #include <set>
 #include <string>
 #include <vector>
-
-struct haplotype {
-    unsigned code;     // bit b set: allele 1 at locus b
-    unsigned position; // rank among the modelled haplotypes, once pruning has set it
-
-    // n characters "0" or "1", the first locus first.
-    std::string str(unsigned n) const;
-};
-
-// An unordered pair, listed once: the first haplotype carries allele 1 at the highest locus at
-// which the two differ.
-struct haplotype_pair {
-    haplotype first;
-    haplotype second;
-};
-
-using haplotype_pair_list = std::vector<haplotype_pair>;
 
 struct genotype {
     std::vector<genotype>* subdivision; // owned: the completions, once subdivide has been called
@@ -62,6 +46,7 @@ struct genotype {
     // Number of heterozygous loci.
     unsigned count_ones() const;
     unsigned heterozygous() const { return ones & ~twos; }
+    genotype_masks masks() const { return {twos, heterozygous(), missing}; }
 
     // Number of unordered haplotype pairs, missing loci expanded; at most 2^63 (exact up to there).
     unsigned long long count_pairs() const;
@@ -93,7 +78,7 @@ struct genotype {
     void find_pairs(int locus, unsigned h, haplotype_pair_list& list,
                     std::set<unsigned> const& set) const;
 
-    // Fills the subdivision once with all 3^(missing loci) complete genotypes; none for a genotype
+    // No reader here, where completions are visited and not stored. Fills the subdivision once with all 3^(missing loci) complete genotypes; none for a genotype
     // without missing loci. The limit is the caller's bound on missing loci and changes nothing.
     void subdivide(unsigned limit);
 

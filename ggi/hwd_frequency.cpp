@@ -11,8 +11,10 @@
 //   log L = sum of m ln P(g)
 #include "ggi/hwd_frequency.h"
 
-#include "ggi/em.h"
+#include "ggi/engine/em.h"
 #include "numeric/nutil.h"
+#include "numeric/recurrence.h"
+#include "numeric/status_code.h"
 
 #include <algorithm>
 #include <cmath>
@@ -25,29 +27,25 @@ double probability(genotype_sides const& sides, double rho) {
 }
 
 // E-step over all distinct genotypes into the ratios of expected counts; returns R.
-double expectation(garray const& distinct, unsigned k, double const* p, double rho, double* ratios,
-                   genotype_sides& sides) {
+double expectation(std::vector<weighted_genotype> const& sample, double const* p, double rho,
+                   double* ratios, genotype_sides& sides) {
     double R = 0;
-    for (unsigned i = distinct.count; i-- > 0;) {
-        genotype const& g = *distinct.genotypes[i];
-        unsigned const m = g.multiplicity[k];
-        if (m == 0) continue;
-        sides.sum(g, p);
-        double const w = m / probability(sides, rho);
+    for (weighted_genotype const& g : sample) {
+        sides.sum(g.masks, p);
+        double const w = g.subjects / probability(sides, rho);
         R += rho * sides.H * w;
         sides.add_counts(2 * (1 - rho) * w, rho * w, ratios);
     }
     return R;
 }
 
-double log_likelihood(garray const& distinct, unsigned k, double const* p, double rho,
+double log_likelihood(std::vector<weighted_genotype> const& sample, double const* p, double rho,
                       genotype_sides& sides) {
     double sum = 0;
-    for (unsigned i = 0; i < distinct.count; ++i) {
-        genotype const& g = *distinct.genotypes[i];
-        if (g.multiplicity[k] == 0) continue;
-        sides.sum(g, p);
-        sum += g.multiplicity[k] * std::log(probability(sides, rho));
+    for (auto at = sample.rbegin(); at != sample.rend(); ++at) {
+        weighted_genotype const& g = *at;
+        sides.sum(g.masks, p);
+        sum += g.subjects * std::log(probability(sides, rho));
     }
     return sum;
 }
@@ -56,8 +54,8 @@ double log_likelihood(garray const& distinct, unsigned k, double const* p, doubl
 
 int hwd_frequency(data const& d, unsigned k, unsigned max_iterations, double tolerance, result& res,
                   bool start) {
-    if (k > 3) return 104;
-    garray const& distinct = *d.distinct;
+    if (k > 3) return INVALID_SPECIFIER;
+    std::vector<weighted_genotype> const sample = d.distinct->weighted(k);
     std::size_t const size = std::size_t{1} << d.nsnp();
     double* const p = res.estimates;
     if (start) {
@@ -65,24 +63,26 @@ int hwd_frequency(data const& d, unsigned k, unsigned max_iterations, double tol
         res.rho = 0.01;
         res.iterations = 0;
     }
-    double const N = total_weight(distinct, k);
+    double const N = total_weight(sample);
     haplotype_counts counts;
     counts.init(size);
     genotype_sides sides;
+    recurrence seen;
     double error = MAX_DOUBLE;
     while (res.iterations < max_iterations && error > tolerance) {
         ++res.iterations;
         double const rho =
-            flushed(expectation(distinct, k, p, res.rho, counts.ratios.data(), sides) / N);
+            flushed(expectation(sample, p, res.rho, counts.ratios.data(), sides) / N);
         double change = rho - res.rho;
         if (res.rho >= 0.01) change /= res.rho;
         error = std::max(counts.maximise(1 / counts.total(p), p), std::fabs(change));
         res.rho = rho;
+        seen.skip_rounds(p, size, rho, max_iterations, res.iterations);
     }
-    res.log_likelihood = log_likelihood(distinct, k, p, res.rho, sides);
+    res.log_likelihood = log_likelihood(sample, p, res.rho, sides);
     res.error = error;
-    res.status = 1;
-    if (error <= tolerance && res.rho < 5 * tolerance) res.status = 9;
-    if (error > tolerance && res.iterations >= max_iterations) res.status = 5;
+    res.status = SUCCESS;
+    if (error <= tolerance && res.rho < 5 * tolerance) res.status = RHO_AT_ZERO;
+    if (error > tolerance && res.iterations >= max_iterations) res.status = ITERATIONS_EXCEEDED;
     return res.status;
 }

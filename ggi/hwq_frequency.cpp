@@ -9,9 +9,11 @@
 // left out of log L), so that the frequencies of a sample with such genotypes sum to more than 1.
 #include "ggi/hwq_frequency.h"
 
-#include "ggi/completions.h"
-#include "ggi/em.h"
+#include "ggi/engine/completions.h"
+#include "ggi/engine/em.h"
 #include "numeric/nutil.h"
+#include "numeric/recurrence.h"
+#include "numeric/status_code.h"
 
 #include <algorithm>
 #include <cmath>
@@ -20,39 +22,47 @@
 namespace {
 
 // E-step over all distinct genotypes.
-void expectation(garray const& distinct, unsigned k, double const* p, double* ratios,
+void expectation(std::vector<weighted_genotype> const& sample, double const* p, double* ratios,
                  genotype_sides& sides, completion_counts& completions) {
-    for (unsigned i = distinct.count; i-- > 0;) {
-        genotype const& g = *distinct.genotypes[i];
-        unsigned const m = g.multiplicity[k];
-        if (m == 0) continue;
-        if (distinct.counts_as_completions(g)) {
-            completions.add(g, m, p, ratios);
+    for (weighted_genotype const& g : sample) {
+        if (g.counts_as_completions) {
+            completions.add(g.masks, g.subjects, p, ratios);
         } else {
-            sides.sum(g, p);
-            sides.add_counts(m / sides.S, 0, ratios);
+            sides.sum(g.masks, p);
+            sides.add_counts(g.subjects / sides.S, 0, ratios);
         }
     }
 }
 
-double log_likelihood(garray const& distinct, unsigned k, double const* p, genotype_sides& sides) {
+double log_likelihood(std::vector<weighted_genotype> const& sample, double const* p,
+                      genotype_sides& sides) {
     double sum = 0;
-    for (unsigned i = 0; i < distinct.count; ++i) {
-        genotype const& g = *distinct.genotypes[i];
-        if (g.multiplicity[k] == 0 || distinct.counts_as_completions(g)) continue;
-        sides.sum(g, p);
-        sum += g.multiplicity[k] * std::log(sides.S);
+    for (auto at = sample.rbegin(); at != sample.rend(); ++at) {
+        weighted_genotype const& g = *at;
+        if (g.counts_as_completions) continue;
+        sides.sum(g.masks, p);
+        sum += g.subjects * std::log(sides.S);
     }
     return sum;
 }
 
 } // namespace
 
+double completion_pairs(garray const& distinct, unsigned k) {
+    double pairs = 0;
+    for (unsigned r = 0; r < distinct.count; ++r) {
+        genotype const& g = *distinct.genotypes[r];
+        if (g.multiplicity[k] != 0 && distinct.counts_as_completions(g))
+            pairs += static_cast<double>(g.count_pairs());
+    }
+    return pairs;
+}
+
 void frequency(genotype const& g, unsigned m, double const* p, double* acc) {
     std::size_t const size = std::size_t{1} << g.nsnp;
     std::vector<double> ratios(size);
     genotype_sides sides;
-    sides.sum(g, p);
+    sides.sum(g.masks(), p);
     sides.add_counts(m / sides.S, 0, ratios.data());
     for (std::size_t a = 0; a < size; ++a)
         if (ratios[a] != 0) acc[a] += p[a] * ratios[a];
@@ -60,29 +70,32 @@ void frequency(genotype const& g, unsigned m, double const* p, double* acc) {
 
 int hwq_frequency(data const& d, unsigned k, unsigned max_iterations, double tolerance, result& res,
                   bool start) {
-    if (k > 3) return 104;
-    garray const& distinct = *d.distinct;
+    if (k > 3) return INVALID_SPECIFIER;
+    std::vector<weighted_genotype> const sample = d.distinct->weighted(k);
     std::size_t const size = std::size_t{1} << d.nsnp();
     double* const p = res.estimates;
     if (start) {
         std::fill(p, p + size, 1.0 / static_cast<double>(size));
         res.iterations = 0;
     }
-    double const inverse_N = 1.0 / total_weight(distinct, k);
+    double const inverse_N = 1.0 / total_weight(sample);
 
     haplotype_counts counts;
     counts.init(size);
     genotype_sides sides;
     completion_counts completions;
+    recurrence seen;
     double error = MAX_DOUBLE;
     while (res.iterations < max_iterations && error > tolerance) {
         ++res.iterations;
-        expectation(distinct, k, p, counts.ratios.data(), sides, completions);
+        expectation(sample, p, counts.ratios.data(), sides, completions);
         error = counts.maximise(inverse_N, p);
+        seen.skip_rounds(p, size, 0, max_iterations, res.iterations);
     }
-    res.log_likelihood = log_likelihood(distinct, k, p, sides);
+    res.log_likelihood = log_likelihood(sample, p, sides);
     res.rho = 0;
     res.error = error;
-    res.status = error <= tolerance || res.iterations < max_iterations ? 1 : 5;
+    res.status =
+        error <= tolerance || res.iterations < max_iterations ? SUCCESS : ITERATIONS_EXCEEDED;
     return res.status;
 }

@@ -12,13 +12,17 @@
 // start: true begins with uniform frequencies; false goes on from res, whose iterations count
 // towards max_iterations. tolerance bounds the max_err of an iteration that ends the run.
 //
-// Returns and stores 1 when the tolerance is reached, 5 when the iterations ran out before; 104 for
-// k > 3, with nothing changed. Stores iterations, error, log-likelihood and rho = 0.
+// Returns and stores SUCCESS when the tolerance is reached, ITERATIONS_EXCEEDED when the iterations
+// ran out before; INVALID_SPECIFIER for k > 3, with nothing changed. Stores iterations, error, log-likelihood and rho = 0.
 // L. Excoffier, M. Slatkin, Molecular Biology and Evolution 12 (1995) 921-927.
 int hwq_frequency(data const& d, unsigned k, unsigned max_iterations, double tolerance, result& res,
                   bool start);
 
-// E-step of one genotype: adds to acc (2^n values) the expected haplotype counts of m subjects with
+// Pairs of haplotypes that an iteration visits for the genotypes that count as completions and have
+// subjects in multiplicity k.
+double completion_pairs(garray const& distinct, unsigned k);
+
+// E-step of one genotype, no reader here: adds to acc (2^n values) the expected haplotype counts of m subjects with
 // genotype g under the frequencies p, half of them per gamete, so that the genotype adds m in all.
 void frequency(genotype const& g, unsigned m, double const* p, double* acc);
 

@@ -2,18 +2,19 @@
 #include "ggi/pvalues.h"
 
 #include "numeric/dcdflib.h"
+#include "numeric/status_code.h"
 
 namespace {
 
 // Our status for a status of cdfchi other than 0.
 int failure(int status) {
-    if (status < 0) return 104;
+    if (status < 0) return INVALID_SPECIFIER;
     switch (status) {
     case 1:
-    case 2: return 112;
-    case 3: return 106;
-    case 10: return 120;
-    default: return 0;
+    case 2: return OUT_OF_RANGE;
+    case 3: return SUM_IS_NOT_ONE;
+    case 10: return GAMMA_NOT_EVALUATED;
+    default: return FAILURE;
     }
 }
 
@@ -27,5 +28,5 @@ int pvalues(unsigned const& n, unsigned const& df, double const* z, double* p) {
         cdfchi(&which, &lower, &p[i], &x, &degrees, &status, &bound);
         if (status != 0) return failure(status);
     }
-    return 1;
+    return SUCCESS;
 }

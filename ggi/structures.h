@@ -13,7 +13,7 @@ struct data {
     unsigned nsnp() const { return genotypes == nullptr ? 0 : genotypes[0]->nsnp; }
 };
 
-// Outcome of one iterative fit.
+// Outcome of one iterative fit. Whoever sets the estimates hands them over: free releases them.
 struct result {
     int status;
     unsigned count; // number of estimates of a model fit

@@ -3,13 +3,17 @@
 //
 // Matrices are n x n, row-major and owned by the caller; only the diagonal and the lower triangle
 // are read and written, the strict upper triangle keeps the caller's values. `factorised` says that
-// A already holds L. Statuses: 301 success, 302 not positive definite, 303 empty matrix (n = 0),
-// 304 a row without an entry of at least EPS.
+// A already holds L. Statuses: CHOLESKY_SUCCESS; CHOLESKY_NOT_DEFINITE; CHOLESKY_EMPTY for n = 0;
+// CHOLESKY_SINGULAR for a row without an entry of at least EPS.
 #ifndef QUILMAR_NUMERIC_CHOLESKY_H
 #define QUILMAR_NUMERIC_CHOLESKY_H
 
-// Factorises A in place. On a status other than 301 A is unchanged.
+// Factorises A in place. On a status other than CHOLESKY_SUCCESS A is unchanged.
 int cholesky_decomp(double* A, unsigned n);
+
+// Replaces the factor L by its inverse, in the lower triangle. With M = L^-1 the inverse of A is
+// V = M' M: V_kk is the sum of squares of column k of M, and V x = M' (M x).
+void cholesky_invert_factor(double* L, unsigned n);
 
 // Replaces the lower triangle of A by that of its inverse; det is the determinant of A.
 int cholesky_inverse(double* A, unsigned n, double& det, bool factorised);

@@ -1,4 +1,4 @@
-// Chi-square distribution function with the calling conventions of the public-domain collection
+// Chi-square distribution function and what it stands on, with the calling conventions of the public-domain collection
 // DCDFLIB (B. W. Brown, J. Lovato, K. Russell). All arguments are passed by pointer; nothing is
 // allocated and no state is kept.
 #ifndef QUILMAR_NUMERIC_DCDFLIB_H
@@ -18,15 +18,21 @@ void cumchi(double* x, double* df, double* cum, double* ccum);
 void cumgam(double* x, double* a, double* cum, double* ccum);
 
 // Incomplete gamma ratios *ans = P(a, x), *qans = Q(a, x); relative accuracy 5e-15 for a up to 1e6.
-// *ans = 2 for a < 0, x < 0 or a = x = 0.
+// *ans = 2 for a < 0, x < 0 or a = x = 0. *ind asks for an accuracy: 0 for 5e-15, 1 for 5e-7, others
+// for 5e-4. All have the finest one, so it is not read.
 // A. R. DiDinato, A. H. Morris, ACM Transactions on Mathematical Software 12 (1986) 377-393, for
 // the special cases; W. Gautschi, ACM TOMS 5 (1979) 466-481, for the power series and the continued
 // fraction.
-void gamma_inc(double* a, double* x, double* ans, double* qans);
+void gamma_inc(double* a, double* x, double* ans, double* qans, int* ind);
 
-// Error function of the square root of y, and its complement, for y >= 0. Taking y and not its root
-// keeps the rounding of the root out of the exponential factor of the tail.
-double erf1(double y);
-double erfc1(double y);
+// erf(x).
+double erf1(double* x);
+
+// erfc(x) for *ind = 0, else exp(x^2) erfc(x).
+double erfc1(int* ind, double* x);
+
+// Constants of the arithmetic: for *i = 1 the relative precision 2^-52, 2 the smallest normal
+// number, 3 the largest number.
+double dpmpar(int* i);
 
 #endif

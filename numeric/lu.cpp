@@ -1,33 +1,18 @@
 // Crout's LU factorisation, P A = L U, and what is solved with it.
 #include "numeric/lu.h"
 
+#include "numeric/inner_products.h"
 #include "numeric/nutil.h"
+#include "numeric/status_code.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <numeric>
+#include <utility>
 #include <vector>
 
 namespace {
-
-// Rows taken together, whose sums do not wait for each other.
-constexpr std::size_t ROWS = 4;
-
-// sums[r] -= inner product of row i + r of L and the column u of U over the first `terms` places,
-// for r < rows <= ROWS.
-void reduce_rows(double const* A, std::size_t n, std::size_t i, std::size_t rows, double const* u,
-                 std::size_t terms, long double* sums) {
-    double const* row[ROWS];
-    for (std::size_t r = 0; r < ROWS; ++r)
-        row[r] = A + (i + std::min(r, rows - 1)) * n;
-    long double s[ROWS] = {sums[0], sums[1], sums[2], sums[3]};
-    for (std::size_t k = 0; k < terms; ++k) {
-        long double const u_k = u[k];
-        for (std::size_t r = 0; r < ROWS; ++r)
-            s[r] -= row[r][k] * u_k;
-    }
-    std::copy(s, s + ROWS, sums);
-}
 
 // 1 / (largest magnitude) of every row; false when some row has none of at least EPS.
 bool row_scales(double const* A, std::size_t n, std::vector<double>& scale) {
@@ -54,7 +39,7 @@ std::size_t reduce_column(double* A, std::size_t n, std::size_t j, std::vector<d
         long double sums[ROWS] = {};
         std::copy(u.begin() + static_cast<std::ptrdiff_t>(i),
                   u.begin() + static_cast<std::ptrdiff_t>(i + rows), sums);
-        reduce_rows(A, n, i, rows, u.data(), terms, sums);
+        add_products<-1>({A + i * n, n, rows}, u.data(), 0, terms, sums);
         for (std::size_t r = 0; r < rows; ++r) {
             for (std::size_t k = terms; k < std::min(i + r, j); ++k)
                 sums[r] -= static_cast<long double>(A[(i + r) * n + k]) * u[k];
@@ -82,14 +67,35 @@ double diagonal_product(double const* LU, std::size_t n) {
     return static_cast<double>(product);
 }
 
+// Rows `first` to `first` + `rows` - 1 of X, all 0, become the solutions of L U x = e for the unit
+// vectors e of those places. L^-1 e is 0 before the place of the 1, which is not visited.
+void solve_units(double const* LU, std::size_t n, std::size_t first, std::size_t rows, double* X) {
+    row_block const block(X, n, rows);
+    for (std::size_t i = first; i < n; ++i) {
+        long double sums[ROWS] = {};
+        add_staggered_products<-1>(block, LU + i * n, first, i, sums);
+        for (std::size_t r = 0; r < std::min(rows, i - first + 1); ++r)
+            X[r * n + i] = i == first + r ? 1.0 : static_cast<double>(sums[r]);
+    }
+    for (std::size_t i = n; i-- > 0;) {
+        long double sums[ROWS];
+        for (std::size_t r = 0; r < ROWS; ++r)
+            sums[r] = block.row[r][i];
+        add_products<-1>(block, LU + i * n, i + 1, n, sums);
+        double const reciprocal = 1.0 / LU[i * n + i];
+        for (std::size_t r = 0; r < rows; ++r)
+            X[r * n + i] = static_cast<double>(sums[r]) * reciprocal;
+    }
+}
+
 } // namespace
 
 int lu_decomp(double* A, unsigned n, unsigned* indx, int& sign) {
-    if (n == 0) return 202;
+    if (n == 0) return LU_EMPTY;
     std::size_t const N = n;
     std::vector<double> scale(N), column(N);
     sign = 1;
-    if (!row_scales(A, N, scale)) return 203;
+    if (!row_scales(A, N, scale)) return LU_SINGULAR;
     for (std::size_t j = 0; j < N; ++j) {
         std::size_t const imax = reduce_column(A, N, j, scale, column);
         if (imax != j) {
@@ -103,7 +109,7 @@ int lu_decomp(double* A, unsigned n, unsigned* indx, int& sign) {
         for (std::size_t i = j + 1; i < N; ++i)
             A[i * N + j] *= reciprocal;
     }
-    return 201;
+    return LU_SUCCESS;
 }
 
 int lu_decomp(double* A, unsigned n, unsigned* indx) {
@@ -147,7 +153,7 @@ int lu_solve(double const* A, unsigned n, double const* b, double* x, double& de
     std::vector<double> LU(A, A + static_cast<std::size_t>(n) * n);
     std::vector<unsigned> indx(n);
     int const status = lu_decomp(LU.data(), n, indx.data());
-    if (status == 201) lu_solve(LU.data(), n, indx.data(), b, x, det);
+    if (status == LU_SUCCESS) lu_solve(LU.data(), n, indx.data(), b, x, det);
     return status;
 }
 
@@ -158,21 +164,23 @@ int lu_solve(double const* A, unsigned n, double const* b, double* x) {
 
 void lu_inverse(double* LU, unsigned n, unsigned const* indx) {
     std::size_t const N = n;
-    std::vector<double> inverse(N * N), unit(N), column(N);
-    for (std::size_t j = N; j-- > 0;) {
-        unit[j] = 1.0;
-        lu_solve(LU, n, indx, unit.data(), column.data());
-        unit[j] = 0.0;
-        for (std::size_t i = 0; i < N; ++i)
-            inverse[i * N + j] = column[i];
-    }
-    std::copy(inverse.begin(), inverse.end(), LU);
+    std::vector<double> X(N * N);
+    for (std::size_t i = 0; i < N; i += ROWS)
+        solve_units(LU, N, i, std::min(ROWS, N - i), &X[i * N]);
+    // Row i of X is the column of the inverse whose unit vector has its 1 in row i of P A.
+    std::vector<std::size_t> column(N);
+    std::iota(column.begin(), column.end(), std::size_t{0});
+    for (std::size_t i = 0; i < N; ++i)
+        std::swap(column[i], column[indx[i]]);
+    for (std::size_t i = 0; i < N; ++i)
+        for (std::size_t k = 0; k < N; ++k)
+            LU[k * N + column[i]] = X[i * N + k];
 }
 
 int lu_inverse(double* A, unsigned n) {
     std::vector<unsigned> indx(n);
     int const status = lu_decomp(A, n, indx.data());
-    if (status == 201) lu_inverse(A, n, indx.data());
+    if (status == LU_SUCCESS) lu_inverse(A, n, indx.data());
     return status;
 }
 
@@ -180,6 +188,6 @@ int lu_determinant(double const* A, unsigned n, double& det) {
     std::vector<double> LU(A, A + static_cast<std::size_t>(n) * n);
     std::vector<unsigned> indx(n);
     int const status = lu_decomp(LU.data(), n, indx.data());
-    det = status == 201 ? diagonal_product(LU.data(), n) : 0.0;
+    det = status == LU_SUCCESS ? diagonal_product(LU.data(), n) : 0.0;
     return status;
 }

@@ -5,13 +5,13 @@
 //   P A = L U,   L with unit diagonal below, U on and above the diagonal of the same array.
 //
 // Matrices are n x n, row-major and owned by the caller. indx[j] is the row that changed places
-// with row j at step j. Statuses: 201 success, 202 empty matrix (n = 0), 203 a row without an entry
-// of at least EPS. A vanishing pivot is not singular: it is replaced by EPS.
+// with row j at step j. Statuses: LU_SUCCESS; LU_EMPTY for n = 0; LU_SINGULAR for a row without an
+// entry of at least EPS. A vanishing pivot is not singular: it is replaced by EPS.
 #ifndef QUILMAR_NUMERIC_LU_H
 #define QUILMAR_NUMERIC_LU_H
 
-// Factorises A in place; sign becomes -1 for an odd number of row interchanges, else +1. Returns
-// 201, 202 or 203; after 203 A is unchanged.
+// Factorises A in place; sign becomes -1 for an odd number of row interchanges, else +1. After
+// LU_SINGULAR A is unchanged.
 int lu_decomp(double* A, unsigned n, unsigned* indx, int& sign);
 int lu_decomp(double* A, unsigned n, unsigned* indx);
 
@@ -21,8 +21,8 @@ void lu_solve(double const* LU, unsigned n, unsigned const* indx, double const* 
               double& det);
 void lu_solve(double const* LU, unsigned n, unsigned const* indx, double const* b, double* x);
 
-// Solves A x = b on a copy of A. Returns the status of the factorisation; x and det are set on 201
-// only.
+// Solves A x = b on a copy of A. Returns the status of the factorisation; x and det are set on
+// LU_SUCCESS only.
 int lu_solve(double const* A, unsigned n, double const* b, double* x, double& det);
 int lu_solve(double const* A, unsigned n, double const* b, double* x);
 

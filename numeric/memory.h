@@ -4,9 +4,10 @@
 
 #include <cstddef>
 
-// Throws std::bad_alloc when the machine has less than this many bytes to give without swapping.
-// Asks the system only for amounts that matter (64 MiB and more), since it would grant what it does
-// not have and then swap. A limit on a group of processes is not looked at.
+// Throws std::bad_alloc when the process may not take this many bytes more: what the machine has
+// without swapping, the control groups and the limits of the process (numeric/available_memory) are
+// looked at. Asks only for amounts that matter (16 MiB and more); the system would grant what it
+// does not have, and then swap or end the process.
 void require_memory(double bytes);
 
 // Asks for large pages behind a new block of `size` bytes that has not been touched, where the

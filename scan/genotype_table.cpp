@@ -20,8 +20,8 @@ std::uint64_t hash(std::uint64_t key) {
     return key ^ (key >> 32);
 }
 
-distinct_genotype decode(std::uint64_t key, std::size_t n) {
-    distinct_genotype g{};
+genotype_count decode(std::uint64_t key, std::size_t n) {
+    genotype_count g{};
     for (std::size_t l = 0; l < n; ++l) {
         std::uint32_t const bit = std::uint32_t{1} << l;
         switch ((key >> (2 * l)) & 3) {

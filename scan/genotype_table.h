@@ -4,17 +4,12 @@
 
 #include "scan/null_model.h"
 
+#include "ggi/garray.h"
+
 #include <cstdint>
 #include <vector>
 
 namespace scan {
-
-// Masks as in the library's `genotype`: bit n - 1 is the first of n SNPs, allele 1 the first allele
-// of the .bim; ones: at least one copy, twos: two copies, missing: unknown.
-struct distinct_genotype {
-    std::uint32_t missing, twos, ones;
-    unsigned controls, cases;
-};
 
 // Reused from window to window, so that it does not allocate.
 class genotype_table {
@@ -29,8 +24,9 @@ class genotype_table {
 
     static constexpr unsigned MAX_SNPS = 20;
 
-    // After collapse:
-    std::vector<distinct_genotype> genotypes;
+    // After collapse, bit n - 1 of the masks standing for the first SNP and allele 1 for the first
+    // allele of the .bim:
+    std::vector<genotype_count> genotypes;
     // Per distinct genotype the sums over its subjects of r, w and w q (see null_model).
     Eigen::Map<row_major_matrix const> sums() const;
     // Subjects (indices in the null model) that were left out.

@@ -1,7 +1,11 @@
 #include "scan/haplotypes.h"
 
 #include "ggi/hwq_frequency.h"
+#include "ggi/settings.h"
+#include "numeric/status_code.h"
 #include "numeric/subsets.h"
+
+#include <numeric>
 
 namespace scan {
 
@@ -16,50 +20,36 @@ namespace {
 constexpr double EM_TOLERANCE = 1e-12;
 constexpr unsigned EM_MAX_ITERATIONS = 100000;
 
-genotype to_genotype(distinct_genotype const& g, unsigned n_snps) {
-    genotype result;
-    result.clear();
-    result.init(n_snps, g.missing, g.twos, g.ones);
-    return result;
-}
-
 } // namespace
 
-bool estimate_frequencies(std::vector<distinct_genotype> const& genotypes, unsigned n_snps,
+bool estimate_frequencies(std::vector<genotype_count> const& genotypes, unsigned n_snps,
                           std::vector<double>& frequencies) {
-    std::vector<genotype> objects;
-    std::vector<genotype*> pointers;
-    objects.reserve(genotypes.size());
-    for (distinct_genotype const& g : genotypes) {
-        objects.push_back(to_genotype(g, n_snps));
-        pointers.push_back(&objects.back());
-    }
-    std::vector<unsigned> const status(genotypes.size(), 0);
+    auto const n = static_cast<unsigned>(genotypes.size());
+    std::vector<genotype> objects(n);
+    std::vector<genotype*> pointers(n);
+    std::iota(pointers.begin(), pointers.end(), objects.data());
     garray distinct;
-    distinct.init(pointers.data(), status.data(), static_cast<unsigned>(genotypes.size()), 0, 2, -1,
-                  false);
-    for (std::size_t i = 0; i < genotypes.size(); ++i)
-        objects[i].set_multiplicity(genotypes[i].controls + genotypes[i].cases, 2);
-
+    // No limit on missing SNPs: all genotypes count as one.
+    distinct.init(pointers.data(), genotypes.data(), n, n_snps, -1);
     frequencies.resize(std::size_t{1} << n_snps);
     result em{};
     em.estimates = frequencies.data();
-    data const subjects{pointers.data(), &distinct};
-    bool const converged =
-        hwq_frequency(subjects, 2, EM_MAX_ITERATIONS, EM_TOLERANCE, em, true) == 1;
+    data const sample{pointers.data(), &distinct};
+    int const status = hwq_frequency(sample, COMBINED, EM_MAX_ITERATIONS, EM_TOLERANCE, em, true);
     distinct.clear();
-    return converged;
+    return status == SUCCESS;
 }
 
-void expected_copies::compute(distinct_genotype const& g, unsigned n_snps,
-                              std::vector<double> const& frequencies,
+void expected_copies::compute(genotype_count const& g, std::vector<double> const& frequencies,
                               std::vector<std::uint32_t> const& bits, double* copies) {
     ratios_.resize(frequencies.size());
-    sides_.sum(to_genotype(g, n_snps), frequencies.data());
+    genotype_masks const masks{g.twos, g.ones & ~g.twos, g.missing};
+    sides_.sum(masks, frequencies.data());
     sides_.add_counts(2 / sides_.S, 0, ratios_.data());
     for (std::size_t t = 0; t < bits.size(); ++t)
         copies[t] = frequencies[bits[t]] * ratios_[bits[t]];
-    for_each_subset((g.ones & ~g.twos) | g.missing, [&](unsigned u) { ratios_[g.twos | u] = 0; });
+    for_each_subset(masks.heterozygous | masks.missing,
+                    [&](unsigned u) { ratios_[g.twos | u] = 0; });
 }
 
 } // namespace scan

@@ -5,7 +5,7 @@
 
 #include "scan/genotype_table.h"
 
-#include "ggi/em.h"
+#include "ggi/engine/em.h"
 
 #include <cstdint>
 #include <vector>
@@ -15,16 +15,15 @@ namespace scan {
 // Maximum-likelihood frequencies under Hardy-Weinberg equilibrium, by EM, in all subjects of the
 // genotypes: `frequencies` receives 2^n_snps values by the haplotype's bits. False if the iteration
 // did not converge.
-bool estimate_frequencies(std::vector<distinct_genotype> const& genotypes, unsigned n_snps,
+bool estimate_frequencies(std::vector<genotype_count> const& genotypes, unsigned n_snps,
                           std::vector<double>& frequencies);
 
 // Expected copies of chosen haplotypes given a genotype; reused, so that it does not allocate.
 class expected_copies {
   public:
-    // copies[t] = E(copies of haplotype bits[t] | g) under the frequencies, for g of n_snps SNPs.
-    void compute(distinct_genotype const& g, unsigned n_snps,
-                 std::vector<double> const& frequencies, std::vector<std::uint32_t> const& bits,
-                 double* copies);
+    // copies[t] = E(copies of haplotype bits[t] | g) under the frequencies.
+    void compute(genotype_count const& g, std::vector<double> const& frequencies,
+                 std::vector<std::uint32_t> const& bits, double* copies);
 
   private:
     genotype_sides sides_;

@@ -83,7 +83,7 @@ void window_test::run(std::vector<std::uint8_t const*> const& rows, window_row& 
         return fail(error_code::em_maxiter, result);
     choose_haplotypes(result);
     if (bits_.size() < 2) return fail(error_code::one_haplotype, result);
-    compute_copies(n_snps, result);
+    compute_copies(result);
     compute_score();
     test_haplotypes(result);
     test_window(result);
@@ -118,15 +118,15 @@ void window_test::choose_haplotypes(window_row& result) {
     });
 }
 
-void window_test::compute_copies(unsigned n_snps, window_row& result) {
-    std::vector<distinct_genotype> const& genotypes = table_.genotypes;
+void window_test::compute_copies(window_row& result) {
+    std::vector<genotype_count> const& genotypes = table_.genotypes;
     auto const G = static_cast<Eigen::Index>(genotypes.size());
     auto const K = static_cast<Eigen::Index>(bits_.size());
     copies_.resize(G, K);
     Eigen::VectorXd cases(G), controls(G);
     for (Eigen::Index i = 0; i < G; ++i) {
-        distinct_genotype const& g = genotypes[static_cast<std::size_t>(i)];
-        expected_.compute(g, n_snps, frequencies_, bits_, copies_.row(i).data());
+        genotype_count const& g = genotypes[static_cast<std::size_t>(i)];
+        expected_.compute(g, frequencies_, bits_, copies_.row(i).data());
         cases[i] = g.cases;
         controls[i] = g.controls;
     }

@@ -86,7 +86,7 @@ class window_test {
 
     error_code count(std::vector<std::uint8_t const*> const& rows, window_row& result);
     void choose_haplotypes(window_row& result);
-    void compute_copies(unsigned n_snps, window_row& result);
+    void compute_copies(window_row& result);
     void compute_score();
     void subtract_projection(Eigen::MatrixXd const& covariance);
     void test_haplotypes(window_row& result) const;

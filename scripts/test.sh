@@ -1,12 +1,15 @@
 #!/bin/sh
-# Builds the programs and their tests and runs them: test.sh [release | debug]. The debug build runs under
-# AddressSanitizer and UndefinedBehaviorSanitizer.
+# Builds the programs and their tests and runs them: test.sh [release | clang | debug | tsan]. The debug
+# build runs under AddressSanitizer and UndefinedBehaviorSanitizer, tsan under ThreadSanitizer with
+# the tests that have "threads" in their names.
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
-need_packages cmake g++ make libgtest-dev $scan_packages
-
 preset=${1:-release}
+compiler=g++
+[ "$preset" != clang ] || compiler=clang
+need_packages cmake $compiler make libgtest-dev python3 python3-numpy $scan_packages
+
 cmake --preset "$preset" -DQUILMAR_TESTS=ON
 cmake --build --preset "$preset" -j "$(nproc)"
 ctest --preset "$preset" -j "$(nproc)"

@@ -4,7 +4,6 @@
 
 #include "ggi/case_control_ggi_hwd.h"
 #include "ggi/case_control_ggi_hwq.h"
-#include "ggi/design.h"
 #include "numeric/lu.h"
 #include "tests/support.h"
 
@@ -14,29 +13,15 @@
 
 char const* const MODES[] = {"additive", "recessive", "dominant", "codominant"};
 
-// Length of the work array W.
-template <typename likelihood> std::size_t work_size(case_control_ggi_data const&) {
-    return likelihood::n_weights();
-}
-template <> inline std::size_t work_size<case_control_ggi_hwq>(case_control_ggi_data const& data) {
-    return 2 * triangle(data.n_haplotypes);
-}
-template <> inline std::size_t work_size<case_control_ggi_hwd>(case_control_ggi_data const& data) {
-    return 2 * triangle(data.n_haplotypes) + 2 * data.n_haplotypes;
-}
-
 // One evaluation of the model at x.
-template <typename likelihood> struct evaluation {
-    std::vector<double> W, a, b, g, H;
+template <typename likelihood> struct evaluation : likelihood_work<likelihood> {
+    std::vector<double> g, H;
     double llh;
 
-    evaluation(case_control_ggi_data const& data, std::vector<double> const& x)
-        : W(work_size<likelihood>(data)), a(data.n_subjects),
-          b(std::max(2 * data.distinct->count, data.n_subjects)), g(x.size()),
-          H(x.size() * x.size()) {
-        EXPECT_EQ(likelihood::f(data, x.data(), W.data(), a.data(), b.data(), g.data()), 1);
-        llh = likelihood::llh(data, a.data(), b.data());
-        likelihood::df(data, W.data(), a.data(), b.data(), H.data());
+    evaluation(case_control_ggi_data const& analysis, std::vector<double> const& x)
+        : likelihood_work<likelihood>(analysis), g(x.size()), H(x.size() * x.size()) {
+        EXPECT_EQ(this->evaluate(x.data(), llh, g.data()), 1);
+        this->information(H.data());
     }
 };
 
@@ -59,9 +44,8 @@ template <typename likelihood> void expect_derivatives(study const& s) {
     }
 }
 
-// Standard errors against a numerical Jacobian of transform and the inverse matrix; `plain` is the
-// model whose transform the likelihood shares.
-template <typename likelihood, typename plain> void expect_standard_errors(study const& s) {
+// Standard errors against a numerical Jacobian of transform and the inverse matrix.
+template <typename likelihood> void expect_standard_errors(study const& s) {
     unsigned const p = s.ccg.n_parameters;
     std::vector<double> x(s.fit.estimates, s.fit.estimates + p), se(p + 1), J((p + 1) * p);
     ASSERT_EQ(likelihood::std_err(s.ccg, x.data(), se.data()), 1);
@@ -75,8 +59,8 @@ template <typename likelihood, typename plain> void expect_standard_errors(study
         std::vector<double> up = x, down = x, above(p + 1), below(p + 1);
         up[l] += h;
         down[l] -= h;
-        plain::transform(s.ccg, up.data(), above.data());
-        plain::transform(s.ccg, down.data(), below.data());
+        likelihood::transform(s.ccg, up.data(), above.data());
+        likelihood::transform(s.ccg, down.data(), below.data());
         for (unsigned r = 0; r <= p; ++r)
             J[r * p + l] = (above[r] - below[r]) / (2 * h);
     }

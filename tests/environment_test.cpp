@@ -52,10 +52,10 @@ TEST(environment, derivatives_and_standard_errors) {
                                  mode + "\n";
         study const hwq(text, spec);
         expect_derivatives<case_control_ggi_hwqx>(hwq);
-        expect_standard_errors<case_control_ggi_hwqx, case_control_ggi_hwq>(hwq);
+        expect_standard_errors<case_control_ggi_hwqx>(hwq);
         study const hwd(text, spec + "HW=HWD\n");
         expect_derivatives<case_control_ggi_hwdx>(hwd);
-        expect_standard_errors<case_control_ggi_hwdx, case_control_ggi_hwd>(hwd);
+        expect_standard_errors<case_control_ggi_hwdx>(hwd);
     }
 }
 
@@ -83,11 +83,10 @@ TEST(environment, factors_without_interactions) {
                 EXPECT_NEAR(with.error(n + c), expected.error[c], 1e-8);
             }
             // kappa is the intercept less ln(A1 / a0).
-            std::vector<double> W(work_size<case_control_ggi_hwd>(plain.ccg)), g(n),
-                b(2 * plain.ccg.n_subjects);
-            double a[2];
-            auto* const f = plain.v.hw == 0 ? case_control_ggi_hwq::f : case_control_ggi_hwd::f;
-            f(plain.ccg, plain.fit.estimates, W.data(), a, b.data(), g.data());
+            std::vector<double> const x(plain.fit.estimates, plain.fit.estimates + n - 1);
+            std::vector<double> const a = plain.v.hw == 0
+                                              ? evaluation<case_control_ggi_hwq>(plain.ccg, x).a
+                                              : evaluation<case_control_ggi_hwd>(plain.ccg, x).a;
             EXPECT_NEAR(with.estimate(n), expected.beta[0] - std::log(a[1] / a[0]), 1e-8);
         }
 }

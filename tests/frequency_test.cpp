@@ -1,6 +1,6 @@
 // EM estimates against the conditions that the maximum of the likelihood satisfies.
 #include "examples/simulation.h"
-#include "ggi/completions.h"
+#include "ggi/engine/completions.h"
 #include "ggi/hwd_frequency.h"
 #include "ggi/hwq_frequency.h"
 #include "tests/support.h"
@@ -133,7 +133,7 @@ TEST(completion_counts, agree_with_the_subdivision) {
     for (char const* text : {"999990000", "919092999", "911192999", "911111999", "111199111"}) {
         genotype g = genotype_of(text);
         std::vector<double> ratios(p.size()), expected(p.size());
-        completions.add(g, 3, p.data(), ratios.data());
+        completions.add(g.masks(), 3, p.data(), ratios.data());
         g.subdivide(0);
         for (genotype const& complete : *g.subdivision)
             frequency(complete, 3, p.data(), expected.data());
@@ -174,7 +174,7 @@ TEST(hwq_frequency, subdivided_genotypes) {
     std::string text = "ID STATUS A B C D E F G H I J K\n";
     for (int i = 0; i < 9; ++i)
         text += "x " + std::to_string(i % 2) + zeros;
-    study s(text + "x 0" + unknown, spec_for(loci) + "FITERATIONS=1\n");
+    study s(text + "x 0" + unknown, spec_for(loci) + "FITERATIONS=1\nITERATIONS=1\n");
     double const sum = std::accumulate(s.frequencies.begin(), s.frequencies.end(), 0.0);
     EXPECT_NEAR(sum, (5 + 177147) / 6.0, 1e-6); // 3^11 completions of one control in six
     EXPECT_EQ(s.ccg.n_controls, 5u);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <gtest/gtest.h>
 #include <map>
 
@@ -128,5 +129,35 @@ TEST(garray, counts_and_members) {
         }
     }
     EXPECT_EQ(members, std::count(status.begin(), status.end(), 0u));
+    array.clear();
+}
+
+// Genotypes whose hashes agree in all bits that a table of this size looks at, each twice.
+TEST(genotype, crowded_places) {
+    unsigned const n = 400;
+    std::vector<genotype> block;
+    for (std::uint64_t ones = 1; block.size() < n; ++ones) {
+        std::uint64_t h = ones * 0x9e3779b97f4a7c15u;
+        h = (h ^ (h >> 29)) * 0x9e3779b97f4a7c15u * 0x9e3779b97f4a7c15u;
+        if (((h ^ (h >> 32)) & 4095) != 0) continue;
+        block.push_back(genotype_of("11111111111111111111111111111111"));
+        block.back().ones = static_cast<unsigned>(ones);
+    }
+    std::vector<genotype*> pointers;
+    for (genotype& g : block)
+        pointers.push_back(&g);
+    std::vector<genotype> copies(block);
+    for (genotype& g : copies)
+        pointers.push_back(&g);
+    std::vector<unsigned> const status(2 * n);
+    garray array;
+    array.init(pointers.data(), status.data(), 2 * n, 0, 0, 10, true);
+    ASSERT_EQ(array.count, n);
+    for (unsigned i = 0; i < n; ++i) {
+        EXPECT_EQ(array.genotypes[i], &block[i]);
+        EXPECT_EQ(array.ranks[i], i);
+        EXPECT_EQ(array.ranks[n + i], i);
+        EXPECT_EQ(block[i].multiplicity[0], 2u);
+    }
     array.clear();
 }

@@ -61,8 +61,14 @@ TEST(validate_spec, messages) {
         {good + "the MODEL is additive\n", "@:4: error: invalid definition for variable MODEL.\n"},
         {"", "@: error: variable STATUS is not defined.\n@: error: variable GENE is not defined.\n"
              "@: error: variable EFFECT is not defined.\n"},
-        {good + "STATUS=1\n", "@:4: error: variable STATUS is multiply defined.\n"
-                              "@:4: warning: column 1 is defined more than once.\n"},
+        {good + "STATUS=2\n", "@:4: error: variable STATUS is multiply defined.\n"},
+        {good + "HEADER=1\nHEADER=0\nHEADER=0\n",
+         "@:5: warning: HEADER has no effect, the first line of a data file holds names.\n"},
+        {"STATUS=1 2\nGENE=2 3\nEFFECT=1\nITERATIONS=1e3\nFITERATIONS=7 or so\n"
+         "THRESHOLD=.25x\nTOLERANCE=0.5 %\nFTOLERANCE= 1e-9 \r\n",
+         "@:1: warning: '1 2' is read as 1.\n@:4: warning: '1e3' is read as 1.\n"
+         "@:5: warning: '7 or so' is read as 7.\n@:6: warning: '.25x' is read as .25.\n"
+         "@:7: warning: '0.5 %' is read as 0.5.\n"},
         {good + "THRESHOLD=1\nTOLERANCE=x\n",
          "variable THRESHOLD must be between 0.0 and 1.0.\n"
          "@:4: error: invalid definition for variable THRESHOLD.\n"
@@ -103,8 +109,8 @@ TEST(validate_spec, values) {
     variable v;
     reading const r = read_spec("  my STATUS =4\nGENE=2 3\nGENE=5\nEFFECT=1 -1 1 -1\n"
                                 "ENVIRONMENT=6\nENVIRONMENT=8\nMAXFITERATIONS=100\nHW = HWD\n"
-                                "MODEL=RECESSIVE\nSAMPLE=combined\nTHRESHOLD=0.05\nTHRESHOLD=.25x\n"
-                                "FTOLERANCE=1e-9\nTOLERANCE=0.5\nHEADER=0\nITERATIONS=7 or so",
+                                "MODEL=RECESSIVE\nSAMPLE=combined\nTHRESHOLD=0.05\nTHRESHOLD=.25\n"
+                                "FTOLERANCE=1e-9\nTOLERANCE=0.5\nHEADER=1\nITERATIONS=7",
                                 v);
     EXPECT_EQ(r.err, "");
     std::ostringstream values;
@@ -127,12 +133,21 @@ TEST(read_file, messages) {
         char const* err;
     } const cases[] = {
         {head + row, 1, ""},
-        {head + "\n" + row + "  \n" + row + "\n\n", 1, ""},
-        {"ID D AGE A B\r\nme 0 1.5 0 1\r\n\r\nyou 1 2 2 9\r\n", 1, ""},
+        {head + "\n" + row + "\n\n" + row + "\n", 1, ""},
+        {"ID D AGE A B\r\nme 0 1.5 0 1\r\n\nyou 1 2 2 9\r\n", 1, ""},
         {head + "you 1.0 -1e-3 3 -1\nx 0e5 +.5 1.5 2.\n", 1, ""},
         {head + row + "you 1 3 0 1", 1, "d: warning: last line has no newline and is ignored.\n"},
         {"", -9988, "d: error: no data found.\n"},
-        {"\n\n  \n", -9988, "d: error: no data found.\n"},
+        {"\n\n", -9988, "d: error: no data found.\n"},
+        // White space alone is one column without a value, but a last line without a newline is none.
+        {"\n\n  \n", -9989, "d: error: file format does not match defined columns.\n"},
+        {"  \n" + head + row, -9989, "d: error: file format does not match defined columns.\n"},
+        {"  ", -9989, "d: error: file format does not match defined columns.\n"},
+        {head + row + " \n" + row, -9989,
+         "d:3: error: file format does not match defined columns.\n"},
+        {"ID D AGE A B\r\nme 0 1 0 1\r\n\r\n", -9989,
+         "d:3: error: file format does not match defined columns.\n"},
+        {head + row + "  ", 1, ""},
         {head, -9988, "d: error: no data found.\n"},
         {"ID D AGE A B", -9988, "d: error: no data found.\n"},
         {head + "me 0 1 0 1", -9988,
@@ -159,6 +174,8 @@ TEST(read_file, messages) {
         EXPECT_EQ(read_data(head + "me 0 1 0 " + bad + "\n", spec).err,
                   "d:2: error: invalid data for variable GENE.\n")
             << bad;
+    EXPECT_EQ(read_data("A\n1\n \n", "STATUS=1\nGENE=1\nEFFECT=1\n").err,
+              "d:3: error: invalid data for variable GENE.\n");
 }
 
 // A blank line is no subject, however many loci it lacks.

@@ -36,7 +36,7 @@ template <typename likelihood> void expect_model(std::string const& settings) {
         for (auto const& c : cases) {
             study const s(c[0], model + c[1]);
             expect_derivatives<likelihood>(s);
-            expect_standard_errors<likelihood, likelihood>(s);
+            expect_standard_errors<likelihood>(s);
         }
     }
 }

@@ -4,8 +4,12 @@
 #include "numeric/lu.h"
 #include "numeric/nutil.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdlib>
+#include <cstring>
 #include <gtest/gtest.h>
+#include <set>
 #include <vector>
 
 namespace {
@@ -23,7 +27,65 @@ matrix sample(unsigned n, bool is_symmetric) {
     return A;
 }
 
+bool same_bits(matrix const& A, matrix const& B) {
+    return A.size() == B.size() && std::memcmp(A.data(), B.data(), A.size() * sizeof(double)) == 0;
+}
+
+// Sum of a[k stride_a] b[k stride_b] over `terms` places, one by one in extended precision.
+double plain_sum(double const* a, unsigned stride_a, double const* b, unsigned stride_b,
+                 unsigned terms) {
+    long double sum = 0;
+    for (unsigned k = 0; k < terms; ++k)
+        sum += static_cast<long double>(a[k * stride_a]) * b[k * stride_b];
+    return static_cast<double>(sum);
+}
+
 } // namespace
+
+// Rows and columns that are taken together change no bit, in whole blocks and in parts of them.
+TEST(blocks, have_the_bits_of_single_rows) {
+    for (unsigned n = 1; n < 14; ++n)
+        for (bool const is_singular : {false, true}) {
+            matrix A = sample(n, false), S = sample(n, true), columns(n * n), unit(n), x(n);
+            if (is_singular) std::copy(A.begin(), A.begin() + n, A.end() - n);
+            std::vector<unsigned> indx(n);
+            matrix LU = A, inverse = A;
+            ASSERT_EQ(lu_decomp(LU.data(), n, indx.data()), 201);
+            ASSERT_EQ(lu_inverse(inverse.data(), n), 201);
+            for (unsigned j = 0; j < n; ++j) {
+                unit.assign(n, 0);
+                unit[j] = 1;
+                lu_solve(LU.data(), n, indx.data(), unit.data(), x.data());
+                for (unsigned i = 0; i < n; ++i)
+                    columns[i * n + j] = x[i];
+            }
+            EXPECT_TRUE(same_bits(inverse, columns)) << n;
+
+            double* const product = matrix_multiply(A.data(), S.data(), n);
+            matrix plain(n * n);
+            for (unsigned i = 0; i < n; ++i)
+                for (unsigned j = 0; j < n; ++j)
+                    plain[i * n + j] = plain_sum(&A[i * n], 1, &S[j], n, n);
+            EXPECT_TRUE(same_bits(matrix(product, product + n * n), plain)) << n;
+            delete[] product;
+
+            matrix L = S;
+            ASSERT_EQ(cholesky_decomp(L.data(), n), 301);
+            matrix M = L, V = S, triangle = L, symmetric = S;
+            cholesky_invert_factor(M.data(), n);
+            ASSERT_EQ(cholesky_inverse(V.data(), n, false), 301);
+            for (unsigned j = 0; j < n; ++j)
+                for (unsigned i = j; i < n; ++i) {
+                    double const sum = plain_sum(&L[i * n + j], 1, &triangle[j * n + j], n, i - j);
+                    triangle[i * n + j] = (i == j ? 1 : -sum) * (1.0 / L[i * n + i]);
+                }
+            for (unsigned i = 0; i < n; ++i)
+                for (unsigned j = 0; j <= i; ++j)
+                    symmetric[i * n + j] =
+                        plain_sum(&triangle[i * n + i], n, &triangle[i * n + j], n, n - i);
+            EXPECT_TRUE(same_bits(M, triangle) && same_bits(V, symmetric)) << n;
+        }
+}
 
 TEST(lu, inverts_and_solves) {
     unsigned const n = 7;
@@ -86,13 +148,23 @@ TEST(cholesky, small_matrices) {
     EXPECT_EQ(cholesky_inverse(A, 2, det, false), 301);
     EXPECT_DOUBLE_EQ(det, 8);
     EXPECT_EQ(A[1], 2); // the upper triangle stays
+    // The last pivot is negative, in every row of a block: the last two rows are nearly alike.
+    for (unsigned n = 2; n < 10; ++n) {
+        matrix copy = sample(n, true);
+        for (unsigned j = 0; j < n; ++j)
+            copy[n * n - n + j] = copy[n * n - 2 * n + j];
+        copy[n * n - 1] = copy[n * n - n - 2] - 1e-6;
+        matrix const B = copy;
+        EXPECT_EQ(cholesky_decomp(copy.data(), n), 302) << n;
+        EXPECT_TRUE(same_bits(copy, B));
+    }
     struct {
         matrix A;
         unsigned n;
         int status;
-    } const cases[] = {{{-1}, 1, 302},    {{1, 5, 5, 1}, 2, 302}, {{4, 3, 3, 2}, 2, 302},
-                       {{1e-17}, 1, 304}, {{4}, 1, 301},          {{4}, 0, 303},
-                       {{QNAN}, 1, 302}};
+    } const cases[] = {{{-1}, 1, 302},         {{1, 5, 5, 1}, 2, 302}, {{4, 3, 3, 2}, 2, 302},
+                       {{1, 1, 1, 1}, 2, 302}, {{1e-17}, 1, 304},      {{4}, 1, 301},
+                       {{4}, 0, 303},          {{QNAN}, 1, 302}};
     for (auto const& c : cases) {
         matrix copy = c.A;
         EXPECT_EQ(cholesky_decomp(copy.data(), c.n), c.status);
@@ -111,6 +183,84 @@ TEST(error_measures, mixed_and_skipping) {
     EXPECT_NEAR(abs_err(a, b, 3), 0.001 + 0.01 + 1, 1e-14);
     double const large[] = {3e200, 4e200}; // squares beyond the range of double
     EXPECT_NEAR(nrm2(large, 2) / 5e200, 1, 1e-15);
+}
+
+TEST(error_measures, sums_and_norms) {
+    EXPECT_EQ(max_err(nullptr, nullptr, 0), -MAX_DOUBLE);
+    for (auto const measure : {abs_err, rel_err})
+        EXPECT_EQ(measure(nullptr, nullptr, 0), 0);
+    double const a[] = {3, -1, 5}, b[] = {2, 1, -10}, zero[] = {2, 0, -10};
+    EXPECT_EQ(rel_err(a, b, 3), 0.5 + 2 + 1.5);
+    EXPECT_EQ(rel_err(a, zero, 3), INF);
+    EXPECT_TRUE(std::isnan(rel_err(zero, zero, 3)));
+    EXPECT_EQ(nrm2(a, b, 3), std::sqrt(1.0 + 4 + 225));
+    double const A[] = {1, QNAN, 2, 4}; // rows (1, 2) and (2, 4); the upper triangle is not read
+    EXPECT_EQ(fnrm2(A, 2), 5);
+    EXPECT_EQ(nrm2(a, 0) + nrm2(a, b, 0) + fnrm2(A, 0), 0);
+}
+
+TEST(nutil, constants) {
+    EXPECT_EQ(TOL * TOL, EPS);
+    EXPECT_EQ(IEPS, 4503599627370496.0);
+    EXPECT_TRUE(std::isnan(SNAN) && std::memcmp(&SNAN, &QNAN, sizeof SNAN) == 0);
+    EXPECT_GT(INF, MAX_DOUBLE);
+    EXPECT_GT(MAX_LONG_DOUBLE, MAX_DOUBLE);
+    EXPECT_EQ(MAX_LONG_INT, MAX_INT);
+    EXPECT_EQ(MAX_UINT, 2u * MAX_INT + 1u);
+}
+
+TEST(nutil, matrices) {
+    double const A[] = {1, 2, 3, 4, 5, 6}, B[] = {1, 0, 2, 1, 0, 1}; // 2 x 3 and 3 x 2
+    auto const is = [](double* R, matrix const& expected) {
+        matrix const found(R, R + expected.size());
+        delete[] R;
+        return found == expected;
+    };
+    EXPECT_TRUE(is(matrix_transpose(A, 2, 3), {1, 4, 2, 5, 3, 6}));
+    EXPECT_TRUE(is(matrix_multiply(A, B, 2, 3, 2), {5, 5, 14, 11}));
+    EXPECT_TRUE(is(matrix_multiply(B, A, 3, 2, 3), {1, 2, 3, 6, 9, 12, 4, 5, 6}));
+    EXPECT_TRUE(is(matrix_multiply(A, B, 2), {5, 2, 11, 4}));
+    EXPECT_TRUE(is(matrix_multiply(A, B, 2, 0, 2), {0, 0, 0, 0}));
+    EXPECT_TRUE(is(matrix_multiply(A, B, 0), {}));
+    EXPECT_TRUE(is(matrix_transpose(A, 0, 3), {}));
+}
+
+TEST(nutil, factorial_and_random_integers) {
+    unsigned const expected[] = {1, 1, 1, 2, 6, 24};
+    for (unsigned n = 0; n < 6; ++n)
+        EXPECT_EQ(factorial(n), expected[n]) << n;
+    EXPECT_EQ(factorial(14), 1932053504u); // 13! modulo 2^32
+
+    std::vector<unsigned> first(100), second(100);
+    ASSERT_EQ(random_uint(100, first.data(), 7, 107, -1), 1); // all of the range
+    ASSERT_EQ(random_uint(100, second.data(), 7, 107, 17137), 1);
+    EXPECT_EQ(first, second);
+    ASSERT_EQ(random_uint(100, second.data(), 7, 107, 1), 1);
+    EXPECT_NE(first, second);
+    EXPECT_EQ(std::set<unsigned>(first.begin(), first.end()).size(), 100u);
+    EXPECT_EQ(*std::min_element(first.begin(), first.end()), 7u);
+    // The values are those of rand(), from the last slot down; stretched for the largest bounds.
+    struct {
+        unsigned lo, hi, scale;
+    } const ranges[] = {{5, 20, 1},
+                        {2147483640u, 2147483647u, 1},
+                        {2147483645u, 2147483648u, 2},
+                        {4294967290u, 4294967293u, 2},
+                        {4294967290u, 4294967294u, 3}};
+    for (auto const& r : ranges) {
+        unsigned x;
+        ASSERT_EQ(random_uint(1, &x, r.lo, r.hi, 3), 1);
+        std::srand(3);
+        EXPECT_EQ(x, r.lo + static_cast<unsigned>(std::rand()) * r.scale % (r.hi - r.lo));
+    }
+    struct {
+        unsigned n, lo, hi;
+    } const refused[] = {{0, 1, 2}, {1, 2, 1}, {1, 2, 2}, {3, 1, 3}};
+    for (auto const& r : refused) {
+        unsigned x = 99;
+        EXPECT_EQ(random_uint(r.n, &x, r.lo, r.hi, 1), 112);
+        EXPECT_EQ(x, 99u);
+    }
 }
 
 // Reference values: regularised incomplete gamma functions in 60 digits.
@@ -148,4 +298,48 @@ TEST(cdfchi, tails_and_arguments) {
         EXPECT_NEAR(p, c.p, 5e-15) << x << " df " << df;
         EXPECT_NEAR(q, c.q, 5e-15 * c.q) << x << " df " << df;
     }
+}
+
+// Reference values in 30 digits.
+TEST(dcdflib, error_functions_and_arguments) {
+    struct {
+        double x, erf, erfc, scaled;
+    } const cases[] = {
+        {0.0, 0.00000000000000000e+00, 1.00000000000000000e+00, 1.00000000000000000e+00},
+        {0.25, 2.76326390168236957e-01, 7.23673609831763098e-01, 7.70346547730996756e-01},
+        {-1.0, -8.42700792949714894e-01, 1.84270079294971478e+00, 5.00898008076228329e+00},
+        {1.5, 9.66105146475310761e-01, 3.38948535246892738e-02, 3.21585416454317485e-01},
+        {1.99, 9.95111413199617045e-01, 4.88858680038300325e-03, 2.56467836719529885e-01},
+        {2.0, 9.95322265018952712e-01, 4.67773498104726623e-03, 2.55395676310505748e-01},
+        {3.0, 9.99977909503001361e-01, 2.20904969985854412e-05, 1.79001151181389956e-01},
+        {26.0, 1.00000000000000000e+00, 5.66319240885614319e-296, 2.16835848505629071e-02},
+        {-26.0, -1.00000000000000000e+00, 2.00000000000000000e+00, 7.65772493149056822e+293},
+        {30, 1, 0, 0.01879588886141675},
+        {INF, 1, 0, 0},
+    };
+    int plain = 0, scaled = 1;
+    for (auto const& c : cases) {
+        double x = c.x;
+        EXPECT_DOUBLE_EQ(erf1(&x), c.erf) << x;
+        EXPECT_NEAR(erfc1(&plain, &x), c.erfc, EPS * c.erfc + 1e-320) << x;
+        EXPECT_NEAR(erfc1(&scaled, &x), c.scaled, EPS * c.scaled) << x;
+    }
+    double missing = QNAN, a = 3, x = 5, P, Q;
+    EXPECT_TRUE(std::isnan(erf1(&missing)) && std::isnan(erfc1(&scaled, &missing)));
+    for (int ind : {0, 1, 2}) {
+        gamma_inc(&a, &x, &P, &Q, &ind);
+        EXPECT_NEAR(Q, 18.5 * std::exp(-5), 5e-15 * Q);
+        EXPECT_NEAR(P + Q, 1, EPS);
+    }
+    struct {
+        double a, x, P;
+    } const edges[] = {{-1, 1, 2}, {1, -1, 2}, {0, 0, 2}, {QNAN, 1, 2}, {0, 1, 1}, {1, 0, 0}};
+    for (auto e : edges) {
+        gamma_inc(&e.a, &e.x, &P, &Q, &plain);
+        EXPECT_EQ(P, e.P) << e.a << " " << e.x;
+    }
+    int i[] = {1, 2, 3};
+    EXPECT_EQ(dpmpar(i), EPS);
+    EXPECT_EQ(dpmpar(i + 1), 0x1p-1022);
+    EXPECT_EQ(dpmpar(i + 2), MAX_DOUBLE);
 }

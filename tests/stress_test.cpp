@@ -79,6 +79,11 @@ TEST(stress, runs) {
          "STATUS=1\nGENE=2 3 4 5 6 7 8 9\nEFFECT=7\n", "",
          "Subjects: 804/804\n|\n  00000111              1.0986          0.5795|"
          "\n  00000111              0.0050|Status: Success.\n"},
+        {"a frequency that equals FTOLERANCE, 1/4, is not listed; haplotype 0 is not modelled",
+         one_snp({0, 1, 1}, {0, 0, 2}),
+         "STATUS=1\nGENE=2\nEFFECT=0\nFTOLERANCE=0.25\nTHRESHOLD=0.3\n",
+         "d: error: frequency of haplotype 0 is not consistent with specified threshold.\n",
+         "  Controls\n----------------------------------\n1                                1\n---"},
         {"wide tolerances; no frequency exceeds FTOLERANCE", DATA,
          SPEC + "TOLERANCE=0.999\nFTOLERANCE=0.999\n", "",
          "Tolerance: 0.999\n|  Controls\n" + std::string(34, '-') +

@@ -1,59 +1,13 @@
 #include "tests/support.h"
 
-#include "ggi/case_control_ggi.h"
-#include "ggi/case_control_ggi_init.h"
-#include "ggi/case_control_ggi_statistics.h"
-#include "ggi/console/common/console_io.h"
-#include "ggi/console/common/effect_map.h"
-#include "ggi/hwd_frequency.h"
-#include "ggi/hwq_frequency.h"
 #include "numeric/lu.h"
 
 #include <cmath>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <numeric>
 #include <regex>
-#include <set>
 #include <sys/wait.h>
-
-namespace fs = std::filesystem;
-
-scratch::scratch() {
-    std::string name = (fs::temp_directory_path() / "quilmar-XXXXXX").string();
-    path = mkdtemp(&name[0]);
-}
-
-scratch::~scratch() {
-    fs::remove_all(path);
-}
-
-std::string scratch::write(std::string const& name, std::string const& text) const {
-    std::ofstream(file(name), std::ios::binary) << text;
-    return file(name);
-}
-
-std::string scratch::read(std::string const& name) const {
-    std::ifstream stream(file(name), std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-bool scratch::has(std::string const& name) const {
-    return fs::exists(file(name));
-}
-
-std::string scratch::list(std::string const& directory) const {
-    std::set<std::string> names;
-    for (fs::directory_entry const& entry : fs::directory_iterator(file(directory)))
-        names.insert(entry.path().filename());
-    std::string text;
-    for (std::string const& name : names)
-        text += name + " ";
-    return text;
-}
 
 outcome run_shell(scratch const& directory, std::string const& command) {
     scratch streams;
@@ -77,58 +31,6 @@ std::string undated(std::string const& report) {
     std::size_t const start = report.rfind('\n', end);
     EXPECT_NE(report.find("Report generated on ", start), std::string::npos);
     return report.substr(0, start + 1);
-}
-
-sample::sample(std::string const& data_text, std::string const& spec_text) {
-    scratch files;
-    v.init();
-    ccg.init();
-    labels = nullptr;
-    frequency = result{};
-    EXPECT_EQ(validate_spec(files.write("spec", spec_text), v), 1);
-    ccg.n_covariates = v.n_covariates;
-    EXPECT_EQ(read_file(files.write("data", data_text), v, labels, ccg.genotypes, ccg.status,
-                        ccg.covariates, ccg.n_subjects),
-              1);
-    ccg.n_genes = v.n_genes;
-    ccg.gene_loci = new unsigned[v.n_genes];
-    std::copy(v.gene_loci, v.gene_loci + v.n_genes, ccg.gene_loci);
-    ccg.distinct = new garray;
-    ccg.distinct->init(ccg.genotypes, ccg.status, ccg.n_subjects, 101, 0, 10, true);
-    frequencies.resize(std::size_t{1} << v.n_loci());
-    frequency.estimates = frequencies.data();
-}
-
-sample::~sample() {
-    ccg.free();
-    v.free();
-    delete[] labels;
-}
-
-study::study(std::string const& data_text, std::string const& spec_text, double origin,
-             double scale)
-    : sample(data_text, spec_text), fit{}, stats{} {
-    for (unsigned c = 0; c < ccg.n_covariates; ++c)
-        for (unsigned i = 0; i < ccg.n_subjects; ++i)
-            ccg.covariates[c][i] = origin + scale * ccg.covariates[c][i];
-    auto* const estimate = v.hw == 0 ? hwq_frequency : hwd_frequency;
-    estimate(estimator(), v.sample, v.frequency_iterations, v.frequency_tolerance, frequency, true);
-    EXPECT_EQ(case_control_ggi_init(ccg, v.hw, v.threshold, frequencies.data()), 1);
-    EXPECT_EQ(map_effects("data", v, ccg), 1);
-    EXPECT_EQ(case_control_ggi_set_model(ccg, v.hw, v.model), 1);
-    case_control_ggi_start(ccg, v.hw, frequency, fit);
-}
-
-study::~study() {
-    case_control_ggi_clear_model(ccg, v.hw);
-    stats.free();
-    fit.free();
-}
-
-int study::run() {
-    int const status = case_control_ggi(ccg, v.hw, v.iterations, v.tolerance, fit);
-    EXPECT_EQ(case_control_ggi_statistics(ccg, v.hw, fit.estimates, stats), 1);
-    return status;
 }
 
 regression logistic(std::vector<std::vector<double>> const& X, std::vector<double> const& y) {

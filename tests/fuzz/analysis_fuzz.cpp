@@ -13,7 +13,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
     v.iterations = std::min(v.iterations, 20u);
     v.frequency_iterations = std::min(v.frequency_iterations, 20u);
     memory_file const file(input.data);
-    std::unique_ptr<double[]> frequencies;
-    analyse_file("data", file.path, "/dev/null", v, frequencies);
+    result frequency{};
+    analyse_file("data", file.path, "/dev/null", v, frequency);
+    frequency.free();
     return 0;
 }

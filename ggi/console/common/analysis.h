@@ -3,15 +3,14 @@
 #define QUILMAR_CONSOLE_ANALYSIS_H
 
 #include "ggi/console/common/variable.h"
-
-#include <memory>
+#include "ggi/structures.h"
 
 // Analyses the data file at `path` and writes its report to `output`. `name` is what messages call
-// the file; frequencies is a work table of 2^L values for the L loci of all genes, which the first
-// file of the run allocates. Every message is printed, everything of this file is released, memory
+// the file; frequency is the run's, empty at first: its table of 2^L values for the L loci of all
+// genes, which all files share, is made for the first file that can be read. Every message is printed, everything of this file is released, memory
 // running out included. A disequilibrium parameter that is estimated at zero sets v.hw to
 // equilibrium, for the files to come as well.
 void analyse_file(std::string const& name, std::string const& path, std::string const& output,
-                  variable& v, std::unique_ptr<double[]>& frequencies);
+                  variable& v, result& frequency);
 
 #endif

@@ -7,18 +7,18 @@
 #include "ggi/console/common/variable.h"
 #include "ggi/structures.h"
 
+#include <initializer_list>
+#include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // --- console_io_file.cpp ---
 
 // Loads a regular file into a new buffer of `length` characters and a closing NUL, which the caller
-// releases with array delete. The file must not be empty. Returns 1, or with buffer null
+// releases with array delete; an empty file has length 0. Returns SUCCESS, or with buffer null
 // OPEN_FAILED, READ_FAILED (also for a file of more than INT_MAX bytes) or CLOSE_FAILED.
 int get_file(std::string const& path, char*& buffer, int& length);
-
-// Is this a regular file of length 0?
-bool is_empty_file(std::string const& path);
 
 // The part of a path after its last "/", a closing "/" left out.
 std::string base_name(std::string path);
@@ -80,11 +80,15 @@ std::string statstr(statistics const& stats, unsigned parameter, int width, int 
 
 // --- console_io_save.cpp ---
 
-// Saves the report. A file of that name is replaced once the new one is whole, and is left alone if
-// that fails; a link is followed, a device or FIFO written to. Returns 1, OPEN_FAILED (also where
-// the output is the data file or the variable specification file) or CLOSE_FAILED.
-int save_text(std::string const& output, std::string const& text, std::string const& data_path,
-              std::string const& spec_path);
+// Saves a report, given in parts. A file of that name is replaced once the new one is whole, and is
+// left alone if that fails; where the directory does not permit it, a file that may be written is
+// overwritten. The caller's links are followed, a device or FIFO is written to. Returns SUCCESS,
+// OPEN_FAILED (also for an input and for a link of someone else) or CLOSE_FAILED.
+int save_text(std::string const& output, std::initializer_list<std::string_view> text,
+              std::set<file_id> const& inputs);
+
+// Is this the name of a report that is being written, or that a run left when it was killed?
+bool is_temporary_name(std::string const& name);
 
 // --- console_io_help.cpp ---
 

@@ -6,6 +6,7 @@
 #include "ggi/console/common/console_io.h"
 #include "ggi/console/common/console_status.h"
 #include "numeric/memory.h"
+#include "numeric/status_code.h"
 
 #include <algorithm>
 #include <cmath>
@@ -34,10 +35,11 @@ constexpr token_characters is_token;
 struct line {
     char const* begin;
     char const* end; // its newline
-    unsigned tokens; // none in a blank line
-    unsigned
-        count; // how often a stream would have to be asked for a token before it ends, which is
-               // one more after trailing white space
+    unsigned tokens;
+    unsigned count; // of attempts to take a token before a stream ends: one more than the tokens
+                    // after trailing white space
+
+    bool is_empty() const { return begin == end; }
 };
 
 // Calls visit(index, begin, end) for every token of the line that begins at l.begin; fills the rest
@@ -249,8 +251,7 @@ void read_subject(line& l, unsigned number, std::vector<column> const& columns, 
         if (!good && bad.line == 0) bad = {number, c.kind};
     });
     // White space at the end of a line counts as a column that has no value.
-    bool const is_short = l.tokens > 0 && l.tokens < defined;
-    if (is_short && bad.line == 0 && columns[l.tokens].kind != IGNORED)
+    if (l.tokens < defined && bad.line == 0 && columns[l.tokens].kind != IGNORED)
         bad = {number, columns[l.tokens].kind};
     out.status[out.n] = status;
     // A column that is named twice leaves the lowest bits unset.
@@ -263,15 +264,15 @@ void read_subject(line& l, unsigned number, std::vector<column> const& columns, 
 }
 
 // Reads the subjects of the buffer, a newline following its end. Prints what is wrong with it and
-// returns the code, or 1.
+// returns the code, or SUCCESS.
 int read_subjects(char const* buffer, char const* end, std::string const& name, variable const& v,
                   outputs& out) {
     auto const located = [&](unsigned number) { return name + ":" + std::to_string(number); };
     unsigned number = 1; // of the line
     line current = measured(buffer);
-    for (; current.tokens == 0 && current.end < end; ++number)
+    for (; current.is_empty() && current.end < end; ++number)
         current = measured(current.end + 1);
-    if (current.tokens == 0) return console_status(NO_DATA, name, "");
+    if (current.is_empty()) return console_status(NO_DATA, name, "");
     unsigned const width = current.count, defined = defined_columns(v);
     if (width < defined || (v.header != 0 && number != 1))
         return console_status(COLUMNS_MISMATCH, name, "");
@@ -293,8 +294,12 @@ int read_subjects(char const* buffer, char const* end, std::string const& name, 
     bad_value bad{0, IGNORED};
     for (; next < complete; next = current.end + 1) {
         current.begin = next;
-        read_subject(current, ++number, columns, loci, out, bad);
-        if (current.tokens == 0) continue;
+        ++number;
+        if (*next == '\n') {
+            current.end = next;
+            continue;
+        }
+        read_subject(current, number, columns, loci, out, bad);
         if (current.count < defined) return console_status(COLUMNS_MISMATCH, located(number), "");
         if (current.count != width) return console_status(INVALID_FORMAT, located(number), "");
         out.genotypes[out.n] = out.genotypes[0] + out.n;
@@ -306,7 +311,7 @@ int read_subjects(char const* buffer, char const* end, std::string const& name, 
     if (bad.line != 0)
         return console_status(INVALID_VALUE, located(bad.line),
                               variable::keywords[VARIABLE_OF[bad.kind]]);
-    return 1;
+    return SUCCESS;
 }
 
 } // namespace
@@ -315,16 +320,15 @@ int read_file(std::string path, variable const& v, std::string*& names, genotype
               unsigned*& status, double**& covariates, unsigned& n) {
     outputs out{names, genotypes, status, covariates, n};
     std::string const name = base_name(path);
-    if (is_empty_file(path)) return console_status(NO_DATA, name, "");
     char* buffer;
     int length;
     int code = get_file(path, buffer, length);
     if (code == OPEN_FAILED) return code;
-    if (code != 1) return console_status(code, path, "data");
+    if (code != SUCCESS) return console_status(code, path, "data");
     std::unique_ptr<char[]> const owner(buffer);
     // In the place of the closing NUL, so that every line ends in a newline.
     buffer[length] = '\n';
     code = read_subjects(buffer, buffer + length, name, v, out);
-    if (code != 1) out.release(v.n_covariates);
+    if (code != SUCCESS) out.release(v.n_covariates);
     return code;
 }

@@ -3,14 +3,15 @@
 
 #include "ggi/console/common/console_status.h"
 #include "numeric/memory.h"
+#include "numeric/status_code.h"
 
-#include <cassert>
 #include <cerrno>
 #include <climits>
 #include <fcntl.h>
-#include <new>
+#include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -26,43 +27,36 @@ bool read_all(int file, char* buffer, std::size_t size) {
     return true;
 }
 
+// Closes its file at the end, unless that has been done.
+struct open_file {
+    int descriptor;
+    ~open_file() {
+        if (descriptor >= 0) ::close(descriptor);
+    }
+    bool close() { return ::close(std::exchange(descriptor, -1)) == 0; }
+};
+
 } // namespace
 
 int get_file(std::string const& path, char*& buffer, int& length) {
     buffer = nullptr;
     length = 0;
     // Not blocking, so that a FIFO without a writer cannot hang the run.
-    int const file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (file < 0) return OPEN_FAILED;
-    int status = READ_FAILED;
+    open_file file{open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)};
+    if (file.descriptor < 0) return OPEN_FAILED;
     struct stat info;
-    if (fstat(file, &info) == 0 && S_ISREG(info.st_mode) && info.st_size <= INT_MAX) {
-        std::size_t const size = static_cast<std::size_t>(info.st_size);
-        buffer = new (std::nothrow) char[size + 1];
-        if (buffer == nullptr) {
-            close(file);
-            throw std::bad_alloc();
-        }
-        use_large_pages(buffer, size);
-        if (read_all(file, buffer, size)) {
-            status = 1;
-            buffer[size] = '\0';
-            length = static_cast<int>(size);
-            assert(length > 0);
-        }
-    }
-    if (close(file) != 0 && status == 1) status = CLOSE_FAILED;
-    if (status != 1) {
-        delete[] buffer;
-        buffer = nullptr;
-        length = 0;
-    }
-    return status;
-}
-
-bool is_empty_file(std::string const& path) {
-    struct stat info;
-    return stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && info.st_size == 0;
+    if (fstat(file.descriptor, &info) != 0 || !S_ISREG(info.st_mode) || info.st_size > INT_MAX)
+        return READ_FAILED;
+    std::size_t const size = static_cast<std::size_t>(info.st_size);
+    require_memory(static_cast<double>(size));
+    std::unique_ptr<char[]> text(new char[size + 1]);
+    use_large_pages(text.get(), size);
+    if (!read_all(file.descriptor, text.get(), size)) return READ_FAILED;
+    if (!file.close()) return CLOSE_FAILED;
+    text[size] = '\0';
+    length = static_cast<int>(size);
+    buffer = text.release();
+    return SUCCESS;
 }
 
 std::string base_name(std::string path) {

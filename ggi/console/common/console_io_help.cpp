@@ -13,7 +13,7 @@ int usage_display(bool hint) {
 }
 
 int help_display() {
-    std::cout << "\nquilmar 2.0 (17 September 2007)\n";
+    std::cout << "\nquilmar " QUILMAR_VERSION " (17 September 2007)\n";
     usage_display(false);
     std::cout << "  Mandatory arguments: \n"
                  "      data                      input file or directory\n"

@@ -3,7 +3,9 @@
 // The text is composed in memory and written at once, so that a report is whole or absent.
 #include "ggi/console/common/console_io.h"
 #include "ggi/console/common/console_status.h"
+#include "ggi/engine_input.h"
 #include "ggi/status.h"
+#include "numeric/memory.h"
 #include "numeric/nutil.h"
 
 #include <algorithm>
@@ -17,9 +19,12 @@
 namespace {
 
 constexpr int PAGE = 78;
+// At most, that follow the haplotypes in their section.
+constexpr std::size_t LAST_ROWS = 6;
 constexpr char const* COLUMNS[] = {"Estimate", "StdError", "Z-Stat", "P-Value"};
 
-std::string const EQUALS_RULE = std::string(80, '=') + "\n";
+constexpr char EQUALS_RULE[] =
+    "================================================================================\n";
 
 std::string dash_rule(int width) {
     return std::string(static_cast<std::size_t>(width), '-') + "\n";
@@ -60,14 +65,14 @@ int length(std::string const& text) {
 }
 
 std::string banner(std::string const& data_path) {
-    return EQUALS_RULE + "=== QUILMAR Analysis " +
+    return std::string(EQUALS_RULE) + "=== QUILMAR Analysis " +
            printable(data_path.substr(data_path.rfind('/') + 1)) + " ===\n" + EQUALS_RULE + "\n";
 }
 
 std::string section_head(std::string const& title, unsigned hw, double tolerance,
                          unsigned iterations) {
     return EQUALS_RULE + title + " under Hardy-Weinberg " +
-           (hw != 0 ? "disequilibrium\n" : "equilibrium\n") + EQUALS_RULE +
+           (hw != EQUILIBRIUM ? "disequilibrium\n" : "equilibrium\n") + EQUALS_RULE +
            "Tolerance: " + plain(tolerance) + "\n" +
            "Maximum iterations: " + std::to_string(iterations) + "\n";
 }
@@ -82,43 +87,51 @@ std::string section_end(result const& res, std::string const& log_likelihood, in
 
 char const* sample_label(unsigned sample) {
     switch (sample) {
-    case 1: return "Cases";
-    case 2: return "Combined";
+    case CASES: return "Cases";
+    case COMBINED: return "Combined";
     default: return "Controls";
     }
 }
 
 char const* model_label(unsigned model) {
     switch (model) {
-    case 2: return "Recessive";
-    case 3: return "Dominant";
-    case 4: return "Codominant";
+    case RECESSIVE: return "Recessive";
+    case DOMINANT: return "Dominant";
+    case CODOMINANT: return "Codominant";
     default: return "Additive";
     }
 }
 
-std::string frequency_section(outfmt const& format, case_control_ggi_data const& data,
-                              variable const& v, result const& frequency) {
+void add_frequency_section(std::string& text, outfmt const& format,
+                           case_control_ggi_data const& data, variable const& v,
+                           result const& frequency) {
     int const pf = decimals(v.frequency_tolerance);
     int const L = std::max(static_cast<int>(format.width), 20);
     std::string const log_likelihood = fixed(frequency.log_likelihood, pf + 2, pf);
     int const Vf = std::max(length(log_likelihood), 14);
-    std::string text =
+    text +=
         section_head("Haplotype frequencies", v.hw, v.frequency_tolerance, v.frequency_iterations);
     text += "Subjects: " + std::to_string(data.n_subjects) + "\n" +
             "Cases: " + std::to_string(data.cases_read) + "\n" +
             "Controls: " + std::to_string(data.controls_read) + "\n\n";
     text += left("Haplotype", L) + right(sample_label(v.sample), Vf) + "\n" + dash_rule(L + Vf);
     unsigned const loci = v.n_loci();
-    for (std::size_t h = 0; h < std::size_t{1} << loci; ++h)
-        if (!(v.frequency_tolerance >= frequency.estimates[h]))
-            text += left(haplotype{static_cast<unsigned>(h), 0}.str(loci), L) +
-                    right(fixed(frequency.estimates[h], pf + 2, pf), Vf) + "\n";
-    return text + dash_rule(L + Vf) + section_end(frequency, log_likelihood, L, Vf);
+    double const *const first = frequency.estimates, *const end = first + (std::size_t{1} << loci);
+    auto const is_listed = [&](double f) { return !(v.frequency_tolerance >= f); };
+    // A small tolerance lists many haplotypes with many decimals: 361 MB for 20 loci and 1e-308.
+    std::size_t const rows = static_cast<std::size_t>(std::count_if(first, end, is_listed));
+    std::size_t const bytes = text.size() + (rows + LAST_ROWS) * static_cast<unsigned>(L + Vf + 1);
+    require_memory(static_cast<double>(bytes));
+    text.reserve(bytes);
+    for (double const* f = first; f != end; ++f)
+        if (is_listed(*f))
+            text += left(haplotype{static_cast<unsigned>(f - first), 0}.str(loci), L) +
+                    right(fixed(*f, pf + 2, pf), Vf) + "\n";
+    text += dash_rule(L + Vf) + section_end(frequency, log_likelihood, L, Vf);
 }
 
-std::string rows(std::vector<outfmt_row> const& table, statistics const& stats, int Le, int Ve,
-                 int pe) {
+std::string table_text(std::vector<outfmt_row> const& table, statistics const& stats, int Le,
+                       int Ve, int pe) {
     std::string text, title;
     for (outfmt_row const& row : table) {
         if (row.title != title) text += row.title + "\n";
@@ -146,10 +159,10 @@ std::string effects_section(outfmt const& format, case_control_ggi_data const& d
     for (char const* column : COLUMNS)
         text += right(column, Ve);
     std::string const rule = dash_rule(Le + 4 * Ve);
-    text += "\n" + rule + "Effects\n" + rule + rows(format.effects, stats, Le, Ve, pe);
+    text += "\n" + rule + "Effects\n" + rule + table_text(format.effects, stats, Le, Ve, pe);
     if (!format.environment.empty())
-        text += "Environment\n" + rows(format.environment, stats, Le, Ve, pe);
-    text += "Frequencies\n" + rows(format.frequencies, stats, Le, Ve, pe);
+        text += "Environment\n" + table_text(format.environment, stats, Le, Ve, pe);
+    text += "Frequencies\n" + table_text(format.frequencies, stats, Le, Ve, pe);
     return text + rule +
            section_end(fit, log_likelihood, std::max(Le, 14), length(log_likelihood) + 2);
 }
@@ -215,25 +228,24 @@ std::string statstr(statistics const& stats, unsigned parameter, int width, int 
 
 void format_output(case_control_ggi_data const& data, variable const& v, std::string const* labels,
                    outfmt& format) {
-    // Frequencies come first among the parameters, then rho, if there is one, then the effects,
-    // then kappa, which is not listed, and the covariates' terms.
-    unsigned const K = data.n_haplotypes;
-    unsigned parameter = v.hw == 0 ? K : K + 1;
-    auto const add = [&](std::vector<outfmt_row>& table, outfmt_row row) {
-        row.parameter = parameter++;
+    parameter_layout const where = layout_of(data, v.hw);
+    unsigned const K = where.n_haplotypes;
+    // A term coded by the pair has a second row under the codominant model.
+    auto const add_coded = [&](std::vector<outfmt_row>& table, outfmt_row row, unsigned parameter) {
+        row.parameter = where.reported(parameter);
         table.push_back(row);
-        if (v.model == 4 && !row.title.empty()) table.push_back({row.title, "", parameter++});
+        if (where.per_term == 2) table.push_back({row.title, "", row.parameter + 1});
     };
     std::vector<std::string> const names = covariate_names(v, labels);
     for (unsigned e = 0; e < data.n_effects; ++e)
-        add(format.effects, term_row(data, data.effects[e]));
-    if (has_environment(data)) ++parameter;
+        add_coded(format.effects, term_row(data, data.effects[e]), where.effect(e));
     for (unsigned r = 0; r < data.n_environment; ++r)
-        add(format.environment, {"", "  " + joined_names(data.environment[r], names), 0});
+        format.environment.push_back({"", "  " + joined_names(data.environment[r], names),
+                                      where.reported(where.environment(r))});
     for (unsigned r = 0; r < data.n_interactions; ++r) {
         outfmt_row row = term_row(data, data.interactions[r]);
         row.label += "*" + joined_names(data.interactions[r] + data.n_genes, names);
-        add(format.environment, row);
+        add_coded(format.environment, row, where.interaction(r));
     }
     std::vector<unsigned> by_code(K);
     std::iota(by_code.begin(), by_code.end(), 0u);
@@ -242,7 +254,7 @@ void format_output(case_control_ggi_data const& data, variable const& v, std::st
     for (unsigned const i : by_code)
         format.frequencies.push_back(
             {"", "  " + haplotype{data.haplotypes[i], 0}.str(v.n_loci()), i});
-    if (v.hw != 0) format.frequencies.push_back({"", "  Rho", K});
+    if (!where.has_reference) format.frequencies.push_back({"", "  Rho", where.rho()});
     unsigned const longest =
         std::max({longest_label(format.effects), longest_label(format.environment),
                   longest_label(format.frequencies)});
@@ -253,9 +265,9 @@ int write_file(std::string const& output, std::string const& data_path, std::str
                outfmt const& format, case_control_ggi_data const& data, variable const& v,
                result const& frequency, result const& fit, statistics const& stats,
                bool with_frequencies, bool with_effects) {
-    std::string text = banner(data_path);
-    if (with_frequencies) text += frequency_section(format, data, v, frequency);
-    if (with_effects) text += effects_section(format, data, v, fit, stats);
-    text += date_line();
-    return save_text(output, text, data_path, v.spec_path);
+    std::string frequencies = banner(data_path), effects;
+    if (with_frequencies) add_frequency_section(frequencies, format, data, v, frequency);
+    if (with_effects) effects = effects_section(format, data, v, fit, stats);
+    effects += date_line();
+    return save_text(output, {frequencies, effects}, v.inputs);
 }

@@ -2,10 +2,12 @@
 #include "ggi/console/common/console_status.h"
 
 #include "ggi/status.h"
+#include "numeric/status_code.h"
 
 #include <algorithm>
 #include <cctype>
 #include <iostream>
+#include <iterator>
 
 namespace {
 
@@ -49,15 +51,47 @@ std::string line_of(int code, std::string const& first, std::string const& secon
         return first + ": error: frequency of haplotype " + second +
                " is not consistent with specified threshold.";
     case STATISTICS_FAILED: return first + ": warning: statistics computation failed.";
-    case 1: return first + ": success.";
-    case 3:
+    case SUCCESS: return first + ": success.";
+    case UNKNOWN_HAPLOTYPE:
         return first + ": error: haplotype " + second + " is not consistent with genotype data.";
-    case 5:
+    case ITERATIONS_EXCEEDED:
         return first + ": warning: exceeded maximum iterations" +
                (second.empty() ? "." : " in " + second + " computation.");
-    case 9: return first + ": warning: rho estimated at zero --> using HWE.";
+    case RHO_AT_ZERO: return first + ": warning: rho estimated at zero --> using HWE.";
     default: return status_line(code, first);
     }
+}
+
+// Decodes the UTF-8 character that begins at `at`; returns the number of its bytes. A byte that
+// begins none counts as a character of its own, NUL.
+std::size_t take_character(std::string const& text, std::size_t at, char32_t& c) {
+    constexpr struct {
+        unsigned char mask, begin;
+        char32_t lowest; // that is not written in fewer bytes
+    } FORMS[] = {{0x80, 0x00, 0}, {0xe0, 0xc0, 0x80}, {0xf0, 0xe0, 0x800}, {0xf8, 0xf0, 0x10000}};
+    auto const byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    for (std::size_t length = 1; length <= std::size(FORMS); ++length) {
+        auto const& form = FORMS[length - 1];
+        if ((byte(at) & form.mask) != form.begin) continue;
+        c = byte(at) & ~form.mask & 0xffu;
+        std::size_t i = 1;
+        for (; i < length && at + i < text.size() && (byte(at + i) & 0xc0) == 0x80; ++i)
+            c = c << 6 | (byte(at + i) & 0x3f);
+        bool const is_surrogate = c >= 0xd800 && c < 0xe000;
+        if (i == length && c >= form.lowest && c <= 0x10ffff && !is_surrogate) return length;
+    }
+    c = U'\0';
+    return 1;
+}
+
+// Controls, separators of lines, and marks that change the direction of the text around them.
+bool is_printable(char32_t c) {
+    constexpr struct {
+        char32_t first, last;
+    } HIDDEN[] = {{0x00, 0x1f},     {0x7f, 0x9f},     {0x61c, 0x61c},
+                  {0x200e, 0x200f}, {0x2028, 0x202e}, {0x2066, 0x2069}};
+    return std::none_of(std::begin(HIDDEN), std::end(HIDDEN),
+                        [c](auto const& range) { return c >= range.first && c <= range.last; });
 }
 
 } // namespace
@@ -88,7 +122,16 @@ int console_status(int code, std::string first, std::string second) {
 }
 
 std::string printable(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; }, '?');
+    std::size_t end = 0;
+    for (std::size_t at = 0, length; at < text.size(); at += length) {
+        char32_t c;
+        length = take_character(text, at, c);
+        if (is_printable(c))
+            for (std::size_t i = 0; i < length; ++i)
+                text[end++] = text[at + i];
+        else
+            text[end++] = '?';
+    }
+    text.resize(end);
     return text;
 }

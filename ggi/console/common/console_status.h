@@ -37,8 +37,9 @@ int console_status(int code, std::string first, std::string second);
 // blanks, at a blank where there is one and within a word where there is none.
 std::string wrapped(std::string line);
 
-// The text with a "?" for every control character, so that the name of a file can neither steer a
-// terminal nor pass for a line of its own.
+// The text with a "?" for every control character, line separator, mark that changes the direction
+// of text, and byte that is no UTF-8, so that the name of a file can neither steer a terminal nor
+// pass for another name or for a line of its own.
 std::string printable(std::string text);
 
 #endif

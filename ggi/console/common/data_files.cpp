@@ -1,7 +1,9 @@
 // Checks of the data path and listing of a directory.
 #include "ggi/console/common/data_files.h"
 
+#include "ggi/console/common/console_io.h"
 #include "ggi/console/common/console_status.h"
+#include "numeric/status_code.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -15,6 +17,8 @@
 std::string indata;
 
 namespace {
+
+constexpr int NOTHING_TO_READ = 0; // exit status
 
 bool can_open(std::string const& path) {
     int const file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
@@ -37,14 +41,14 @@ std::vector<std::string> list_directory(std::string const& path) {
     return names;
 }
 
-// Prints what keeps a directory entry from being read; 1 when nothing does.
+// Prints what keeps a directory entry from being read; SUCCESS when nothing does.
 int check_entry(std::string const& name) {
     std::string const path = indata + name;
     struct stat info;
     if (stat(path.c_str(), &info) != 0) return console_status(NOT_FOUND, path, "");
     if (!S_ISREG(info.st_mode) || (info.st_mode & S_IRUSR) == 0)
         return console_status(NO_READ_FILE, path, "");
-    return can_open(path) ? 1 : console_status(OPEN_FAILED, name, "data");
+    return can_open(path) ? static_cast<int>(SUCCESS) : console_status(OPEN_FAILED, name, "data");
 }
 
 int list_entries(data_files& files) {
@@ -53,19 +57,20 @@ int list_entries(data_files& files) {
     files.names = list_directory(indata);
     if (files.names.empty()) {
         console_status(EMPTY_DIRECTORY, indata, "");
-        return 0;
+        return NOTHING_TO_READ;
     }
     std::size_t failures = 0;
     for (auto name = files.names.rbegin(); name != files.names.rend(); ++name)
-        failures += check_entry(*name) != 1;
-    return failures < files.names.size() ? 1 : 0;
+        failures += check_entry(*name) != SUCCESS;
+    return failures < files.names.size() ? static_cast<int>(SUCCESS) : NOTHING_TO_READ;
 }
 
 } // namespace
 
 int filter(dirent const* entry) {
     struct stat info;
-    return stat((indata + entry->d_name).c_str(), &info) == 0 && S_ISREG(info.st_mode);
+    return !is_temporary_name(entry->d_name) &&
+           stat((indata + entry->d_name).c_str(), &info) == 0 && S_ISREG(info.st_mode);
 }
 
 int list_data_files(std::string const& path, data_files& files) {
@@ -81,5 +86,5 @@ int list_data_files(std::string const& path, data_files& files) {
     if (!can_open(path)) return console_status(OPEN_FAILED, path, "data");
     files.is_directory = false;
     files.names = {path};
-    return 1;
+    return SUCCESS;
 }

@@ -17,7 +17,8 @@ struct data_files {
     std::string path(std::string const& name) const { return is_directory ? indata + name : name; }
 };
 
-// Selector of scandir: is indata + the entry's name a regular file, links followed?
+// Selector of scandir: is indata + the entry's name a regular file, links followed? A report that
+// was left unfinished is none.
 int filter(dirent const* entry);
 
 // Sets indata and lists its files. What is wrong is printed. Returns 1 when there is a file to

@@ -3,6 +3,7 @@
 
 #include "ggi/console/common/console_status.h"
 #include "numeric/nutil.h"
+#include "numeric/status_code.h"
 
 #include <algorithm>
 #include <set>
@@ -18,7 +19,7 @@ bool is_modelled(case_control_ggi_data const& ccg, unsigned gene, unsigned h) {
 
 // Checks the gene entries of all effects, printing each bad haplotype once.
 int check_haplotypes(std::string const& name, variable const& v, case_control_ggi_data const& ccg) {
-    int status = 1;
+    int status = SUCCESS;
     std::set<unsigned> reported;
     for (unsigned e = 0; e < v.n_effects; ++e)
         for (unsigned gene = 0; gene < v.n_genes; ++gene) {
@@ -27,7 +28,7 @@ int check_haplotypes(std::string const& name, variable const& v, case_control_gg
             unsigned const loci = v.gene_loci[gene];
             bool const exists = h <= low_bits(loci);
             if (exists && is_modelled(ccg, gene, h)) continue;
-            status = exists ? static_cast<int>(BELOW_THRESHOLD) : 3;
+            status = exists ? static_cast<int>(BELOW_THRESHOLD) : UNKNOWN_HAPLOTYPE;
             if (reported.insert(h).second) console_status(status, name, haplotype{h, 0}.str(loci));
         }
     return status;
@@ -50,7 +51,7 @@ void make_table(table_rows const& rows, std::size_t width, unsigned**& table, un
 
 int map_effects(std::string const& name, variable const& v, case_control_ggi_data& ccg) {
     int const status = check_haplotypes(name, v, ccg);
-    if (status != 1) return status;
+    if (status != SUCCESS) return status;
     table_rows effects, environment, interactions;
     for (unsigned e = 0; e < v.n_effects; ++e) {
         int const* const entries = v.effects[e];
@@ -72,5 +73,5 @@ int map_effects(std::string const& name, variable const& v, case_control_ggi_dat
     make_table(effects, v.n_genes, ccg.effects, ccg.n_effects);
     make_table(environment, v.n_covariates + 1, ccg.environment, ccg.n_environment);
     make_table(interactions, v.n_genes + v.n_covariates + 1, ccg.interactions, ccg.n_interactions);
-    return 1;
+    return SUCCESS;
 }

@@ -1,21 +1,43 @@
-// Values that the variable specification file and the command line both take.
+// Texts of settings: numbers, lists of numbers and names.
 #ifndef QUILMAR_CONSOLE_VALUES_H
 #define QUILMAR_CONSOLE_VALUES_H
 
 #include <string>
+#include <string_view>
+#include <vector>
 
-// Each stores the value and returns true, or leaves the setting as it is and returns false.
+// White space within a line.
+constexpr char BLANKS[] = " \t\r\v\f";
+
+// Each of these stores the value and returns true, or leaves the setting as it is and returns
+// false.
 
 // An integer from 1 to the largest unsigned; text after it is ignored.
 bool read_count(std::string const& value, unsigned& setting);
 
-// "HWE" or "hwe": 0, equilibrium; "HWD" or "hwd": 3, disequilibrium.
+// A hardy_weinberg: "HWE" or "hwe", "HWD" or "hwd".
 bool read_hw(std::string const& value, unsigned& setting);
 
-// "additive" 1, "recessive" 2, "dominant" 3, "codominant" 4, all lower or all upper case.
+// An inheritance: "additive", "recessive", "dominant", "codominant", all lower or all upper case.
 bool read_model(std::string const& value, unsigned& setting);
 
-// "controls" 0, "cases" 1, "combined" 2, all lower or all upper case.
+// A frequency_sample: "controls", "cases", "combined", all lower or all upper case.
 bool read_sample(std::string const& value, unsigned& setting);
+
+// An integer from `lowest` to INT_MAX that takes up the whole text.
+bool read_whole(std::string const& text, int lowest, int& setting);
+
+// Takes the first token off the text; it is empty when there is none.
+std::string_view take_token(std::string_view& text);
+
+// Reads column numbers, which count from 1, into columns counted from 0. Returns false with the
+// reason in the message, which stays empty for an empty list.
+bool read_columns(std::string const& value, std::vector<unsigned>& columns, std::string& message);
+
+// How a number is read: as far as the value goes on like one of this kind.
+enum number_kind { INTEGER, REAL };
+
+// Warns when text follows the number that the value begins with and that is all that counts.
+void warn_of_rest(std::string const& location, std::string const& value, number_kind kind);
 
 #endif

@@ -11,7 +11,9 @@ void variable::init() {
     header = 1;
     iterations = 500;
     frequency_iterations = 2000;
-    model = 1;
+    model = ADDITIVE;
+    hw = EQUILIBRIUM;
+    sample = CONTROLS;
 }
 
 void variable::free() {

@@ -3,7 +3,12 @@
 #ifndef QUILMAR_CONSOLE_VARIABLE_H
 #define QUILMAR_CONSOLE_VARIABLE_H
 
+#include "ggi/settings.h"
+
+#include <set>
 #include <string>
+#include <sys/types.h>
+#include <utility>
 
 // Keywords of the variable specification file; the value is the place of the name in
 // variable::keywords.
@@ -24,6 +29,9 @@ enum keyword {
     KEYWORDS // their number
 };
 
+// What a file is, whatever its names: its device and its number there.
+using file_id = std::pair<dev_t, ino_t>;
+
 struct variable {
     double tolerance;           // of the model fit
     double frequency_tolerance; // of the frequency estimator
@@ -31,9 +39,9 @@ struct variable {
     unsigned header;            // non-zero: the first line of a data file holds column names
     unsigned iterations;        // at most, of the model fit
     unsigned frequency_iterations;
-    unsigned model;  // 1 additive, 2 recessive, 3 dominant, 4 codominant
-    unsigned hw;     // 0 equilibrium, 3 disequilibrium
-    unsigned sample; // frequencies of 0 controls, 1 cases, 2 all
+    unsigned model;  // an inheritance
+    unsigned hw;     // a hardy_weinberg
+    unsigned sample; // a frequency_sample
     unsigned n_covariates;
     unsigned n_genes;
     unsigned n_effects;
@@ -43,7 +51,7 @@ struct variable {
     unsigned** gene_columns; // SNP columns per gene, as written
     int** effects;           // per effect one entry per gene, then one per covariate; -1 absent
     std::string result_path;
-    std::string spec_path; // of the variable specification file
+    std::set<file_id> inputs; // all files that the run reads; a report replaces none of them
 
     static constexpr char const* keywords[KEYWORDS] = {
         "STATUS", "GENE",      "EFFECT",    "ENVIRONMENT", "HW",         "MODEL",      "HEADER",

@@ -1,6 +1,7 @@
 // Visits of all pairs of haplotypes of all completions.
-#include "ggi/completions.h"
+#include "ggi/engine/completions.h"
 
+#include "numeric/bits.h"
 #include "numeric/rows.h"
 #include "numeric/subsets.h"
 
@@ -22,18 +23,8 @@ void scatter(std::vector<unsigned> const& codes, std::vector<double> const& valu
 
 } // namespace
 
-double completion_pairs(garray const& distinct, unsigned k) {
-    double pairs = 0;
-    for (unsigned r = 0; r < distinct.count; ++r) {
-        genotype const& g = *distinct.genotypes[r];
-        if (g.multiplicity[k] != 0 && distinct.counts_as_completions(g))
-            pairs += static_cast<double>(g.count_pairs());
-    }
-    return pairs;
-}
-
-void completion_counts::list_codes(genotype const& g) {
-    unsigned const H = g.heterozygous(), top = highest_bit(H), free = H ^ top;
+void completion_counts::list_codes(genotype_masks const& g) {
+    unsigned const H = g.heterozygous, top = highest_bit(H), free = H ^ top;
     codes.clear();
     other_codes.clear();
     // Upwards, so that the u-th subset of the missing loci is row u.
@@ -82,13 +73,13 @@ template <unsigned block> void completion_counts::visit_completions(unsigned loc
     }
 }
 
-void completion_counts::add(genotype const& g, double m, double const* p, double* ratios) {
+void completion_counts::add(genotype_masks const& g, double m, double const* p, double* ratios) {
     list_codes(g);
     gather(codes, p, first);
     gather(other_codes, p, second);
     first_ratios.assign(codes.size(), 0.0);
     second_ratios.assign(other_codes.size(), 0.0);
-    unsigned const loci = g.count_missing();
+    unsigned const loci = count_bits(g.missing);
     switch (codes.size() >> loci) {
     case 1: visit_completions<1>(loci, m); break;
     case 2: visit_completions<2>(loci, m); break;

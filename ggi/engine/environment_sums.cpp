@@ -1,8 +1,9 @@
 // The sweep over the subjects of an environment likelihood.
-#include "ggi/environment_sums.h"
+#include "ggi/engine/environment_sums.h"
 
 #include "numeric/memory.h"
 #include "numeric/rows.h"
+#include "numeric/status_code.h"
 
 #include <algorithm>
 #include <cmath>
@@ -15,16 +16,22 @@ std::size_t class_sums_size(std::size_t m, std::size_t r) {
 
 } // namespace
 
-void environment_layout::init(case_control_ggi_data const& data, environment const& e,
-                              std::size_t terms) {
+void environment_layout::init(exposures const& data, environment const& e, std::size_t n_genotypes,
+                              std::size_t terms, std::size_t q) {
     std::size_t const r = e.n_parameters(), C = e.n_classes;
+    double const n = data.n_subjects, classes = static_cast<double>(C),
+                 plain = static_cast<double>(q);
+    // Multiplications of either way, those of the matrix that is made of UU included.
+    has_means = classes * classes / 2 * (n + plain * plain) > n * plain * (classes + plain / 2);
     control = 0;
     cases = terms;
     a0 = 2 * terms;
     joint = a0 + C + 1;
-    hh = joint + class_sums_size(C + 1, r);
-    size = hh + r * r;
-    for (unsigned g = 0; g < data.distinct->count; ++g) {
+    means = joint + class_sums_size(C + 1, r) - (has_means ? (C + 1) * (C + 1) : 0);
+    hh = means + (has_means ? q * q : 0);
+    hh_given = hh + r * r;
+    size = hh_given + r * r;
+    for (unsigned g = 0; g < n_genotypes; ++g) {
         std::size_t const m = e.n_local(g);
         B.push_back(size);
         observed.push_back(size + m);
@@ -35,13 +42,14 @@ void environment_layout::init(case_control_ggi_data const& data, environment con
 
 namespace {
 
-// Subjects are taken in blocks whose rows stay in cache: one row of values per class or parameter.
+// Subjects are taken in blocks whose rows, one of values per class or parameter, stay in cache also
+// with hundreds of classes. With few, 64 to 4,096 subjects take the same time.
 constexpr std::size_t BLOCK = 256;
 
-struct rows {
+struct block_rows {
     std::vector<double> values;
 
-    explicit rows(std::size_t count) : values(count * BLOCK) {}
+    explicit block_rows(std::size_t count) : values(count * BLOCK) {}
     double* operator[](std::size_t i) { return &values[i * BLOCK]; }
     double const* operator[](std::size_t i) const { return &values[i * BLOCK]; }
 };
@@ -49,28 +57,32 @@ struct rows {
 // One sweep: the analysis, where its sums go, and the rows of the current block. The design of
 // class c at parameter i is y_ci x_i, x_i being the product of the parameter (1 for kappa).
 struct sweep {
-    case_control_ggi_data const& data;
+    exposures const& data;
+    pair_sample const& sample;
     environment const& e;
     environment_layout const& layout;
     double const* theta;
     double const* b0;
+    double const* mu;
     double* W;
     double* g;
-    std::size_t r, C;
-    rows t;                       // t_c
-    rows u;                       // probabilities of the joint distribution, 0 without a pair
-    rows mean;                    // x_i sum over c of u_c y_ci
-    rows work;                    // two rows
+    std::size_t r, C, q;
+    block_rows t;                 // t_c
+    block_rows u;                 // probabilities of the joint distribution, 0 without a pair
+    block_rows mean;              // x_i sum over c of u_c y_ci
+    block_rows work;              // two rows
+    block_rows plain;             // mean plain design, where the layout has means
     std::vector<double const*> x; // x_i of the block
     std::vector<double> const ones;
     std::vector<double> v, v_mean; // of a case given its genotype: by class, by parameter
 
-    sweep(case_control_ggi_data const& analysis, environment const& covariates,
+    sweep(exposures const& subjects, pair_sample const& genotypes, environment const& covariates,
           environment_layout const& places, double const* parameters, double const* control_sums,
-          double* weights, double* score)
-        : data(analysis), e(covariates), layout(places), theta(parameters), b0(control_sums),
-          W(weights), g(score), r(e.n_parameters()), C(e.n_classes), t(C), u(C + 1), mean(r),
-          work(2), x(r), ones(BLOCK, 1.0), v(C), v_mean(r) {}
+          std::vector<double> const& class_means, double* weights, double* score)
+        : data(subjects), sample(genotypes), e(covariates), layout(places), theta(parameters),
+          b0(control_sums), mu(class_means.data()), W(weights), g(score), r(e.n_parameters()),
+          C(e.n_classes), q(class_means.size() / (C + 1)), t(C), u(C + 1), mean(r), work(2),
+          plain(q), x(r), ones(BLOCK, 1.0), v(C), v_mean(r) {}
 
     double y(std::size_t c, std::size_t i) const {
         return i == 0 ? 1 : e.coefficient(static_cast<unsigned>(c), static_cast<unsigned>(i));
@@ -102,7 +114,7 @@ struct sweep {
             std::transform(t[c], t[c] + n, t[c], [](double z) { return std::exp(z); });
     }
 
-    // a and u. Returns 1, or 114 or 115 at the first subject whose a is no number or infinite.
+    // a and u. Returns SUCCESS, or the status of the first subject whose a is not finite.
     int normalise(std::size_t first, std::size_t n, double* a) {
         auto const lower = std::lower_bound(e.without_pair.begin(), e.without_pair.end(), first);
         auto const upper = std::lower_bound(lower, e.without_pair.end(), first + n);
@@ -115,7 +127,7 @@ struct sweep {
             add_scaled(A[c + 1], t[c], n, a);
         double const* const bad =
             std::find_if(a, a + n, [](double value) { return !std::isfinite(value); });
-        if (bad != a + n) return std::isnan(*bad) ? 114 : 115;
+        if (bad != a + n) return finite_status(*bad);
         double* const inverse = work[0];
         for (std::size_t s = 0; s < n; ++s)
             inverse[s] = 1 / a[s];
@@ -128,13 +140,11 @@ struct sweep {
         for (std::size_t c = 0; c < C; ++c)
             for (std::size_t s = 0; s < n; ++s)
                 u[c + 1][s] = A[c + 1] * t[c][s] * inverse[s];
-        return 1;
+        return SUCCESS;
     }
 
-    // The block's part in the sums of the joint distribution, in hh and in the score. Probabilities
-    // sum to 1 and deviations from their mean to 0, which yields what concerns the controls.
-    void add_joint(std::size_t n) {
-        class_sums<double> const sums(W + layout.joint, C + 1);
+    // P and UU: probabilities sum to 1.
+    void add_products(std::size_t n, class_sums<double> const& sums) {
         for (std::size_t k = 0; k <= C; ++k)
             for (std::size_t l = 0; l <= k; ++l) {
                 double const uu = dot(u[k], u[l], n);
@@ -144,6 +154,29 @@ struct sweep {
                 sums.UU[l * (C + 1) + k] += uu;
                 sums.P[l] += uu;
             }
+    }
+
+    // P and the outer products of the subjects' mean plain designs.
+    void add_means(std::size_t n, class_sums<double> const& sums) {
+        for (std::size_t k = 0; k <= C; ++k)
+            sums.P[k] += dot(u[k], ones.data(), n);
+        for (std::size_t i = 0; i < q; ++i) {
+            std::fill(plain[i], plain[i] + n, 0.0);
+            for (std::size_t k = 0; k <= C; ++k)
+                if (double const m = mu[k * q + i]) add_scaled(m, u[k], n, plain[i]);
+            for (std::size_t j = 0; j <= i; ++j)
+                W[layout.means + i * q + j] += dot(plain[i], plain[j], n);
+        }
+    }
+
+    // The block's part in the sums of the joint distribution, in hh and in the score. Deviations
+    // from the mean sum to 0, which yields what concerns the controls.
+    void add_joint(std::size_t n) {
+        class_sums<double> const sums(W + layout.joint, C + 1, !layout.has_means);
+        if (layout.has_means)
+            add_means(n, sums);
+        else
+            add_products(n, sums);
         for (std::size_t i = 0; i < r; ++i) {
             double* const m = mean[i];
             std::fill(m, m + n, 0.0);
@@ -163,10 +196,13 @@ struct sweep {
         if (is_alike) multiply(u[0], x[i], n, work[0]);
         double total = 0;
         for (std::size_t c = 0; c < C; ++c) {
-            if (!is_alike)
+            // Most classes leave most interactions out.
+            double const code = y(c, i);
+            if (!is_alike && code != 0)
                 for (std::size_t s = 0; s < n; ++s)
-                    work[0][s] = y(c, i) * x[i][s] - mean[i][s];
-            double const deviation = dot(u[c + 1], work[0], n);
+                    work[0][s] = code * x[i][s] - mean[i][s];
+            double const deviation =
+                is_alike || code != 0 ? dot(u[c + 1], work[0], n) : -dot(u[c + 1], mean[i], n);
             Uh[(c + 1) * r] += deviation;
             total += deviation;
         }
@@ -196,10 +232,10 @@ struct sweep {
     void add_certain() {
         for (std::size_t i = 0; i < r; ++i)
             g[i] += e.certain[i];
-        for (unsigned k = 0; k < data.distinct->count; ++k)
+        for (unsigned k = 0; k < sample.genotypes.size(); ++k)
             if (e.n_local(k) == 1) {
                 class_sums<double> const sums(W + layout.observed[k], 1);
-                sums.P[0] = sums.UU[0] = data.distinct->genotypes[k]->multiplicity[1];
+                sums.P[0] = sums.UU[0] = sample.genotypes[k].subjects[1];
             }
     }
 
@@ -234,7 +270,8 @@ struct sweep {
                 double moment = 0;
                 for (unsigned l = 0; l < m; ++l)
                     moment += v[l] * y(local[l], i) * y(local[l], j);
-                W[layout.hh + i * r + j] -= x[i][s] * x[j][s] * (moment - v_mean[i] * v_mean[j]);
+                W[layout.hh_given + i * r + j] +=
+                    x[i][s] * x[j][s] * (moment - v_mean[i] * v_mean[j]);
             }
         }
         return b;
@@ -242,7 +279,7 @@ struct sweep {
 
     // b of a subject at place s of the block.
     double genotype_term(std::size_t subject, std::size_t s) {
-        unsigned const genotype = data.distinct->ranks[subject], m = e.n_local(genotype);
+        unsigned const genotype = data.genotypes[subject], m = e.n_local(genotype);
         if (m == 0) return 1;
         if (data.status[subject] == 0) return b0[genotype];
         if (m > 1) return add_given(s, genotype);
@@ -252,22 +289,23 @@ struct sweep {
 
 } // namespace
 
-int sweep_subjects(case_control_ggi_data const& data, environment const& e,
+int sweep_subjects(exposures const& data, pair_sample const& sample, environment const& e,
                    environment_layout const& layout, double const* theta, double const* b0,
-                   double* W, double* a, double* b, double* g_theta) {
-    sweep over(data, e, layout, theta, b0, W, g_theta);
+                   std::vector<double> const& mu, double* W, double* a, double* b,
+                   double* g_theta) {
+    sweep over(data, sample, e, layout, theta, b0, mu, W, g_theta);
     over.add_certain();
     for (std::size_t first = 0; first < data.n_subjects; first += BLOCK) {
         std::size_t const n = std::min(BLOCK, data.n_subjects - first);
         over.point_at(first);
         over.exponentiate(n);
         int const status = over.normalise(first, n, a + first);
-        if (status != 1) return status;
+        if (status != SUCCESS) return status;
         over.add_joint(n);
         for (std::size_t s = 0; s < n; ++s)
             b[first + s] = over.genotype_term(first + s, s);
     }
-    return 1;
+    return SUCCESS;
 }
 
 namespace {
@@ -294,9 +332,9 @@ struct log_sum {
 
 } // namespace
 
-double subjects_llh(case_control_ggi_data const& data, double const* a, double const* b) {
+double subjects_llh(unsigned n, double const* a, double const* b) {
     log_sum terms, normalisers;
-    for (unsigned s = 0; s < data.n_subjects; ++s) {
+    for (unsigned s = 0; s < n; ++s) {
         terms.add(b[s]);
         normalisers.add(a[s]);
     }

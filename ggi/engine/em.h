@@ -9,13 +9,23 @@
 // and the expected count of haplotype a on side c is p_a S(c'). That takes 2^(|H| + |M|) steps,
 // where a list of all pairs would have about 2^(|H| - 1) 4^|M| entries. The factor p_a is common to
 // all genotypes: an E-step sums what stands beside it, and the M-step multiplies.
-#ifndef QUILMAR_GGI_EM_H
-#define QUILMAR_GGI_EM_H
+#ifndef QUILMAR_GGI_ENGINE_EM_H
+#define QUILMAR_GGI_ENGINE_EM_H
 
-#include "ggi/garray.h"
+#include "ggi/engine/haplotype.h"
 
 #include <cstddef>
 #include <vector>
+
+// A distinct genotype and the number of subjects that it stands for.
+struct weighted_genotype {
+    genotype_masks masks;
+    unsigned subjects;
+    bool counts_as_completions; // every completion counts with all of the subjects
+};
+
+// The subjects of all of them.
+double total_weight(std::vector<weighted_genotype> const& genotypes);
 
 // Frequencies below the square root of the smallest normal number become 0 in an M-step, so that no
 // product of two frequencies is denormal. EM drives haplotypes without support towards 0 by a
@@ -23,9 +33,6 @@
 inline double flushed(double p) {
     return p < 0x1p-511 ? 0.0 : p;
 }
-
-// Number of subjects that count: the sum of multiplicity k over the distinct genotypes.
-double total_weight(garray const& distinct, unsigned k);
 
 // Expected counts of an E-step, and the haplotypes that they go to.
 struct haplotype_counts {
@@ -53,14 +60,14 @@ struct genotype_sides {
     double S; // sum of p_a p_b over all ordered pairs that explain the genotype
     double H; // sum of p_a over the pairs of a haplotype with itself
 
-    // Sums the sides of g.
-    void sum(genotype const& g, double const* p);
+    // Sums the sides of a genotype.
+    void sum(genotype_masks const& genotype, double const* p);
     // ratios_a += pair_scale S(other side of a) + same_scale [a pairs with itself], for the
     // genotype and frequencies of the last sum.
     void add_counts(double pair_scale, double same_scale, double* ratios) const;
 
   private:
-    unsigned twos, heterozygous, missing;
+    genotype_masks g;
     std::vector<double> sums; // S(c), S(c') per unordered pair of sides
 
     bool has_many_sides() const;

@@ -4,23 +4,19 @@
 // With H the heterozygous and M the missing loci there are 3^|M| completions, and 2^(|H| - 1) 4^|M|
 // pairs of haplotypes in all. None is listed: the 2^(|H| + |M|) frequencies that matter are copied
 // to where they lie side by side, and the pairs are visited there.
-#ifndef QUILMAR_GGI_COMPLETIONS_H
-#define QUILMAR_GGI_COMPLETIONS_H
+#ifndef QUILMAR_GGI_ENGINE_COMPLETIONS_H
+#define QUILMAR_GGI_ENGINE_COMPLETIONS_H
 
-#include "ggi/garray.h"
+#include "ggi/engine/haplotype.h"
 
 #include <vector>
-
-// Number of pairs of haplotypes of all completions of the genotypes that count as completions and
-// have subjects in multiplicity k, each counted once.
-double completion_pairs(garray const& distinct, unsigned k);
 
 // Reused from genotype to genotype, so that it does not allocate.
 struct completion_counts {
     // For every completion with the pairs (a, b) and S = sum of p_a p_b over their two orders:
     // ratios_a += m p_b / S, and the same for b; the expected counts of m subjects each, divided by
     // p.
-    void add(genotype const& g, double m, double const* p, double* ratios);
+    void add(genotype_masks const& g, double m, double const* p, double* ratios);
 
   private:
     // Per subset u of the missing loci a row of frequencies and one of ratios: in the first table
@@ -30,7 +26,7 @@ struct completion_counts {
     std::vector<unsigned> codes, other_codes;
     std::vector<double> first, second, first_ratios, second_ratios;
 
-    void list_codes(genotype const& g);
+    void list_codes(genotype_masks const& g);
     template <unsigned block> void visit_completions(unsigned loci, double m);
 };
 

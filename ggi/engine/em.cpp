@@ -1,16 +1,17 @@
 // E-step of one genotype, M-step and weights of the EM estimators.
-#include "ggi/em.h"
+#include "ggi/engine/em.h"
 
+#include "numeric/bits.h"
 #include "numeric/memory.h"
 #include "numeric/nutil.h"
 #include "numeric/subsets.h"
 
 #include <algorithm>
 
-double total_weight(garray const& distinct, unsigned k) {
+double total_weight(std::vector<weighted_genotype> const& genotypes) {
     double N = 0;
-    for (unsigned i = 0; i < distinct.count; ++i)
-        N += distinct.genotypes[i]->multiplicity[k];
+    for (weighted_genotype const& g : genotypes)
+        N += g.subjects;
     return N;
 }
 
@@ -91,26 +92,24 @@ void add_to_side(unsigned c, unsigned missing, double count, double* ratios) {
 
 // Calls visit(c, c', i) once for the i-th unordered pair of sides, known alleles 1 left out.
 template <typename visitor> void genotype_sides::for_each_pair_of_sides(visitor visit) const {
-    unsigned const low = heterozygous & (~heterozygous + 1), free = heterozygous ^ low;
+    unsigned const low = g.heterozygous & (~g.heterozygous + 1), free = g.heterozygous ^ low;
     std::size_t i = 0;
     for_each_subset(free, [&](unsigned s) { visit(low | s, free ^ s, i++); });
 }
 
 // Of the loops over sides and over completions the longer one is the inner one.
 bool genotype_sides::has_many_sides() const {
-    return missing == 0 || count_bits(heterozygous) > count_bits(missing);
+    return g.missing == 0 || count_bits(g.heterozygous) > count_bits(g.missing);
 }
 
-void genotype_sides::sum(genotype const& g, double const* p) {
-    twos = g.twos;
-    heterozygous = g.heterozygous();
-    missing = g.missing;
-    if (heterozygous == 0) {
-        H = side_sum(twos, missing, p);
+void genotype_sides::sum(genotype_masks const& genotype, double const* p) {
+    g = genotype;
+    if (g.heterozygous == 0) {
+        H = side_sum(g.twos, g.missing, p);
         S = H * H;
         return;
     }
-    std::size_t const size = std::size_t{1} << count_bits(heterozygous);
+    std::size_t const size = std::size_t{1} << count_bits(g.heterozygous);
     if (sums.size() < size) sums.resize(size);
     double* const v = sums.data();
     double products = 0;
@@ -119,15 +118,15 @@ void genotype_sides::sum(genotype const& g, double const* p) {
         v[2 * i] = first;
         v[2 * i + 1] = second;
     };
-    if (missing == 0) {
-        for_each_pair_of_sides([&, at = p + twos](unsigned c, unsigned other, std::size_t i) {
+    if (g.missing == 0) {
+        for_each_pair_of_sides([&, at = p + g.twos](unsigned c, unsigned other, std::size_t i) {
             add(at[c], at[other], i);
         });
     } else if (has_many_sides()) {
         std::fill(v, v + size, 0.0);
-        for_each_subset(missing, [&](unsigned u) {
+        for_each_subset(g.missing, [&](unsigned u) {
             for_each_pair_of_sides(
-                [&, at = p + (twos | u)](unsigned c, unsigned other, std::size_t i) {
+                [&, at = p + (g.twos | u)](unsigned c, unsigned other, std::size_t i) {
                     v[2 * i] += at[c];
                     v[2 * i + 1] += at[other];
                 });
@@ -136,7 +135,7 @@ void genotype_sides::sum(genotype const& g, double const* p) {
             products += v[i] * v[i + 1];
     } else {
         for_each_pair_of_sides([&](unsigned c, unsigned other, std::size_t i) {
-            add(side_sum(twos | c, missing, p), side_sum(twos | other, missing, p), i);
+            add(side_sum(g.twos | c, g.missing, p), side_sum(g.twos | other, g.missing, p), i);
         });
     }
     H = 0;
@@ -144,14 +143,14 @@ void genotype_sides::sum(genotype const& g, double const* p) {
 }
 
 void genotype_sides::add_counts(double pair_scale, double same_scale, double* ratios) const {
-    if (heterozygous == 0) {
-        add_to_side(twos, missing, pair_scale * H + same_scale, ratios);
+    if (g.heterozygous == 0) {
+        add_to_side(g.twos, g.missing, pair_scale * H + same_scale, ratios);
         return;
     }
     double const* const v = sums.data();
     if (has_many_sides())
-        for_each_subset(missing, [&](unsigned u) {
-            double* const at = ratios + (twos | u);
+        for_each_subset(g.missing, [&](unsigned u) {
+            double* const at = ratios + (g.twos | u);
             for_each_pair_of_sides([&](unsigned c, unsigned other, std::size_t i) {
                 at[c] += pair_scale * v[2 * i + 1];
                 at[other] += pair_scale * v[2 * i];
@@ -159,7 +158,7 @@ void genotype_sides::add_counts(double pair_scale, double same_scale, double* ra
         });
     else
         for_each_pair_of_sides([&](unsigned c, unsigned other, std::size_t i) {
-            add_to_side(twos | c, missing, pair_scale * v[2 * i + 1], ratios);
-            add_to_side(twos | other, missing, pair_scale * v[2 * i], ratios);
+            add_to_side(g.twos | c, g.missing, pair_scale * v[2 * i + 1], ratios);
+            add_to_side(g.twos | other, g.missing, pair_scale * v[2 * i], ratios);
         });
 }

@@ -4,15 +4,30 @@
 // Only the interactions join a pair with a subject's covariates, and a coding takes few values. All
 // pairs of one class therefore depend on the covariates by one factor, and a subject costs one
 // exponential per class, however many haplotypes are modelled.
-#ifndef QUILMAR_GGI_ENVIRONMENT_H
-#define QUILMAR_GGI_ENVIRONMENT_H
+#ifndef QUILMAR_GGI_ENGINE_ENVIRONMENT_H
+#define QUILMAR_GGI_ENGINE_ENVIRONMENT_H
 
-#include "ggi/case_control_ggi_data.h"
-#include "ggi/design.h"
+#include "ggi/engine/retrospective.h"
 
 #include <cstddef>
-#include <functional>
 #include <vector>
+
+// Subjects, their covariates and the terms that ask for them. Nothing is owned.
+struct exposures {
+    unsigned n_subjects;
+    unsigned const* status;             // 0 control, else case
+    unsigned const* genotypes;          // per subject the index of the distinct genotype
+    double const* const* covariates;    // per covariate one value per subject
+    unsigned const* const* environment; // G1 rows: indices of covariates, MAX_UINT after the last
+    unsigned n_environment;             // G1
+    term_table interactions;            // G2 rows, behind whose labels covariates follow as above
+
+    // The covariates of product r: first the environment terms, then the interactions.
+    unsigned const* product(unsigned r) const {
+        return r < n_environment ? environment[r]
+                                 : interactions.rows[r - n_environment] + interactions.n_genes;
+    }
+};
 
 struct environment {
     unsigned n_products;           // G1 environment terms and G2 interactions
@@ -48,15 +63,12 @@ struct environment {
     unsigned product_at(unsigned i) const {
         return i <= n_main ? i - 1 : product_of(i - 1 - n_main);
     }
-    // Per class the part of its interactions in the exponent when the products are at their means,
-    // gamma being the interaction parameters.
+    // Per pair of haplotypes the part of its interactions in the exponent when the products are at
+    // their means, gamma being the interaction parameters.
     std::vector<double> mean_interactions(double const* gamma) const;
 
-    // Builds all of it for an analysis whose terms and haplotypes stand. `code` lists the
-    // interaction codes of a pair of modelled haplotypes, of which there are per_term for each
-    // interaction.
-    using coding = std::function<void(unsigned i, unsigned j, design_vector& d)>;
-    void init(case_control_ggi_data const& data, unsigned per_term, coding const& code);
+    // Builds all of it for K modelled haplotypes.
+    void init(exposures const& data, unsigned K, pair_sample const& sample);
 };
 
 #endif
