@@ -4,7 +4,7 @@
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
-need_packages cmake make clang libclang-rt-dev
+need_packages cmake make clang libclang-rt-dev $scan_packages
 
 cmake --preset fuzz
 cmake --build --preset fuzz -j "$(nproc)"

@@ -1,5 +1,10 @@
-# Sourced by the other scripts: sees that Debian packages are there. Installs the missing ones where
-# that is allowed, else names them and stops.
+# Sourced by the other scripts.
+
+# What quilmar-scan is built with.
+scan_packages="libcli11-dev libeigen3-dev libhts-dev r-mathlib"
+
+# Sees that Debian packages are there. Installs the missing ones where that is allowed, else names
+# them and stops.
 need_packages() {
     missing=""
     for package in "$@"; do

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Builds the program and its tests and runs them: test.sh [release | clang | debug | tsan]. The debug
+# Builds the programs and their tests and runs them: test.sh [release | clang | debug | tsan]. The debug
 # build runs under AddressSanitizer and UndefinedBehaviorSanitizer, tsan under ThreadSanitizer with
 # the tests that have "threads" in their names.
 set -eu
@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 preset=${1:-release}
 compiler=g++
 [ "$preset" != clang ] || compiler=clang
-need_packages cmake $compiler make libgtest-dev python3 python3-numpy
+need_packages cmake $compiler make libgtest-dev python3 python3-numpy $scan_packages
 
 cmake --preset "$preset" -DQUILMAR_TESTS=ON
 cmake --build --preset "$preset" -j "$(nproc)"
