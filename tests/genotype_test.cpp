@@ -114,7 +114,7 @@ TEST(garray, counts_and_members) {
     garray array;
     array.init(pointers.data(), status.data(), n, 101, 0, 2, true);
     ASSERT_EQ(array.count, expected.size());
-    unsigned members = 0;
+    unsigned members = 0, incomplete = 0;
     for (unsigned r = 0; r < array.count; ++r) {
         genotype const& g = *array.genotypes[r];
         auto const& counts = expected[g.str()];
@@ -122,12 +122,14 @@ TEST(garray, counts_and_members) {
         EXPECT_EQ(g.multiplicity[1], counts[1]);
         EXPECT_EQ(g.multiplicity[2], counts[0] + counts[1]);
         EXPECT_EQ(array.counts_as_completions(g), g.count_missing() > 2);
+        if (g.count_missing() > 2) incomplete += counts[0] + counts[1];
         EXPECT_EQ(array.members[r] == nullptr, counts[0] == 0);
         for (unsigned k = 0; k < counts[0]; ++k, ++members) {
             EXPECT_TRUE(block[array.members[r][k]].equals(g, true));
             EXPECT_EQ(status[array.members[r][k]], 0u);
         }
     }
+    EXPECT_EQ(array.count_incomplete(), incomplete);
     EXPECT_EQ(members, std::count(status.begin(), status.end(), 0u));
     array.clear();
 }

@@ -61,6 +61,7 @@ TEST(validate_spec, messages) {
         {good + "the MODEL is additive\n", "@:4: error: invalid definition for variable MODEL.\n"},
         {"", "@: error: variable STATUS is not defined.\n@: error: variable GENE is not defined.\n"
              "@: error: variable EFFECT is not defined.\n"},
+        {"STATUS=0\nGENE=2 3\nEFFECT=1\n", "@:1: error: 0 is not a valid column.\n"},
         {good + "STATUS=2\n", "@:4: error: variable STATUS is multiply defined.\n"},
         {good + "HEADER=1\nHEADER=0\nHEADER=0\n",
          "@:5: warning: HEADER has no effect, the first line of a data file holds names.\n"},

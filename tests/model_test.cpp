@@ -3,6 +3,7 @@
 #include "examples/simulation.h"
 #include "ggi/ccg_hwd.h"
 #include "ggi/hwq_frequency.h"
+#include "ggi/zstat.h"
 #include "numeric/nutil.h"
 #include "tests/derivatives.h"
 
@@ -132,6 +133,17 @@ TEST(fit, one_snp_disequilibrium) {
         regression const expected = logistic(X, y);
         EXPECT_NEAR(s.estimate(s.first_effect()), expected.beta[1], 1e-9) << MODES[mode];
         EXPECT_NEAR(s.error(s.first_effect()), expected.error[1], 1e-9) << MODES[mode];
+    }
+}
+
+// A standard error that is 0 or not a number ends the statistics where it stands, from the last on.
+TEST(zstat, stops_at_a_standard_error_of_nothing) {
+    for (double const bad : {0.0, QNAN}) {
+        double const estimates[] = {1, 2, 3}, errors[] = {0.5, bad, 0.5};
+        double z[] = {7, 7, 7};
+        EXPECT_EQ(zstat(3, estimates, errors, z), 4);
+        EXPECT_EQ(z[2], 6);
+        EXPECT_EQ(z[1], 7);
     }
 }
 

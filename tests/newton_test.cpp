@@ -70,6 +70,10 @@ one_parameter swings(double x, unsigned) {
 one_parameter stands(double, unsigned) {
     return {-1, 1e-3, 1e20};
 }
+// Step and score vanish from the first iteration on, the log-likelihood stands from the second on.
+one_parameter still_changes(double, unsigned n) {
+    return {n < 2 ? -1.0 - n : -3.0, n == 0 ? 1e-9 : 0};
+}
 // Steps of one bit that never lead back.
 one_parameter creeps(double, unsigned) {
     return {-1, 1, 1 / EPS};
@@ -116,6 +120,8 @@ TEST(newton_fit, statuses_and_precedence) {
          -3, 2, -1},
         {"for ever in one place", stands, 4294967295u, 1e-4, 3, ITERATIONS_EXCEEDED, 4294967295u, 3,
          0, -1},
+        {"a log-likelihood that changes", still_changes, 9, 1e-4, 0.5, SUCCESS, 3, 0.5 + 1e-9, 0,
+         -3},
         {"for ever in the last bits", creeps, 4294967295u, 1e-4, 1, ITERATIONS_EXCEEDED,
          4294967295u, 1 + 10000 * EPS, 0, -1},
         {"converged where it came back", arrives_late, 4294967295u, 1e-4, 500, SUCCESS, 1001, 0, 0,
