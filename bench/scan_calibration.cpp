@@ -10,7 +10,7 @@
 // Every window is a locus of its own with 1,000 founder chromosomes (500 per population) from scrm,
 // from which the chromosomes of cases and controls are drawn with replacement.
 #include "examples/simulation.h"
-#include "scan/window.h"
+#include "scan/score/window.h"
 
 #include <algorithm>
 #include <cmath>

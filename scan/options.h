@@ -2,7 +2,7 @@
 #ifndef QUILMAR_SCAN_OPTIONS_H
 #define QUILMAR_SCAN_OPTIONS_H
 
-#include "scan/window.h"
+#include "scan/score/window.h"
 
 #include <bitset>
 #include <cstdint>

@@ -1,12 +1,12 @@
 #include "scan/run.h"
 
-#include "scan/null_model.h"
 #include "scan/output/numbers.h"
 #include "scan/output/output_file.h"
 #include "scan/output/run_log.h"
 #include "scan/scan_windows.h"
+#include "scan/score/null_model.h"
+#include "scan/score/tails.h"
 #include "scan/study.h"
-#include "scan/tails.h"
 
 #include <algorithm>
 #include <chrono>
@@ -54,10 +54,10 @@ void note_model(null_model const& model, null_design const& design, run_log& log
 
 // Median of the chi-squares of 1 degree of freedom that the p-values stand for, over its expectation.
 double lambda(std::vector<double> log_p) {
-    std::size_t const middle = log_p.size() / 2;
-    std::nth_element(log_p.begin(), log_p.begin() + static_cast<std::ptrdiff_t>(middle),
-                     log_p.end());
-    return chi_square_1(log_p[middle]) / chi_square_1(std::log(0.5));
+    std::sort(log_p.begin(), log_p.end());
+    std::size_t const n = log_p.size();
+    double const median = (chi_square_1(log_p[(n - 1) / 2]) + chi_square_1(log_p[n / 2])) / 2;
+    return median / chi_square_1(std::log(0.5));
 }
 
 void note_summary(scan_summary const& summary, window_list const& list, run_log& log) {

@@ -4,10 +4,10 @@
 
 #include "scan/input/bed_file.h"
 #include "scan/input/snp_table.h"
-#include "scan/null_model.h"
 #include "scan/options.h"
 #include "scan/output/output_file.h"
-#include "scan/window.h"
+#include "scan/score/null_model.h"
+#include "scan/score/window.h"
 #include "scan/windows/window_list.h"
 
 #include <array>

@@ -3,7 +3,7 @@
 #ifndef QUILMAR_TESTS_SCAN_DATA_H
 #define QUILMAR_TESTS_SCAN_DATA_H
 
-#include "scan/null_model.h"
+#include "scan/score/null_model.h"
 
 #include <cstdint>
 #include <string>

@@ -1,6 +1,8 @@
 // Whole runs of quilmar-scan: filters beside plink2's, windows of every kind, tables, log, threads.
+#include "scan/score/tails.h"
 #include "tests/scan_support.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <gtest/gtest.h>
@@ -248,6 +250,17 @@ TEST(scan_run, log_and_messages) {
         EXPECT_NE(log.find(line), std::string::npos) << line << "\n" << log;
     EXPECT_NE(o.err.find("592 of 592 windows done, 0 failed, 0 s left\n"), std::string::npos);
     EXPECT_EQ(o.out, "");
+    // Lambda and the smallest P are those of the table.
+    std::vector<double> chisq;
+    double smallest = 1;
+    for (auto const& w : table(files.read("t.win.tsv")).rows) {
+        smallest = std::min(smallest, std::stod(w.at("P")));
+        chisq.push_back(scan::chi_square_1(std::log(std::stod(w.at("P")))));
+    }
+    std::sort(chisq.begin(), chisq.end());
+    EXPECT_NEAR(std::stod(log.substr(log.find("Lambda ") + 7)),
+                (chisq[295] + chisq[296]) / 2 / 0.454936, 1e-4);
+    EXPECT_NEAR(std::stod(log.substr(log.find("Smallest P ") + 11)) / smallest, 1, 1e-6);
     // What --quiet hides stands in the log all the same.
     outcome const quiet = files.scan("--covar-name age,age --pheno pheno.txt --quiet");
     EXPECT_EQ(quiet.err, "");

@@ -1,8 +1,8 @@
 // The score test of a window: against haplo.stats and glm, against sums over subjects and listed
 // pairs of haplotypes, and against closed forms.
 #include "scan/error.h"
-#include "scan/tails.h"
-#include "scan/window.h"
+#include "scan/score/tails.h"
+#include "scan/score/window.h"
 #include "tests/scan_data.h"
 #include "tests/scan_reference.h"
 #include "tests/support.h"

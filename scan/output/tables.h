@@ -3,7 +3,7 @@
 #define QUILMAR_SCAN_OUTPUT_TABLES_H
 
 #include "scan/input/snp_table.h"
-#include "scan/window.h"
+#include "scan/score/window.h"
 #include "scan/windows/window_list.h"
 
 #include <string>

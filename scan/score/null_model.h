@@ -4,8 +4,8 @@
 //
 // What a window needs of it per subject lies side by side in one row: r_i, w_i and q_i = L^-1 z_i,
 // where L L' = Z'WZ. So sum of w q q' = I and sum of r q = 0 over all subjects.
-#ifndef QUILMAR_SCAN_NULL_MODEL_H
-#define QUILMAR_SCAN_NULL_MODEL_H
+#ifndef QUILMAR_SCAN_SCORE_NULL_MODEL_H
+#define QUILMAR_SCAN_SCORE_NULL_MODEL_H
 
 #include <Eigen/Core>
 

@@ -6,9 +6,9 @@
 //   z_h = U_h / sqrt(V_hh)               chi-square = U'V^-U, rank of V degrees of freedom
 //
 // U and V of the chi-square are those of the tested haplotypes but the most frequent one.
-#include "scan/window.h"
+#include "scan/score/window.h"
 
-#include "scan/tails.h"
+#include "scan/score/tails.h"
 
 #include <Eigen/Eigenvalues>
 

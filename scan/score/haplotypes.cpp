@@ -1,4 +1,4 @@
-#include "scan/haplotypes.h"
+#include "scan/score/haplotypes.h"
 
 #include "ggi/hwq_frequency.h"
 #include "ggi/settings.h"

@@ -1,8 +1,8 @@
 // The distinct genotypes of a window with the sums over their subjects that the tests need.
-#ifndef QUILMAR_SCAN_GENOTYPE_TABLE_H
-#define QUILMAR_SCAN_GENOTYPE_TABLE_H
+#ifndef QUILMAR_SCAN_SCORE_GENOTYPE_TABLE_H
+#define QUILMAR_SCAN_SCORE_GENOTYPE_TABLE_H
 
-#include "scan/null_model.h"
+#include "scan/score/null_model.h"
 
 #include "ggi/garray.h"
 

@@ -1,4 +1,4 @@
-#include "scan/genotype_table.h"
+#include "scan/score/genotype_table.h"
 
 #include <algorithm>
 #include <bitset>

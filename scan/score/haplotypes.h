@@ -1,9 +1,9 @@
 // Haplotype frequencies of a window and the copies that its genotypes are expected to carry; the one
 // place that calls the library.
-#ifndef QUILMAR_SCAN_HAPLOTYPES_H
-#define QUILMAR_SCAN_HAPLOTYPES_H
+#ifndef QUILMAR_SCAN_SCORE_HAPLOTYPES_H
+#define QUILMAR_SCAN_SCORE_HAPLOTYPES_H
 
-#include "scan/genotype_table.h"
+#include "scan/score/genotype_table.h"
 
 #include "ggi/engine/em.h"
 

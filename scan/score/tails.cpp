@@ -1,4 +1,4 @@
-#include "scan/tails.h"
+#include "scan/score/tails.h"
 
 #define MATHLIB_STANDALONE
 #include <Rmath.h>

@@ -1,5 +1,5 @@
 // Newton's method for the logistic likelihood.
-#include "scan/null_model.h"
+#include "scan/score/null_model.h"
 
 #include "scan/error.h"
 

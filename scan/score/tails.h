@@ -1,6 +1,6 @@
 // Tail probabilities on the log scale, which do not underflow.
-#ifndef QUILMAR_SCAN_TAILS_H
-#define QUILMAR_SCAN_TAILS_H
+#ifndef QUILMAR_SCAN_SCORE_TAILS_H
+#define QUILMAR_SCAN_SCORE_TAILS_H
 
 namespace scan {
 

@@ -1,10 +1,10 @@
 // The score test of one window of SNPs.
-#ifndef QUILMAR_SCAN_WINDOW_H
-#define QUILMAR_SCAN_WINDOW_H
+#ifndef QUILMAR_SCAN_SCORE_WINDOW_H
+#define QUILMAR_SCAN_SCORE_WINDOW_H
 
-#include "scan/genotype_table.h"
-#include "scan/haplotypes.h"
-#include "scan/null_model.h"
+#include "scan/score/genotype_table.h"
+#include "scan/score/haplotypes.h"
+#include "scan/score/null_model.h"
 
 #include <cstdint>
 #include <limits>
