@@ -12,13 +12,14 @@ namespace scan {
 namespace {
 
 // Bound on the change of a frequency, relative from 0.01 on. Measured on 1,445 windows of 5 SNPs in
-// 3,000 subjects and 289 in 100,000 (coalescent, 0.5 % missing), z is then
-// within 1e-7 of where the bound 1e-14 leaves it, after 105 and 65 iterations in the median and
-// 34,731 at most. The bounds 1e-6 and 1e-9 leave 1e-3 and 2e-5; and up to 1e-11 some windows stop
-// near a saddle point, where a haplotype that had all but vanished grows again too slowly to be
-// seen, with z off by 4e-3.
+// 3,000 subjects and 289 in 100,000 (coalescent, 0.5 % missing), z is then within 1e-7 of where the
+// bound 1e-14 leaves it, after 105 and 65 iterations in the median and 34,731 at most. The bounds
+// 1e-6 and 1e-9 leave 1e-3 and 2e-5; and up to 1e-11 some windows stop near a saddle point, where a
+// haplotype that had all but vanished grows again too slowly to be seen, with z off by 4e-3.
 constexpr double EM_TOLERANCE = 1e-12;
-constexpr unsigned EM_MAX_ITERATIONS = 100000;
+// One window in 2,000 with 300 or 2,200 subjects took more than 100,000, at most 136,159: a
+// haplotype that vanishes at the maximum without a slope falls like 1 / iterations.
+constexpr unsigned EM_MAX_ITERATIONS = 300000;
 
 } // namespace
 
