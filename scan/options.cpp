@@ -17,23 +17,39 @@ namespace scan {
 namespace {
 
 constexpr double NO_LIMIT = std::numeric_limits<double>::max();
+constexpr std::int32_t LAST = std::numeric_limits<std::int32_t>::max();
 
-// A decimal number from `low` to `high`; a whole one where `is_whole`.
-CLI::Validator number_in(double low, double high, bool is_whole = false) {
-    std::string range = CLI::detail::to_string(low);
-    range = high == NO_LIMIT ? range + " or more" : range + " to " + CLI::detail::to_string(high);
-    std::string const kind = is_whole ? "whole number" : "number";
+std::string refusal(std::string const& text, std::string const& kind, std::string const& range) {
+    return "'" + text + "' is no " + kind + ", " + range + ".";
+}
+
+// A decimal number from `low` to `high`.
+CLI::Validator number_in(double low, double high) {
+    std::string const first = CLI::detail::to_string(low),
+                      range = high == NO_LIMIT ? first + " or more"
+                                               : first + " to " + CLI::detail::to_string(high);
     auto const check = [=](std::string const& text) {
         double value;
-        bool const is_good = parse_number(text, value) && value >= low && value <= high &&
-                             (!is_whole || text.find_first_not_of("0123456789") == text.npos);
-        return is_good ? "" : "'" + text + "' is no " + kind + ", " + range + ".";
+        bool const is_good = parse_number(text, value) && value >= low && value <= high;
+        return is_good ? "" : refusal(text, "number", range);
     };
     return CLI::Validator(check, "");
 }
 
-CLI::Validator whole_in(double low, double high) {
-    return number_in(low, high, true);
+// A whole number from `low` to `high`, for CLI::Option::transform: it loses its leading zeros, with
+// which CLI11 would read it to the base 8.
+CLI::Validator whole_in(std::int32_t low, std::int32_t high) {
+    auto const check = [=](std::string& text) {
+        double value;
+        bool const is_good = parse_number(text, value) && value >= low && value <= high &&
+                             text.find_first_not_of("0123456789") == text.npos;
+        if (!is_good)
+            return refusal(text, "whole number",
+                           std::to_string(low) + " to " + std::to_string(high));
+        text.erase(0, std::min(text.find_first_not_of('0'), text.size() - 1));
+        return std::string();
+    };
+    return CLI::Validator(check, "");
 }
 
 void add_input(CLI::App& app, options& o) {
@@ -66,9 +82,8 @@ void add_filters(CLI::App& app, options& o, std::vector<std::string>& chromosome
     add("--extract", o.extract, "SNPs to use", "FILE");
     add("--exclude", o.exclude, "SNPs to leave out", "FILE");
     add("--chr", chromosomes, "Chromosomes, as 1-4,22 [1-22]", "LIST")->delimiter(',');
-    double const last = std::numeric_limits<std::int32_t>::max();
-    add("--from-bp", o.from_bp, "First position, on one --chr", "BP")->check(whole_in(0, last));
-    add("--to-bp", o.to_bp, "Last position, on one --chr", "BP")->check(whole_in(0, last));
+    add("--from-bp", o.from_bp, "First position, on one --chr", "BP")->transform(whole_in(0, LAST));
+    add("--to-bp", o.to_bp, "Last position, on one --chr", "BP")->transform(whole_in(0, LAST));
     add("--maf", o.maf, "Lowest minor allele frequency of a SNP", "F")->check(number_in(0, 0.5));
     add("--geno", o.geno, "Highest share of missing genotypes of a SNP", "F")
         ->check(number_in(0, 1));
@@ -82,10 +97,10 @@ void add_windows(CLI::App& app, options& o) {
         return app.add_option(name, value, text)->type_name(type)->group("Windows");
     };
     add("--window", o.window_snps, "SNPs of a sliding window", "N")
-        ->check(whole_in(1, 20))
+        ->transform(whole_in(1, 20))
         ->capture_default_str();
     add("--step", o.step, "SNPs from one window to the next", "N")
-        ->check(whole_in(1, 1e9))
+        ->transform(whole_in(1, LAST))
         ->capture_default_str();
     add("--window-kb", o.window_kb, "Longest sliding window in kb", "KB")
         ->check(number_in(0, NO_LIMIT))
@@ -99,7 +114,7 @@ void add_windows(CLI::App& app, options& o) {
         ->capture_default_str();
     add("--hap-list", o.hap_list, "A window per line: NAME SNP SNP ..., or a .blocks file", "FILE");
     add("--max-snps", o.max_snps, "Most SNPs of a window that is computed", "N")
-        ->check(whole_in(1, 20))
+        ->transform(whole_in(1, 20))
         ->capture_default_str();
 }
 
@@ -131,7 +146,7 @@ void add_output(CLI::App& app, options& o) {
         ->group("Output");
     app.add_option("--threads", o.n_threads, "Threads, by default all cores")
         ->type_name("N")
-        ->check(whole_in(1, 1024))
+        ->transform(whole_in(1, 1024))
         ->capture_default_str()
         ->group("Output");
     app.add_flag("--dry-run", o.is_dry_run, "Print subjects, windows and memory, compute nothing")
@@ -208,6 +223,15 @@ void check_windows(CLI::App const& app, options const& o) {
                " as well.");
 }
 
+// An unset variable of a script is no wish to do without the option.
+void refuse_empty_values(CLI::App const& app) {
+    for (CLI::Option const* option : app.get_options())
+        for (std::string const& value : option->results())
+            if (value.empty())
+                refuse("--" + option->get_lnames()[0] +
+                       " has an empty value: is a variable unset?");
+}
+
 void check_together(CLI::App const& app, options const& o) {
     require(app, "--pheno-name", "--pheno");
     require(app, "--covar-name", "--covar");
@@ -216,7 +240,7 @@ void check_together(CLI::App const& app, options const& o) {
     if (!o.covar.empty() && o.allow_no_covars)
         refuse("--covar and --allow-no-covars exclude each other.");
     check_windows(app, o);
-    if (o.out.empty() || o.out.back() == '/') refuse("--out names a folder: add a prefix to it.");
+    if (o.out.back() == '/') refuse("--out names a folder: add a prefix to it.");
 }
 
 // The chromosomes of texts like "1", "4-7" and "chr22"; all for no text.
@@ -300,6 +324,7 @@ std::optional<options> read_command_line(int argc, char const* const* argv) {
     add_test(app, o);
     add_output(app, o);
     if (!parse(app, argc, argv)) return std::nullopt;
+    refuse_empty_values(app);
 
     o.chromosomes = chromosomes_of(chromosomes);
     set_files(o);

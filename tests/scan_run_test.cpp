@@ -105,6 +105,9 @@ TEST(scan_run, windows) {
     expect_windows("", "--window 2 --step 2 --window-kb 600.001",
                    {{"FIRST_ID", "a d f "}, {"ERRCODE", ". . . "}});
     expect_windows("", "--window 4", {{"FIRST_ID", "d "}});
+    // Leading zeros change no number.
+    expect_windows("", "--window 02 --chr 2 --from-bp 0100 --to-bp 0600299",
+                   {{"FIRST_ID", "d e "}, {"N_SNP", "2 2 "}});
     // BED counts from 0 and leaves the last position out.
     expect_windows("printf '1 100 301 one\\n1 101 299 two\\nX 1 2 x\\n# no\\n2 5 9 none\\n' > r",
                    "-R r",
@@ -120,6 +123,8 @@ TEST(scan_run, windows) {
     expect_windows("printf '2 600200 600250 G2\\n1 150 150 G1\\n1 1 9 G0\\n' > g",
                    "--gene-list g --genes G1,G2 --gene-border-kb 0.05",
                    {{"WINDOW", "G1 G2 "}, {"FIRST_ID", "a f "}, {"LAST_ID", "b g "}});
+    expect_windows("echo 1 1201 1210 G > g", "--gene-list g --gene-border-kb 1.001",
+                   {{"FIRST_ID", "b "}});
     expect_windows("printf '* e d\\nw c a\\n* g\\n' > l", "--hap-list l",
                    {{"WINDOW", "w block1 block3 "},
                     {"FIRST_ID", "a d g "},
@@ -279,6 +284,21 @@ TEST(scan_run, log_and_messages) {
     EXPECT_NE(d.err.find("592 windows of 600 SNPs.\nMemory: at most about "), std::string::npos)
         << d.err;
     EXPECT_EQ(run_shell(dry, "ls t.*").out, "");
+}
+
+// The median of an even number of chi-squares is the mean of the two in the middle.
+TEST(scan_run, lambda_is_a_median) {
+    example_study files;
+    ASSERT_EQ(files.run(PLAIN + "--window 1 --chr 21").exit_status, 0);
+    std::vector<double> chisq;
+    for (auto& row : table(files.read("t.win.tsv")).rows)
+        chisq.push_back(std::stod(row["CHISQ"]));
+    ASSERT_EQ(chisq.size() % 2, 0u);
+    std::sort(chisq.begin(), chisq.end());
+    std::size_t const middle = chisq.size() / 2;
+    std::string const log = files.read("t.log");
+    EXPECT_NEAR(std::stod(log.substr(log.find("Lambda ") + 7)),
+                (chisq[middle - 1] + chisq[middle]) / 2 / 0.454936423119573, 1e-5);
 }
 
 TEST(scan_run, help_and_version) {

@@ -54,9 +54,10 @@ void bed_file::check(std::uint32_t n_snps, std::uint32_t n_subjects) const {
     if (fstat(descriptor_, &info) != 0 || !S_ISREG(info.st_mode))
         throw failure(open_failed, path_ + ": is no regular file.");
     std::uint8_t start[HEADER] = {};
-    if (read_at(descriptor_, start, HEADER, 0) < 0)
+    ssize_t const got = read_at(descriptor_, start, HEADER, 0);
+    if (got < 0)
         throw failure(read_failed, path_ + ": cannot be read: " + std::strerror(errno) + ".");
-    bool const is_bed = std::memcmp(start, MAGIC, sizeof MAGIC) == 0;
+    bool const is_bed = got == HEADER && std::memcmp(start, MAGIC, sizeof MAGIC) == 0;
     if (is_bed && start[2] == 0)
         throw failure(malformed, path_ + ": is stored subject by subject. "
                                          "Store it SNP by SNP: plink --make-bed.");

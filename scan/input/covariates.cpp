@@ -67,6 +67,7 @@ class column_reader {
         else if (is_number ? !levels_.empty() : has_numbers_)
             file.file().fail("'" + std::string(text) + "' stands among the " +
                              (is_number ? "words" : "numbers") + " of covariate " + name_ +
+                             (is_number ? ", as '" + levels_.front() + "'" : "") +
                              ". Write NA for a missing value; categories are words throughout.");
         else if (is_number)
             has_numbers_ = true;

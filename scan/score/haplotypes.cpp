@@ -21,6 +21,11 @@ constexpr double EM_TOLERANCE = 1e-12;
 // haplotype that vanishes at the maximum without a slope falls like 1 / iterations.
 constexpr unsigned EM_MAX_ITERATIONS = 300000;
 
+// Where a haplotype vanishes without a slope, frequencies move like 1 / iterations. What is left of
+// their way is then as long as the iterations times the last change, with this one at the limit of
+// iterations 1e-5 of the frequency of a tested haplotype.
+constexpr double EM_LAST_CHANGE = 1e-10;
+
 } // namespace
 
 bool estimate_frequencies(std::vector<genotype_count> const& genotypes, unsigned n_snps,
@@ -38,7 +43,7 @@ bool estimate_frequencies(std::vector<genotype_count> const& genotypes, unsigned
     data const sample{pointers.data(), &distinct};
     int const status = hwq_frequency(sample, COMBINED, EM_MAX_ITERATIONS, EM_TOLERANCE, em, true);
     distinct.clear();
-    return status == SUCCESS;
+    return status == SUCCESS || em.error <= EM_LAST_CHANGE;
 }
 
 void expected_copies::compute(genotype_count const& g, std::vector<double> const& frequencies,

@@ -84,7 +84,7 @@ region_list read_genes(std::string const& path, std::vector<std::string> const& 
                                               names.end();
                                    }),
                     genes.end());
-    double const border = std::floor(1000 * border_kb);
+    double const border = std::round(1000 * border_kb);
     for (region& g : genes) {
         g.from = static_cast<std::int32_t>(std::max(1.0, g.from - border));
         g.to = static_cast<std::int32_t>(std::min<double>(LAST_POSITION, g.to + border));

@@ -3,6 +3,7 @@
 #include "scan/error.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <numeric>
 #include <string_view>
@@ -104,7 +105,7 @@ window_list sliding_windows(snp_table const& snps, std::vector<std::uint32_t> co
             ++end;
         for (std::size_t first = begin; first + n_snps <= end; first += step) {
             window w = window_of(snps, list, first, n_snps);
-            w.is_too_long = w.to - w.from > 1000 * longest_kb;
+            w.is_too_long = w.to - w.from > std::round(1000 * longest_kb);
             list.windows.push_back(w);
         }
     }
