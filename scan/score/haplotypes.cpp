@@ -23,8 +23,8 @@ constexpr unsigned EM_MAX_ITERATIONS = 300000;
 
 // Where a haplotype vanishes without a slope, frequencies move like 1 / iterations. What is left of
 // their way is then as long as the iterations times the last change, with this one at the limit of
-// iterations 1e-5 of the frequency of a tested haplotype.
-constexpr double EM_LAST_CHANGE = 3e-11;
+// iterations 3e-6.
+constexpr double EM_LAST_CHANGE = 1e-11;
 
 } // namespace
 
