@@ -54,12 +54,10 @@ void note_model(null_model const& model, null_design const& design, run_log& log
 
 // Median of the chi-squares of 1 degree of freedom that the p-values stand for, over its expectation.
 double lambda(std::vector<double> log_p) {
-    auto const middle = log_p.begin() + static_cast<std::ptrdiff_t>(log_p.size() / 2);
-    std::nth_element(log_p.begin(), middle, log_p.end());
-    double median = chi_square_1(*middle);
-    if (log_p.size() % 2 == 0)
-        median = (median + chi_square_1(*std::max_element(log_p.begin(), middle))) / 2;
-    return median / chi_square_1(std::log(0.5));
+    std::size_t const middle = log_p.size() / 2;
+    std::nth_element(log_p.begin(), log_p.begin() + static_cast<std::ptrdiff_t>(middle),
+                     log_p.end());
+    return chi_square_1(log_p[middle]) / chi_square_1(std::log(0.5));
 }
 
 void note_summary(scan_summary const& summary, window_list const& list, run_log& log) {
