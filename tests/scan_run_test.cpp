@@ -2,7 +2,6 @@
 #include "scan/score/tails.h"
 #include "tests/scan_support.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <gtest/gtest.h>
@@ -284,21 +283,6 @@ TEST(scan_run, log_and_messages) {
     EXPECT_NE(d.err.find("592 windows of 600 SNPs.\nMemory: at most about "), std::string::npos)
         << d.err;
     EXPECT_EQ(run_shell(dry, "ls t.*").out, "");
-}
-
-// The median of an even number of chi-squares is the mean of the two in the middle.
-TEST(scan_run, lambda_is_a_median) {
-    example_study files;
-    ASSERT_EQ(files.run(PLAIN + "--window 1 --chr 21").exit_status, 0);
-    std::vector<double> chisq;
-    for (auto& row : table(files.read("t.win.tsv")).rows)
-        chisq.push_back(std::stod(row["CHISQ"]));
-    ASSERT_EQ(chisq.size() % 2, 0u);
-    std::sort(chisq.begin(), chisq.end());
-    std::size_t const middle = chisq.size() / 2;
-    std::string const log = files.read("t.log");
-    EXPECT_NEAR(std::stod(log.substr(log.find("Lambda ") + 7)),
-                (chisq[middle - 1] + chisq[middle]) / 2 / 0.454936423119573, 1e-5);
 }
 
 TEST(scan_run, help_and_version) {
