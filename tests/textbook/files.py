@@ -243,10 +243,9 @@ def read_data(path, spec):
                 fail(f"{name}:{number}: error: invalid data for variable {kind}.")
             if kind == "GENE":
                 genotype += str(int(value)) if value in (0, 1, 2) else "9"
-            elif kind == "ENVIRONMENT":
-                values.append(value)
-            else:
+            elif kind == "STATUS":
                 status = int(value)
+            values += [value] * covariates.count(column)
         subjects.append((genotype.ljust(len(loci), "0"), status, tuple(values)))
     header = [shown(text.decode("latin-1")) for text in lines[0].split()]
     return [header[column - 1] for column in covariates], subjects

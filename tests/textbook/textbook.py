@@ -122,6 +122,7 @@ class Model:
         self.hwd, self.k, self.environment = spec["HW"] != 0, len(modelled), environment
         self.covariates = bool(environment or interactions)
         self.haplotypes = self.k if self.hwd else self.k - 1
+        assert self.k <= 256, "too many haplotypes to list their pairs"
         index, copies, z, y = {}, [], [], []
         draws = [(i, j, 1) for i in range(self.k) for j in range(self.k)]
         draws += [(i, i, 0) for i in range(self.k)] if self.hwd else []  # both are copies of one draw
