@@ -2,29 +2,15 @@
 #ifndef QUILMAR_SCAN_SCAN_WINDOWS_H
 #define QUILMAR_SCAN_SCAN_WINDOWS_H
 
-#include "scan/input/bed_file.h"
-#include "scan/input/snp_table.h"
+#include "scan/chunk_worker.h"
 #include "scan/options.h"
 #include "scan/output/output_file.h"
-#include "scan/score/null_model.h"
-#include "scan/score/window.h"
-#include "scan/windows/window_list.h"
 
 #include <array>
 #include <cstddef>
-#include <cstdint>
 #include <vector>
 
 namespace scan {
-
-// What all windows are computed from.
-struct scan_input {
-    snp_table const& snps;
-    bed_file const& bed;
-    window_list const& list;
-    std::vector<std::uint32_t> const& subjects; // used ones, index in the .fam
-    null_model const& model;
-};
 
 struct scan_summary {
     static constexpr std::size_t N_CODES = 7;
@@ -40,10 +26,6 @@ struct scan_summary {
 // threads. Throws what a thread met first.
 scan_summary scan_windows(scan_input const& input, options const& o, output_file& window_table,
                           output_file& haplotype_table);
-
-// Bytes that one thread takes for the genotypes of a window and for its work.
-double bytes_per_thread(std::size_t n_subjects, std::size_t n_columns, std::size_t row_bytes,
-                        std::uint32_t most_snps);
 
 } // namespace scan
 
