@@ -5,8 +5,8 @@
 namespace scan {
 
 std::vector<result_table> tables_of(options const&) {
-    return {{".win.tsv", WINDOW_COLUMNS, &chunk_result::window_rows},
-            {".hap.tsv", HAPLOTYPE_COLUMNS, &chunk_result::haplotype_rows}};
+    return {{".win.tsv", std::string(WINDOW_COLUMNS), &chunk_result::window_rows},
+            {".hap.tsv", std::string(HAPLOTYPE_COLUMNS), &chunk_result::haplotype_rows}};
 }
 
 result_files::result_files(options const& o) : tables_(tables_of(o)) {

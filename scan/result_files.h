@@ -8,14 +8,13 @@
 
 #include <deque>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace scan {
 
 struct result_table {
     char const* suffix;              // of its name
-    std::string_view columns;        // its header line
+    std::string columns;             // its header line
     std::string chunk_result::*rows; // what a chunk adds
 };
 
