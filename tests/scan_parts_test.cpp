@@ -231,6 +231,11 @@ TEST(scan_parts, folder_of_someone_else) {
         EXPECT_EQ(run_shell(files, "cat t.parts t.parts/notes 2>/dev/null").out,
                   *c.command == 0 ? "mine\n" : "");
     }
+    // Where no part was finished, the next run may be any.
+    example_study changed;
+    EXPECT_EQ(changed.scan("--resume --geno 0").exit_status, 13);
+    EXPECT_EQ(changed.list("t.parts"), "record ");
+    EXPECT_EQ(changed.scan("--resume --quiet").err, "");
     // A note beside the parts stays, and the folder with it.
     interrupted_study const files;
     run_shell(files, "echo mine >t.parts/notes");

@@ -30,9 +30,13 @@ std::vector<std::string> names_in(std::string const& folder) {
     return names;
 }
 
+bool is_part(std::string const& name) {
+    return name.find_first_not_of("0123456789") == name.npos;
+}
+
 // Whether runs make a file of this name.
 bool is_own(std::string const& name) {
-    return name == RECORD || name.find_first_not_of("0123456789") == name.npos;
+    return name == RECORD || is_part(name);
 }
 
 } // namespace
@@ -77,10 +81,10 @@ void part_folder::remove_temporary_files() const {
 
 void part_folder::check_record(run_record const& record) const {
     std::string const file = path_ + "/" + RECORD;
-    std::error_code error;
-    if (!fs::exists(file, error)) {
-        if (!names_in(path_).empty())
-            throw failure(open_failed, path_ + ": holds no kept parts. Change --out.");
+    std::vector<std::string> const names = names_in(path_);
+    if (!names.empty() && std::find(names.begin(), names.end(), RECORD) == names.end())
+        throw failure(open_failed, path_ + ": holds no kept parts. Change --out.");
+    if (std::none_of(names.begin(), names.end(), is_part)) {
         output_file made(file, {});
         made.write(text(record));
         made.finish();

@@ -99,7 +99,7 @@ for table in win hap; do
     rows=$(tabix scan/study.$table.tsv.gz 22:30453000-30465000 | grep -c '	448	') || fail "no index"
     [ "$rows" = "$(grep -c '	448	' plain.$table.tsv)" ] || fail "$table.tsv: its index"
 done
-[ -e "$dir/tried" ] && [ "$(wc -l <"$dir/calls")" = 11 ] || fail "not 10 parts and one again"
+[ "$(wc -l <"$dir/calls")" = 11 ] || fail "not 10 parts and one again"
 
 # The job array, of three parts.
 sed 's/"\$SLURM_ARRAY_TASK_ID" 10/"$SLURM_ARRAY_TASK_ID" 3/' "$source/workflow/array.sh" >array.sh
