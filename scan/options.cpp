@@ -134,10 +134,17 @@ void add_test(CLI::App& app, options& o) {
         "Fewest copies of a tested haplotype in the smaller group", "N", NO_LIMIT);
 }
 
-void add_output(CLI::App& app, options& o) {
+void add_output(CLI::App& app, options& o, std::pair<std::uint32_t, std::uint32_t>& part) {
     app.add_option("--out", o.out, "Prefix of the output")
         ->type_name("PREFIX")
         ->capture_default_str()
+        ->group("Output");
+    app.add_option("--parallel", part, "Compute part K of N; the files are named PREFIX.KofN")
+        ->type_name("K N")
+        ->transform(whole_in(1, LAST))
+        ->delimiter(',')
+        ->group("Output");
+    app.add_flag("--resume", o.is_resumed, "Keep finished parts in PREFIX.parts, and take those")
         ->group("Output");
     app.add_option("--pfilter", o.pfilter, "Haplotypes of windows with at most this P are written")
         ->type_name("P")
@@ -264,6 +271,18 @@ void check_positions(options const& o) {
     if (o.from_bp && o.to_bp && *o.from_bp > *o.to_bp) refuse("--from-bp is above --to-bp.");
 }
 
+// The part of --parallel, and the prefix of the output with it. Zeros before the part's number put the
+// names into its order.
+void set_part(options& o, std::pair<std::uint32_t, std::uint32_t> const& part) {
+    o.prefix = o.out;
+    if (part.second == 0) return;
+    std::string const number = std::to_string(part.first), of = std::to_string(part.second);
+    if (part.first > part.second)
+        refuse("--parallel: there is no part " + number + " of " + of + ".");
+    o.part = {part.first, part.second};
+    o.prefix += "." + std::string(of.size() - number.size(), '0') + number + "of" + of;
+}
+
 std::vector<std::string> options_in_effect(CLI::App const& app) {
     std::vector<std::string> lines;
     for (CLI::Option const* option : app.get_options()) {
@@ -305,10 +324,30 @@ bool parse(CLI::App& app, int argc, char const* const* argv) {
 
 } // namespace
 
+std::vector<input_file> input_files(options const& o) {
+    std::vector<input_file> files = {{"--bed", o.bed},
+                                     {"--bim", o.bim},
+                                     {"--fam", o.fam},
+                                     {"--pheno", o.pheno},
+                                     {"--covar", o.covar},
+                                     {"--keep", o.keep},
+                                     {"--remove", o.remove},
+                                     {"--extract", o.extract},
+                                     {"--exclude", o.exclude},
+                                     {"--regions-file", o.regions_file},
+                                     {"--gene-list", o.gene_list},
+                                     {"--hap-list", o.hap_list}};
+    files.erase(std::remove_if(files.begin(), files.end(),
+                               [](input_file const& file) { return file.path.empty(); }),
+                files.end());
+    return files;
+}
+
 std::optional<options> read_command_line(int argc, char const* const* argv) {
     options o;
     o.n_threads = std::max(1u, std::thread::hardware_concurrency());
     std::vector<std::string> chromosomes;
+    std::pair<std::uint32_t, std::uint32_t> part{0, 0}; // not given
     CLI::App app(
         "Score tests of the haplotypes of windows of SNPs in cases and controls, adjusted for "
         "covariates.",
@@ -322,7 +361,7 @@ std::optional<options> read_command_line(int argc, char const* const* argv) {
     add_filters(app, o, chromosomes);
     add_windows(app, o);
     add_test(app, o);
-    add_output(app, o);
+    add_output(app, o, part);
     if (!parse(app, argc, argv)) return std::nullopt;
     refuse_empty_values(app);
 
@@ -330,6 +369,7 @@ std::optional<options> read_command_line(int argc, char const* const* argv) {
     set_files(o);
     check_together(app, o);
     check_positions(o);
+    set_part(o, part);
     o.in_effect = options_in_effect(app);
     return o;
 }

@@ -12,6 +12,11 @@
 
 namespace scan {
 
+// Part `number`, from 1, of `of` parts.
+struct run_part {
+    std::uint32_t number, of;
+};
+
 struct options {
     // Input; empty where it is not given.
     std::string bfile, bed, bim, fam;
@@ -38,6 +43,9 @@ struct options {
     window_settings test;
 
     std::string out = "quilmar-scan";
+    std::optional<run_part> part;
+    std::string prefix; // of all files: `out`, and the part
+    bool is_resumed = false;
     double pfilter = 1;
     unsigned n_threads = 1;
     bool is_dry_run = false, is_quiet = false;
@@ -45,6 +53,12 @@ struct options {
     // Every option in effect with its value, a line each.
     std::vector<std::string> in_effect;
 };
+
+// A file that a run reads, and the option that names it.
+struct input_file {
+    std::string option, path;
+};
+std::vector<input_file> input_files(options const& o);
 
 // Reads the command line. After --help or --version, whose text goes to the standard output, the
 // options are not there. Throws command_line.
