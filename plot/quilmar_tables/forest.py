@@ -23,13 +23,13 @@ class Column:
     title: str
     width: float
     texts: list
-    family: str = "DejaVu Sans"
+    family: str = "sans-serif"
 
 
 def text_columns(rows, level):
     """Columns on the left and on the right of the plot."""
     terms = [shortened(row.term, 40) for row in rows]
-    left = [Column("Haplotype", max(map(len, terms)) * CHARACTER + 0.35, terms, "DejaVu Sans Mono")]
+    left = [Column("Haplotype", max(map(len, terms)) * CHARACTER + 0.35, terms, "monospace")]
     if any(not np.isnan(row.in_cases) for row in rows):
         left += [Column("Cases", 0.65, [percent_text(row.in_cases) for row in rows]),
                  Column("Controls", 0.75, [percent_text(row.in_controls) for row in rows])]
@@ -66,9 +66,9 @@ def draw_interval(axes, y, row, low, high):
     ends = np.array([row.lower if known[0] else row.odds_ratio, row.upper if known[1] else row.odds_ratio])
     shown = np.clip(ends, low, high)
     axes.plot(shown, [y, y], color=DARK, linewidth=1.3, solid_capstyle="butt", gid=f"interval_{y}")
-    for end, at, marker in ((ends[0], shown[0], "<"), (ends[1], shown[1], ">")):
+    for end, at, marker, side in ((ends[0], shown[0], "<", "left"), (ends[1], shown[1], ">", "right")):
         if end != at:
-            axes.plot([at], [y], marker=marker, markersize=5, color=DARK, clip_on=False, gid=f"arrow_{y}")
+            axes.plot([at], [y], marker=marker, markersize=5, color=DARK, clip_on=False, gid=f"{side}_arrow_{y}")
     if 0 < row.odds_ratio < np.inf:
         hollow = row.code == "PENALISED"
         axes.plot([row.odds_ratio], [y], marker="s", markersize=5, markeredgecolor=DARK,

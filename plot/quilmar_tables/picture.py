@@ -20,7 +20,9 @@ def new_figure(width, height, layout="constrained"):
     """An empty figure of so many inches; with layout None axes are placed by hand. Its look depends on no settings of the user."""
     matplotlib.rcdefaults()
     matplotlib.rcParams.update({
-        "font.family": "DejaVu Sans", "font.size": 9, "axes.spines.top": False, "axes.spines.right": False,
+        # Those after the first are for viewers of an SVG that lack it.
+        "font.family": "sans-serif", "font.sans-serif": ["DejaVu Sans", "Verdana"],
+        "font.monospace": ["DejaVu Sans Mono", "Menlo"], "font.size": 9, "axes.spines.top": False, "axes.spines.right": False,
         "axes.linewidth": 0.8, "svg.fonttype": "none", "svg.hashsalt": "quilmar", "pdf.fonttype": 42,
         "text.parse_math": False, "axes.axisbelow": True,
     })

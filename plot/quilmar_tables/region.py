@@ -95,10 +95,10 @@ def draw_column(axes, x, top, width, heading, tiles, darkest):
         share = min(tile.neg_log10_p / darkest, 1)
         grey = 1 - 0.65 * share
         axes.add_patch(Rectangle((x + 0.03, y + 0.02), width - 0.06, TILE - 0.04, linewidth=0.5,
-                                 edgecolor="0.5", facecolor=(grey * 0.92, grey * 0.96, grey), gid="tile"))
+                                 edgecolor="0.5", facecolor=(grey * 0.92, grey * 0.96, grey)))
         color = "white" if grey < 0.55 else "black"
-        for text, up, size, family in ((tile.haplotype, 0.7, 8, "DejaVu Sans Mono"),
-                                       (tile.frequencies(), 0.28, 7, "DejaVu Sans")):
+        for text, up, size, family in ((tile.haplotype, 0.7, 8, "monospace"),
+                                       (tile.frequencies(), 0.28, 7, "sans-serif")):
             axes.text(x + width / 2, y + up * TILE, text, ha="center", va="center", fontsize=size,
                       family=family, color=color)
     if len(tiles) > MOST_TILES:
