@@ -13,25 +13,19 @@ class DataError(Exception):
     """What is wrong with a file, as it is told to the user."""
 
 
-def open_bytes(path):
-    """The file as bytes, decompressed where its first bytes say gzip."""
-    file = open(path, "rb")
-    is_gzip = file.read(2) == b"\x1f\x8b"
-    file.seek(0)
-    return gzip.open(file) if is_gzip else file
-
-
 def lines(path):
-    """Lines without their ends; what cannot be printed reads as "?"."""
+    """Lines without their ends, decompressed; what cannot be printed reads as "?"."""
     try:
-        with open_bytes(path) as file:
-            for line in file:
+        with open(path, "rb") as file:
+            is_gzip = file.read(2) == b"\x1f\x8b"
+            file.seek(0)
+            for line in gzip.open(file) if is_gzip else file:
                 text = line.rstrip(b"\r\n").decode("utf-8", "replace")
                 yield UNPRINTABLE.sub("?", text) if UNPRINTABLE.search(text) else text
-    except OSError as error:
-        raise DataError(f"{path}: {error.strerror or error}") from error
-    except (EOFError, zlib.error) as error:
+    except (EOFError, zlib.error, gzip.BadGzipFile) as error:
         raise DataError(f"{path}: the compressed data are damaged or cut short.") from error
+    except OSError as error:
+        raise DataError(f"{path}: {error.strerror or error}.") from error
 
 
 def places(path, header, names):

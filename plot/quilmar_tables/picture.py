@@ -10,7 +10,7 @@ from .output import write_whole
 
 FORMATS = (".png", ".svg", ".pdf")
 
-# In grey they have a luminance of 0.25, 0.65, 0.45 and 0.55; hits have a dark edge as well.
+# In grey they have a luminance of 0.23, 0.64, 0.43 and 0.55; hits have a dark edge as well.
 DARK, LIGHT, HIT, MUTED = "#1f3f66", "#84aad4", "#d1491f", "#8c8c8c"
 # With more points than this a vector file would be slow to show: they become an image within it.
 MOST_VECTORS = 10_000

@@ -36,6 +36,7 @@ class WindowTests:
 
 def read_windows(path):
     """All windows with a p-value; there must be one."""
+    # N_SNP is not used, but tells the table from that of haplotypes.
     names = ["CHROM", "POS", "END", "WINDOW", "N_SNP", "NEG_LOG10_P"]
     columns, rows = read_columns(path, names)
     first, last, y = (numbers_of(path, name, columns[name], rows) for name in ("POS", "END", "NEG_LOG10_P"))
