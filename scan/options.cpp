@@ -60,6 +60,7 @@ void add_input(CLI::App& app, options& o) {
     add("--bed", o.bed, "Genotypes, PLINK 1 binary")->type_name("FILE");
     add("--bim", o.bim, "SNPs")->type_name("FILE");
     add("--fam", o.fam, "Subjects")->type_name("FILE");
+    add("--vcf", o.vcf, "Genotypes and SNPs, as VCF, VCF.gz or BCF")->type_name("FILE");
     add("--pheno", o.pheno, "Phenotypes, instead of the .fam's")->type_name("FILE");
     add("--pheno-name", o.pheno_name, "Column of --pheno")->type_name("NAME");
     app.add_flag("--1", o.is_01, "0 is a control, 1 a case")->group("Input");
@@ -195,12 +196,20 @@ void require(CLI::App const& app, char const* option, char const* other) {
         refuse(std::string(option) + " needs " + other + ".");
 }
 
-// The three files, by their prefix or one by one.
+// The three files, by their prefix or one by one, or the VCF.
 void set_files(options& o) {
+    if (!o.vcf.empty()) {
+        for (std::string const* other : {&o.bfile, &o.bed, &o.bim, &o.fam})
+            if (!other->empty())
+                refuse("--vcf and --bfile, --bed, --bim, --fam exclude each other.");
+        if (o.pheno.empty()) refuse("--vcf needs --pheno: a VCF holds no phenotype.");
+        return;
+    }
     for (auto const& [file, suffix] :
          {std::pair(&o.bed, ".bed"), {&o.bim, ".bim"}, {&o.fam, ".fam"}})
         if (file->empty()) {
-            if (o.bfile.empty()) refuse("No genotypes: give --bfile, or --bed, --bim and --fam.");
+            if (o.bfile.empty())
+                refuse("No genotypes: give --bfile, --vcf, or --bed, --bim and --fam.");
             *file = o.bfile + suffix;
         }
 }

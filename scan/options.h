@@ -14,7 +14,7 @@ namespace scan {
 
 struct options {
     // Input; empty where it is not given.
-    std::string bfile, bed, bim, fam;
+    std::string bfile, bed, bim, fam, vcf;
     std::string pheno, pheno_name;
     bool is_01 = false;
     std::string covar;

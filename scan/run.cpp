@@ -94,8 +94,8 @@ struct output_files {
 };
 
 std::vector<std::string> inputs_of(options const& o) {
-    return {o.bed,    o.bim,     o.fam,     o.pheno,        o.covar,     o.keep,
-            o.remove, o.extract, o.exclude, o.regions_file, o.gene_list, o.hap_list};
+    return {o.bed,     o.bim,     o.fam,          o.pheno,     o.covar,    o.keep, o.remove,
+            o.extract, o.exclude, o.regions_file, o.gene_list, o.hap_list, o.vcf};
 }
 
 std::string subject_list(study const& s) {
