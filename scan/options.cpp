@@ -150,6 +150,10 @@ void add_output(CLI::App& app, options& o) {
         ->transform(whole_in(1, 1024))
         ->capture_default_str()
         ->group("Output");
+    app.add_option("--export-window", o.exported,
+                   "Make no tables, but PREFIX.txt and PREFIX.spec for quilmar of window ID")
+        ->type_name("ID PREFIX")
+        ->group("Output");
     app.add_flag("--dry-run", o.is_dry_run, "Print subjects, windows and memory, compute nothing")
         ->group("Output");
     app.add_flag("--quiet", o.is_quiet, "Print errors alone")->group("Output");
@@ -249,6 +253,8 @@ void check_together(CLI::App const& app, options const& o) {
     if (!o.covar.empty() && o.allow_no_covars)
         refuse("--covar and --allow-no-covars exclude each other.");
     check_windows(app, o);
+    if (o.is_dry_run && is_given(app, "--export-window"))
+        refuse("--export-window and --dry-run exclude each other.");
     if (o.out.back() == '/') refuse("--out names a folder: add a prefix to it.");
 }
 
@@ -313,6 +319,11 @@ bool parse(CLI::App& app, int argc, char const* const* argv) {
 }
 
 } // namespace
+
+std::vector<std::string> inputs_of(options const& o) {
+    return {o.bed,     o.bim,     o.fam,          o.pheno,     o.covar,    o.keep, o.remove,
+            o.extract, o.exclude, o.regions_file, o.gene_list, o.hap_list, o.vcf};
+}
 
 std::optional<options> read_command_line(int argc, char const* const* argv) {
     options o;

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace scan {
@@ -40,11 +41,15 @@ struct options {
     std::string out = "quilmar-scan";
     double pfilter = 1;
     unsigned n_threads = 1;
+    std::pair<std::string, std::string> exported; // window and prefix; empty for a scan
     bool is_dry_run = false, is_quiet = false;
 
     // Every option in effect with its value, a line each.
     std::vector<std::string> in_effect;
 };
+
+// The files that a run reads; empty where one is not given.
+std::vector<std::string> inputs_of(options const& o);
 
 // Reads the command line. After --help or --version, whose text goes to the standard output, the
 // options are not there. Throws command_line.

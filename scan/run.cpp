@@ -1,5 +1,6 @@
 #include "scan/run.h"
 
+#include "scan/export_window.h"
 #include "scan/output/numbers.h"
 #include "scan/output/output_file.h"
 #include "scan/output/run_log.h"
@@ -93,11 +94,6 @@ struct output_files {
     }
 };
 
-std::vector<std::string> inputs_of(options const& o) {
-    return {o.bed,     o.bim,     o.fam,          o.pheno,     o.covar,    o.keep, o.remove,
-            o.extract, o.exclude, o.regions_file, o.gene_list, o.hap_list, o.vcf};
-}
-
 std::string subject_list(study const& s) {
     std::string table = "FID\tIID\n";
     for (std::uint32_t const i : s.used.used)
@@ -121,6 +117,7 @@ void run(options const& o) {
     auto const start = std::chrono::steady_clock::now();
     run_log log(o.is_quiet);
     record_start(o, log);
+    if (!o.exported.first.empty()) return export_window(o, log);
     output_files files(o, inputs_of(o));
     study s(o, log);
     if (o.is_dry_run) return note_memory(o, s, log);
