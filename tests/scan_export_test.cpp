@@ -35,9 +35,9 @@ TEST(scan_export, quilmar_runs_on_the_files_and_has_the_scans_frequencies) {
         char const *options, *window;
     } const cases[] = {
         {"", "448"},
-        {"--covar c.csv --covar-name STATUS,centre --window 3 --min-hap-freq 0.0005 "
+        {"--covar c.csv --covar-name STATUS,centre --window 3 --min-hap-freq 0.0003 "
          "--min-hap-copies 0",
-         "450"},
+         "4"},
         {"--gene-list genes.txt --window-mind 0", "GENE3"},
     };
     for (auto const& c : cases) {
