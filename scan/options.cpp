@@ -60,6 +60,7 @@ void add_input(CLI::App& app, options& o) {
     add("--bed", o.bed, "Genotypes, PLINK 1 binary")->type_name("FILE");
     add("--bim", o.bim, "SNPs")->type_name("FILE");
     add("--fam", o.fam, "Subjects")->type_name("FILE");
+    add("--vcf", o.vcf, "Genotypes and SNPs, as VCF, VCF.gz or BCF")->type_name("FILE");
     add("--pheno", o.pheno, "Phenotypes, instead of the .fam's")->type_name("FILE");
     add("--pheno-name", o.pheno_name, "Column of --pheno")->type_name("NAME");
     app.add_flag("--1", o.is_01, "0 is a control, 1 a case")->group("Input");
@@ -156,6 +157,10 @@ void add_output(CLI::App& app, options& o, std::pair<std::uint32_t, std::uint32_
         ->transform(whole_in(1, 1024))
         ->capture_default_str()
         ->group("Output");
+    app.add_option("--export-window", o.exported,
+                   "Make no tables, but PREFIX.txt and PREFIX.spec for quilmar of window ID")
+        ->type_name("ID PREFIX")
+        ->group("Output");
     app.add_flag("--dry-run", o.is_dry_run, "Print subjects, windows and memory, compute nothing")
         ->group("Output");
     app.add_flag("--quiet", o.is_quiet, "Print errors alone")->group("Output");
@@ -202,12 +207,20 @@ void require(CLI::App const& app, char const* option, char const* other) {
         refuse(std::string(option) + " needs " + other + ".");
 }
 
-// The three files, by their prefix or one by one.
+// The three files, by their prefix or one by one, or the VCF.
 void set_files(options& o) {
+    if (!o.vcf.empty()) {
+        for (std::string const* other : {&o.bfile, &o.bed, &o.bim, &o.fam})
+            if (!other->empty())
+                refuse("--vcf and --bfile, --bed, --bim, --fam exclude each other.");
+        if (o.pheno.empty()) refuse("--vcf needs --pheno: a VCF holds no phenotype.");
+        return;
+    }
     for (auto const& [file, suffix] :
          {std::pair(&o.bed, ".bed"), {&o.bim, ".bim"}, {&o.fam, ".fam"}})
         if (file->empty()) {
-            if (o.bfile.empty()) refuse("No genotypes: give --bfile, or --bed, --bim and --fam.");
+            if (o.bfile.empty())
+                refuse("No genotypes: give --bfile, --vcf, or --bed, --bim and --fam.");
             *file = o.bfile + suffix;
         }
 }
@@ -247,6 +260,8 @@ void check_together(CLI::App const& app, options const& o) {
     if (!o.covar.empty() && o.allow_no_covars)
         refuse("--covar and --allow-no-covars exclude each other.");
     check_windows(app, o);
+    if (o.is_dry_run && is_given(app, "--export-window"))
+        refuse("--export-window and --dry-run exclude each other.");
     if (o.out.back() == '/') refuse("--out names a folder: add a prefix to it.");
 }
 
@@ -336,11 +351,19 @@ std::vector<input_file> input_files(options const& o) {
                                      {"--exclude", o.exclude},
                                      {"--regions-file", o.regions_file},
                                      {"--gene-list", o.gene_list},
-                                     {"--hap-list", o.hap_list}};
+                                     {"--hap-list", o.hap_list},
+                                     {"--vcf", o.vcf}};
     files.erase(std::remove_if(files.begin(), files.end(),
                                [](input_file const& file) { return file.path.empty(); }),
                 files.end());
     return files;
+}
+
+std::vector<std::string> input_paths(options const& o) {
+    std::vector<std::string> paths;
+    for (input_file const& file : input_files(o))
+        paths.push_back(file.path);
+    return paths;
 }
 
 std::optional<options> read_command_line(int argc, char const* const* argv) {

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace scan {
@@ -19,7 +20,7 @@ struct run_part {
 
 struct options {
     // Input; empty where it is not given.
-    std::string bfile, bed, bim, fam;
+    std::string bfile, bed, bim, fam, vcf;
     std::string pheno, pheno_name;
     bool is_01 = false;
     std::string covar;
@@ -48,6 +49,7 @@ struct options {
     bool is_resumed = false;
     double pfilter = 1;
     unsigned n_threads = 1;
+    std::pair<std::string, std::string> exported; // window and prefix; empty for a scan
     bool is_dry_run = false, is_quiet = false;
 
     // Every option in effect with its value, a line each.
@@ -59,6 +61,7 @@ struct input_file {
     std::string option, path;
 };
 std::vector<input_file> input_files(options const& o);
+std::vector<std::string> input_paths(options const& o);
 
 // Reads the command line. After --help or --version, whose text goes to the standard output, the
 // options are not there. Throws command_line.

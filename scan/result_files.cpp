@@ -10,9 +10,7 @@ std::vector<result_table> tables_of(options const&) {
 }
 
 result_files::result_files(options const& o) : tables_(tables_of(o)) {
-    std::vector<std::string> inputs;
-    for (input_file const& input : input_files(o))
-        inputs.push_back(input.path);
+    std::vector<std::string> const inputs = input_paths(o);
     for (result_table const& table : tables_)
         files_.emplace_back(o.prefix + table.suffix, inputs).write(table.columns);
     for (char const* suffix : {".id", ".log"})

@@ -1,5 +1,6 @@
 #include "scan/run.h"
 
+#include "scan/export_window.h"
 #include "scan/output/numbers.h"
 #include "scan/output/run_log.h"
 #include "scan/parts/kept_scan.h"
@@ -108,6 +109,7 @@ void run(options const& o) {
     auto const start = std::chrono::steady_clock::now();
     run_log log(o.is_quiet);
     record_start(o, log);
+    if (!o.exported.first.empty()) return export_window(o, log);
     result_files files(o);
     std::optional<part_folder> kept;
     if (o.is_resumed && !o.is_dry_run) kept.emplace(o.prefix + ".parts", record_of(o));

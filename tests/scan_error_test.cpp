@@ -189,7 +189,7 @@ TEST(scan_error, command_line) {
     struct {
         char const *line, *message;
     } const cases[] = {
-        {"", "No genotypes: give --bfile, or --bed, --bim and --fam."},
+        {"", "No genotypes: give --bfile, --vcf, or --bed, --bim and --fam."},
         {"--bed study.bed --bim study.bim --allow-no-covars", "No genotypes"},
         {"--bfile study", "No covariates: give --covar, or --allow-no-covars if the test shall be"},
         {"--bfile study --allow-no-covars --parallel 2", "--parallel: 2 required"},
