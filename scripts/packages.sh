@@ -1,7 +1,7 @@
 # Sourced by the other scripts.
 
 # What quilmar-scan is built with.
-scan_packages="libcli11-dev libeigen3-dev libhts-dev r-mathlib"
+scan_packages="libcli11-dev libeigen3-dev libhts-dev r-mathlib zlib1g-dev"
 
 # What quilmar-plot and quilmar-table run with.
 plot_packages="python3-matplotlib python3-scipy"
