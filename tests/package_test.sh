@@ -12,7 +12,9 @@ package=$(ls quilmar_*.deb)
 dpkg-deb -x "$package" root
 dpkg-deb -f "$package"
 dpkg-deb -f "$package" Depends | grep -q 'libc6.*' || fail "no dependencies"
-! dpkg-deb -c "$package" | grep -E 'CMakeLists|\.(cpp|h|py)$|/home|/tmp' || fail "files that are not for users"
+dpkg-deb -f "$package" Recommends | grep -q python3-matplotlib || fail "no recommendation for the pictures"
+! dpkg-deb -c "$package" | grep -v share/quilmar/quilmar_tables |
+    grep -E 'CMakeLists|\.(cpp|h|py)$|__pycache__|/home|/tmp' || fail "files that are not for users"
 
 docs=$PWD/root/usr/share/doc/quilmar
 programs=$(ls root/usr/bin)
