@@ -12,7 +12,7 @@ package=$(ls quilmar_*.deb)
 dpkg-deb -x "$package" root
 dpkg-deb -f "$package"
 dpkg-deb -f "$package" Depends | grep -q 'libc6.*' || fail "no dependencies"
-! dpkg-deb -c "$package" | grep -E 'CMakeLists|\.(cpp|h|py)$|/home|/tmp' || fail "files that are not for users"
+! dpkg-deb -c "$package" | grep -E 'CMakeLists|\.(cpp|h)$|examples/.*\.py$|/home|/tmp' || fail "files that are not for users"
 
 docs=$PWD/root/usr/share/doc/quilmar
 programs=$(ls root/usr/bin)
@@ -23,7 +23,7 @@ for program in $programs; do
     [ -s help ] || fail "$program --help prints nothing"
     page=root/usr/share/man/man1/$program.1
     [ -z "$(groff -man -ww -z "$page" 2>&1)" ] || fail "$page: $(groff -man -ww -z "$page" 2>&1)"
-    grep -q "^.SH EXAMPLES" "$page" || fail "$page has no examples"
+    grep -q "^.SH EXAMPLE" "$page" || fail "$page has no examples"
 done
 for program in quilmar quilmar-scan; do
     bash -n root/usr/share/bash-completion/completions/$program || fail "completion of $program"
@@ -38,3 +38,5 @@ study=$docs/examples/scan
 quilmar-scan --bfile "$study/study" --pheno "$study/pheno.txt" --covar "$study/covar.txt" \
     --covar-name age,PC1 --quiet --out t || fail "quilmar-scan"
 [ "$(wc -l <t.win.tsv)" = 593 ] || fail "the scan's table"
+quilmar-plot manhattan t.win.tsv -o t.svg || fail "quilmar-plot"
+[ "$(quilmar-table two_genes.txt.out | grep -c '^| Gene')" = 3 ] || fail "quilmar-table"
