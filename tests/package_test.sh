@@ -12,7 +12,9 @@ package=$(ls quilmar_*.deb)
 dpkg-deb -x "$package" root
 dpkg-deb -f "$package"
 dpkg-deb -f "$package" Depends | grep -q 'libc6.*' || fail "no dependencies"
-! dpkg-deb -c "$package" | grep -E 'CMakeLists|\.(cpp|h)$|examples/.*\.py$|/home|/tmp' || fail "files that are not for users"
+dpkg-deb -f "$package" Recommends | grep -q python3-matplotlib || fail "no recommendation for the pictures"
+! dpkg-deb -c "$package" | grep -v share/quilmar/quilmar_tables |
+    grep -E 'CMakeLists|\.(cpp|h|py)$|__pycache__|/home|/tmp' || fail "files that are not for users"
 
 docs=$PWD/root/usr/share/doc/quilmar
 programs=$(ls root/usr/bin)
@@ -23,7 +25,7 @@ for program in $programs; do
     [ -s help ] || fail "$program --help prints nothing"
     page=root/usr/share/man/man1/$program.1
     [ -z "$(groff -man -ww -z "$page" 2>&1)" ] || fail "$page: $(groff -man -ww -z "$page" 2>&1)"
-    grep -q "^.SH EXAMPLE" "$page" || fail "$page has no examples"
+    grep -q "^.SH EXAMPLES" "$page" || fail "$page has no examples"
 done
 for program in quilmar quilmar-scan; do
     bash -n root/usr/share/bash-completion/completions/$program || fail "completion of $program"
