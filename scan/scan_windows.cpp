@@ -48,7 +48,7 @@ scan_summary scan_windows(scan_input const& input, options const& o, output_file
     std::size_t n_done = 0;
     progress shown(n_windows, o.is_quiet);
     window_table.write(WINDOW_COLUMNS);
-    haplotype_table.write(HAPLOTYPE_COLUMNS);
+    haplotype_table.write(haplotype_columns(o.test.test));
     ordered_writer<chunk_result> writer(
         [&](chunk_result const& chunk) {
             window_table.write(chunk.window_rows);
