@@ -16,17 +16,16 @@
 
 namespace scan {
 
-bool ratio_test::run(genotype_table const& table, std::vector<std::size_t> const& tested,
-                     bool rare_has_effect, window_row& row) {
-    double const cases = table.n_cases;
-    by_group const subjects{table.n_subjects - cases, cases};
+bool ratio_test::run(std::vector<genotype_count> const& genotypes, by_group subjects,
+                     std::vector<std::size_t> const& tested, bool rare_has_effect,
+                     window_row& row) {
     set_effects(tested, rare_has_effect);
     if (!groups_.run(pooled_, in_class_, subjects)) return false;
     by_group const l = groups_.at_maximum().log_likelihood();
     row.df = static_cast<unsigned>(tested.size() - 1 + rare_has_effect);
     row.chisq = std::max(0.0, 2 * (l[0] + l[1] - pooled_.at_maximum().log_likelihood()));
     row.log_p = log_p_chi_square(row.chisq, row.df);
-    errors_.run(pooled_.list(), table.genotypes, groups_, subjects, effects_,
+    errors_.run(pooled_.list(), genotypes, groups_, subjects, effects_,
                 tested.size() + rare_has_effect, standard_errors_);
     set_haplotypes(tested, row);
     return true;

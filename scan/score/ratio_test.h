@@ -2,7 +2,6 @@
 #ifndef QUILMAR_SCAN_SCORE_RATIO_TEST_H
 #define QUILMAR_SCAN_SCORE_RATIO_TEST_H
 
-#include "scan/score/genotype_table.h"
 #include "scan/score/group_frequencies.h"
 #include "scan/score/haplotypes.h"
 #include "scan/score/odds_ratios.h"
@@ -23,8 +22,8 @@ class ratio_test {
     // tested: indices in the pooled estimate's list, the most frequent first, which is the reference.
     // The other haplotypes have one effect together if rare_has_effect, else the reference's. Fills
     // the row's haplotypes and its omnibus test. False if the iteration did not converge.
-    bool run(genotype_table const& table, std::vector<std::size_t> const& tested,
-             bool rare_has_effect, window_row& row);
+    bool run(std::vector<genotype_count> const& genotypes, by_group subjects,
+             std::vector<std::size_t> const& tested, bool rare_has_effect, window_row& row);
 
   private:
     frequency_estimate const& pooled_;

@@ -116,8 +116,10 @@ error_code window_test::test(window_row& result) {
                                                               : error_code::one_haplotype;
     double const rare_copies = 2.0 * std::min(result.cases, result.controls) * result.rare_freq;
     bool const rare_has_effect = rare_copies >= std::max(settings_.min_hap_copies, FEWEST_COPIES);
-    return ratio_.run(table_, tested_, rare_has_effect, result) ? error_code::none
-                                                                : error_code::em_maxiter;
+    by_group const subjects{double(result.controls), double(result.cases)};
+    return ratio_.run(table_.genotypes, subjects, tested_, rare_has_effect, result)
+               ? error_code::none
+               : error_code::em_maxiter;
 }
 
 } // namespace scan
