@@ -78,6 +78,13 @@ null_model fit_null_model(std::vector<std::uint8_t> is_case, Eigen::MatrixXd con
     model.subjects.col(null_model::WEIGHT) = fit.weight;
     model.subjects.rightCols(c) = information.matrixL().solve(design.transpose()).transpose();
     model.is_case = std::move(is_case);
+    if (model.has_covariates()) {
+        row_major_matrix sums(n, null_model::FIRST_COVARIATE + c - 1);
+        sums.leftCols(null_model::FIRST_COVARIATE) =
+            model.subjects.leftCols(null_model::FIRST_COVARIATE);
+        sums.rightCols(c - 1) = fit.weight.asDiagonal() * model.subjects.rightCols(c - 1);
+        model.to_sum = score_rows(sums);
+    }
     return model;
 }
 

@@ -23,6 +23,10 @@ namespace {
 // Share of a variance, or of the largest eigenvalue, below which nothing but rounding is left.
 constexpr double RANK_TOLERANCE = 1e-7;
 
+// Of a logarithm of a p-value, within which two are the same. Two haplotypes that share all copies
+// have equal ones but for rounding; the more frequent is then the top.
+constexpr double TIE = 1e-9;
+
 // A positive semidefinite matrix A = E diag(l) E' with the eigenvalues that are not 0.
 class semidefinite {
   public:
@@ -70,16 +74,15 @@ std::string text(error_code code) {
     return ".";
 }
 
-window_test::window_test(null_model const& model, std::vector<std::uint32_t> const& sample,
+window_test::window_test(null_model const& model, genotype_table const& table,
                          window_settings const& settings)
-    : model_(model), settings_(settings), table_(model, sample) {}
+    : model_(model), settings_(settings), table_(table) {}
 
-void window_test::run(std::vector<std::uint8_t const*> const& rows, window_row& result) {
+void window_test::run(window_row& result) {
     result = window_row{};
-    error_code const code = count(rows, result);
+    error_code const code = count(result);
     if (code != error_code::none) return fail(code, result);
-    auto const n_snps = static_cast<unsigned>(rows.size());
-    if (!estimate_frequencies(table_.genotypes, n_snps, frequencies_))
+    if (!estimate_frequencies(table_.genotypes, table_.n_snps, frequencies_))
         return fail(error_code::em_maxiter, result);
     choose_haplotypes(result);
     if (bits_.size() < 2) return fail(error_code::one_haplotype, result);
@@ -89,10 +92,8 @@ void window_test::run(std::vector<std::uint8_t const*> const& rows, window_row& 
     test_window(result);
 }
 
-// Distinct genotypes and the subjects used.
-error_code window_test::count(std::vector<std::uint8_t const*> const& rows, window_row& result) {
-    if (rows.size() > genotype_table::MAX_SNPS) return error_code::too_many_snps;
-    table_.collapse(rows, static_cast<unsigned>(settings_.window_mind * rows.size()));
+// The subjects used.
+error_code window_test::count(window_row& result) const {
     result.obs = table_.n_subjects;
     result.cases = table_.n_cases;
     result.controls = table_.n_subjects - table_.n_cases;
@@ -162,13 +163,18 @@ void window_test::compute_score() {
 // Takes out the covariates' part, where `covariance` is X'WQ. Over all subjects Q'WQ = I and
 // Q'r = 0; those that are left out of the window are taken from both.
 void window_test::subtract_projection(Eigen::MatrixXd const& covariance) {
-    if (table_.left_out.empty()) {
-        variance_ -= covariance * covariance.transpose();
-        return;
-    }
     Eigen::Index const c = model_.n_columns();
     Eigen::MatrixXd information = Eigen::MatrixXd::Identity(c, c);
     Eigen::VectorXd covariate_score = Eigen::VectorXd::Zero(c);
+    if (!model_.has_covariates()) {
+        auto const sums = table_.sums();
+        double const q = model_.subjects(0, null_model::FIRST_COVARIATE);
+        information(0, 0) = q * sums.col(null_model::FIRST_COVARIATE).sum();
+        covariate_score[0] = q * sums.col(null_model::RESIDUAL).sum();
+    } else if (table_.left_out.empty()) {
+        variance_ -= covariance * covariance.transpose();
+        return;
+    }
     for (std::uint32_t const i : table_.left_out) {
         auto const subject = model_.subjects.row(i);
         auto const q = subject.tail(c);
@@ -188,7 +194,8 @@ void window_test::test_haplotypes(window_row& result) const {
         haplotype_row& row = result.haplotypes[static_cast<std::size_t>(h)];
         row.z = score_[h] / std::sqrt(variance_(h, h));
         row.log_p = log_p_two_sided(row.z);
-        if (tests++ == 0 || row.log_p < result.top.log_p) result.top = row;
+        if (tests++ == 0 || row.log_p < result.top.log_p - TIE * (1 - result.top.log_p))
+            result.top = row;
     }
     if (tests > 0) result.top_log_p_bonferroni = std::min(0.0, result.top.log_p + std::log(tests));
 }
