@@ -84,23 +84,24 @@ void chunk_worker::append(std::size_t w, chunk_result& result) {
 }
 
 double bytes_per_thread(std::size_t n_subjects, std::size_t n_columns, std::size_t row_bytes,
-                        std::uint32_t most_snps) {
-    auto const most_cells = [&](unsigned n_snps) {
-        return std::min(static_cast<double>(n_subjects),
-                        std::ldexp(1, 2 * static_cast<int>(n_snps)));
+                        std::uint32_t longest) {
+    auto const n = static_cast<double>(n_subjects), columns = static_cast<double>(n_columns);
+    // 3^k genotypes are complete; those with missing SNPs are fewer.
+    auto const most_genotypes = [n](unsigned n_snps) {
+        return std::min(n, 2 * std::pow(3, n_snps));
     };
-    double const table_keys = std::ldexp(1, 2 * genotype_block::MAX_TABLE_SNPS),
-                 cells = most_cells(std::max(most_snps, genotype_block::MAX_TABLE_SNPS)),
-                 columns = static_cast<double>(n_columns) + 4;
-    double const rows =
-                     static_cast<double>(std::max(window_rows::MOST_BYTES, most_snps * row_bytes)),
-                 places = 2.0 * static_cast<double>(n_subjects) + static_cast<double>(row_bytes);
-    // A cell of a block has key, counts, slots of the hash, and sums; a genotype of a window its
-    // masks, its sums and copies of some 20 haplotypes.
-    double const blocks =
-        block_counter::MAX_BLOCKS * (16 * table_keys + cells * (16 + 16 + 8 * columns));
-    return rows + places + blocks + cells * (28 + 8 * columns + 160) +
-           32 * std::ldexp(1, most_snps);
+    bool const has_covariates = n_columns > 1;
+    unsigned const block_snps = std::max(longest, has_covariates ? block_counter::LONG_BLOCK
+                                                                 : genotype_block::MAX_TABLE_SNPS);
+    double const rows = static_cast<double>(std::max(window_rows::MOST_BYTES, longest * row_bytes)),
+                 places = 2 * n + static_cast<double>(row_bytes),
+                 table = 12 * std::pow(4, genotype_block::MAX_TABLE_SNPS);
+    // A cell of a block has itself, slots of the hash and sums; a genotype of a window its masks, its
+    // sums and copies of some 20 haplotypes.
+    double const block = table + (has_covariates ? 4 * n : 0) +
+                         most_genotypes(block_snps) * (24 + 32 + 8 * (columns + 4)),
+                 window = most_genotypes(longest) * (20 + 8 * (columns + 2) + 160);
+    return rows + places + block_counter::MAX_BLOCKS * block + window + 32 * std::pow(2, longest);
 }
 
 } // namespace scan

@@ -68,9 +68,10 @@ class chunk_worker {
     void append(std::size_t w, chunk_result& result);
 };
 
-// Bytes that one worker takes for the genotypes of its windows and for its work.
+// Bytes that one worker takes for the genotypes of its windows and for its work; n_columns are those
+// of the design, `longest` the SNPs of the longest window.
 double bytes_per_thread(std::size_t n_subjects, std::size_t n_columns, std::size_t row_bytes,
-                        std::uint32_t most_snps);
+                        std::uint32_t longest);
 
 } // namespace scan
 

@@ -12,7 +12,8 @@ constexpr std::uint64_t LOW_BITS = 0x5555555555555555; // the lower bit of every
 
 // Measured on windows of 5 SNPs.
 unsigned best_block_of(std::size_t n_places, bool has_covariates) {
-    return has_covariates ? 10 : n_places < 4000 ? 5 : n_places < 60000 ? 6 : 7;
+    if (has_covariates) return block_counter::LONG_BLOCK;
+    return n_places < 4000 ? 5 : n_places < 60000 ? 6 : 7;
 }
 
 using codes = std::uint64_t __attribute__((vector_size(16))); // of 64 subjects

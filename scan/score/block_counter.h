@@ -17,6 +17,8 @@ class block_counter {
   public:
     // Blocks that share a pass over the subjects' score rows.
     static constexpr std::size_t MAX_BLOCKS = 4;
+    // SNPs of a block where there are covariates.
+    static constexpr unsigned LONG_BLOCK = 10;
 
     // sample: the index in the .fam of every subject of the null model, increasing.
     block_counter(null_model const& model, std::vector<std::uint32_t> const& sample);

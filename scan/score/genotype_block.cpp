@@ -19,17 +19,6 @@ std::size_t hash(std::uint64_t key) {
 genotype_block::genotype_block(sample_places const& places, bool has_ids)
     : places_(places), ids_(has_ids ? places.n_subjects() : 0) {}
 
-void genotype_block::count(genotype_row const* rows, unsigned n_snps) {
-    n_snps_ = n_snps;
-    std::reverse_copy(rows, rows + n_snps, rows_.begin());
-    rows_[n_snps] = places_.status();
-    cells_.clear();
-    if (n_snps <= MAX_TABLE_SNPS && ids_.empty())
-        count_by_table();
-    else
-        count_by_hash();
-}
-
 void genotype_block::count_by_table() {
     std::size_t const n_keys = std::size_t{1} << 2 * n_snps_;
     counts_.assign(3 * n_keys, 0);
@@ -46,16 +35,17 @@ void genotype_block::count_by_table() {
 }
 
 // use(i, key) for every subject i of a tile.
-template <typename Use> void genotype_block::for_each_key(std::size_t tile, Use const& use) const {
-    tile_keys keys[(MAX_SNPS + SNPS_PER_KEY - 1) / SNPS_PER_KEY];
-    unsigned n_parts = 0;
-    for (unsigned r = 0; r < n_snps_; r += SNPS_PER_KEY)
-        form_keys(rows_.data() + r, std::min(n_snps_ - r, SNPS_PER_KEY), places_.row_bytes(), tile,
-                  keys[n_parts++]);
+template <unsigned PARTS, typename Use>
+void genotype_block::for_each_key(std::size_t tile, Use const& use) const {
+    tile_keys keys[PARTS];
+    for (unsigned p = 0; p < PARTS; ++p)
+        form_keys(rows_.data() + p * SNPS_PER_KEY,
+                  std::min(n_snps_ - p * SNPS_PER_KEY, SNPS_PER_KEY), places_.row_bytes(), tile,
+                  keys[p]);
     for (std::size_t i = places_.first(tile); i < places_.first(tile + 1); ++i) {
         std::size_t const place = places_.place(i);
         std::uint64_t key = 0;
-        for (unsigned p = 0; p < n_parts; ++p)
+        for (unsigned p = 0; p < PARTS; ++p)
             key |= std::uint64_t{keys[p][place]} << 16 * p;
         use(i, key);
     }
@@ -81,10 +71,10 @@ std::uint32_t genotype_block::add(std::uint64_t key) {
     return id;
 }
 
-void genotype_block::count_by_hash() {
+template <unsigned PARTS> void genotype_block::count_by_hash() {
     slots_.assign(std::max(slots_.size(), LEAST_SLOTS), NONE);
     for (std::size_t tile = 0; tile < places_.n_tiles(); ++tile)
-        for_each_key(tile, [this](std::size_t subject, std::uint64_t key) {
+        for_each_key<PARTS>(tile, [this](std::size_t subject, std::uint64_t key) {
             std::uint32_t id = slots_[slot_of(key)];
             if (id == NONE) id = add(key);
             ++(places_.is_case(subject) ? cells_[id].cases : cells_[id].controls);
@@ -92,6 +82,21 @@ void genotype_block::count_by_hash() {
         });
     std::sort(cells_.begin(), cells_.end(),
               [](genotype_cell const& a, genotype_cell const& b) { return a.key < b.key; });
+}
+
+void genotype_block::count(genotype_row const* rows, unsigned n_snps) {
+    n_snps_ = n_snps;
+    std::reverse_copy(rows, rows + n_snps, rows_.begin());
+    rows_[n_snps] = places_.status();
+    cells_.clear();
+    if (n_snps <= MAX_TABLE_SNPS && ids_.empty())
+        count_by_table();
+    else if (n_snps <= SNPS_PER_KEY)
+        count_by_hash<1>();
+    else if (n_snps <= 2 * SNPS_PER_KEY)
+        count_by_hash<2>();
+    else
+        count_by_hash<3>();
 }
 
 } // namespace scan

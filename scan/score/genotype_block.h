@@ -48,8 +48,9 @@ class genotype_block {
     std::vector<std::uint32_t> slots_; // of the hash: ids of cells; open addressing, a quarter full
 
     void count_by_table();
-    void count_by_hash();
-    template <typename Use> void for_each_key(std::size_t tile, Use const& use) const;
+    template <unsigned PARTS> void count_by_hash();
+    template <unsigned PARTS, typename Use>
+    void for_each_key(std::size_t tile, Use const& use) const;
     std::size_t slot_of(std::uint64_t key) const;
     std::uint32_t add(std::uint64_t key);
 };

@@ -79,11 +79,13 @@ null_model fit_null_model(std::vector<std::uint8_t> is_case, Eigen::MatrixXd con
     model.subjects.rightCols(c) = information.matrixL().solve(design.transpose()).transpose();
     model.is_case = std::move(is_case);
     if (model.has_covariates()) {
-        row_major_matrix sums(n, null_model::FIRST_COVARIATE + c - 1);
-        sums.leftCols(null_model::FIRST_COVARIATE) =
-            model.subjects.leftCols(null_model::FIRST_COVARIATE);
-        sums.rightCols(c - 1) = fit.weight.asDiagonal() * model.subjects.rightCols(c - 1);
-        model.to_sum = score_rows(sums);
+        model.to_sum = score_rows(static_cast<std::size_t>(n), static_cast<std::size_t>(c + 1));
+        model.to_sum.set(null_model::RESIDUAL, fit.residual);
+        model.to_sum.set(null_model::WEIGHT, fit.weight);
+        for (Eigen::Index k = 1; k < c; ++k)
+            model.to_sum.set(
+                static_cast<std::size_t>(null_model::FIRST_COVARIATE + k - 1),
+                fit.weight.cwiseProduct(model.subjects.col(null_model::FIRST_COVARIATE + k)));
     }
     return model;
 }

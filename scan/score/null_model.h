@@ -28,7 +28,7 @@ struct null_model {
     row_major_matrix subjects;         // subjects x (2 + columns of the design)
     // r, w and w q but for the first q, to be summed; nothing without covariates, where r and w are
     // the same in all cases and in all controls.
-    score_rows to_sum;
+    score_rows to_sum{0, 0};
 
     Eigen::Index n_subjects() const { return subjects.rows(); }
     Eigen::Index n_columns() const { return coefficients.size(); }

@@ -31,25 +31,24 @@ void add_rows(std::int32_t const* row, std::size_t n, std::uint32_t const* cell,
 
 } // namespace
 
-score_rows::score_rows(row_major_matrix const& values) {
-    auto const n = static_cast<std::size_t>(values.rows());
-    auto const columns = static_cast<std::size_t>(values.cols());
-    width_ = (columns + LANES - 1) / LANES * LANES;
-    rows_.resize(n * width_);
-    double const largest = std::min(LARGEST, std::floor(EXACT / static_cast<double>(n)));
-    for (std::size_t c = 0; c < columns; ++c) {
-        auto const column = values.col(static_cast<Eigen::Index>(c));
-        double const unit = column.cwiseAbs().maxCoeff() / largest;
-        units_.push_back(unit > 0 ? unit : 1);
-        // What rounding leaves goes to the next subject, so that the whole column's sum keeps: where
-        // it is 0, two haplotypes that share all copies have opposite scores.
-        double rest = 0;
-        for (std::size_t i = 0; i < n; ++i) {
-            double const value = column[static_cast<Eigen::Index>(i)] / units_[c] + rest,
-                         rounded = std::min(std::round(value), LARGEST);
-            rest = value - rounded;
-            rows_[i * width_ + c] = static_cast<std::int32_t>(rounded);
-        }
+score_rows::score_rows(std::size_t n_subjects, std::size_t n_columns)
+    : width_((n_columns + LANES - 1) / LANES * LANES), units_(n_columns, 1.0),
+      rows_(n_subjects * width_) {}
+
+void score_rows::set(std::size_t column, Eigen::VectorXd const& values) {
+    double const largest =
+                     std::min(LARGEST, std::floor(EXACT / static_cast<double>(values.size()))),
+                 unit = values.cwiseAbs().maxCoeff() / largest;
+    if (unit == 0) return;
+    units_[column] = unit;
+    // What rounding leaves goes to the next subject, so that the whole column's sum keeps: where it is
+    // 0, two haplotypes that share all copies have opposite scores.
+    double rest = 0;
+    for (Eigen::Index i = 0; i < values.size(); ++i) {
+        double const value = values[i] / unit + rest,
+                     rounded = std::min(std::round(value), LARGEST);
+        rest = value - rounded;
+        rows_[static_cast<std::size_t>(i) * width_ + column] = static_cast<std::int32_t>(rounded);
     }
 }
 

@@ -17,9 +17,9 @@ using row_major_matrix = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, E
 // 2^53 (above 4 million subjects the unit is larger), so doubles hold them exactly.
 class score_rows {
   public:
-    score_rows() = default;
     // A row per subject.
-    explicit score_rows(row_major_matrix const& values);
+    score_rows(std::size_t n_subjects, std::size_t n_columns);
+    void set(std::size_t column, Eigen::VectorXd const& values);
 
     // Numbers per row, of which those behind the columns are 0.
     std::size_t width() const { return width_; }
