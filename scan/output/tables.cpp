@@ -25,15 +25,14 @@ void append(std::string& line, std::initializer_list<std::string> fields) {
         line.append(field).push_back('\t');
 }
 
-// BITS: 1 for the first allele of the .bim, the first SNP first.
+} // namespace
+
 std::string bit_text(std::uint32_t bits, std::uint32_t n_snps) {
     std::string text(n_snps, '0');
     for (std::uint32_t l = 0; l < n_snps; ++l)
         if (bits >> (n_snps - 1 - l) & 1) text[l] = '1';
     return text;
 }
-
-} // namespace
 
 void table_rows::append_place(std::size_t index, std::string& line) const {
     window const& w = list_.windows[index];

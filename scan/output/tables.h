@@ -14,6 +14,9 @@ namespace scan {
 // Header lines.
 extern std::string_view const WINDOW_COLUMNS, HAPLOTYPE_COLUMNS;
 
+// BITS: 1 for the first allele of the .bim, the first SNP first.
+std::string bit_text(std::uint32_t bits, std::uint32_t n_snps);
+
 class table_rows {
   public:
     table_rows(snp_table const& snps, window_list const& list) : snps_(snps), list_(list) {}
