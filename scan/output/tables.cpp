@@ -45,14 +45,14 @@ void append_p_values(double log_p, std::string& line) {
     line += '\t';
 }
 
-// BITS: 1 for the first allele of the .bim, the first SNP first.
-void append_bits(std::uint32_t bits, std::uint32_t n_snps, std::string& line) {
-    for (std::uint32_t l = n_snps; l-- > 0;)
-        line += bits >> l & 1 ? '1' : '0';
-    line += '\t';
-}
-
 } // namespace
+
+std::string bit_text(std::uint32_t bits, std::uint32_t n_snps) {
+    std::string text(n_snps, '0');
+    for (std::uint32_t l = 0; l < n_snps; ++l)
+        if (bits >> (n_snps - 1 - l) & 1) text[l] = '1';
+    return text;
+}
 
 void table_rows::append_place(std::size_t index, std::string& line) const {
     window const& w = list_.windows[index];
@@ -121,7 +121,7 @@ void table_rows::append_haplotypes(std::size_t index, window_row const& row,
     for (haplotype_row const& h : row.haplotypes) {
         append_place(index, table);
         append_alleles(w, h.bits, table);
-        append_bits(h.bits, w.n_snps, table);
+        table.append(bit_text(h.bits, w.n_snps)).push_back('\t');
         table.append(text(test_)).push_back('\t');
         append_numbers({h.freq, h.case_freq, h.control_freq, h.case_count, h.control_count}, table);
         if (test_ == test_kind::lrt) {

@@ -15,6 +15,9 @@ namespace scan {
 extern std::string_view const WINDOW_COLUMNS;
 std::string_view haplotype_columns(test_kind test);
 
+// BITS: 1 for the first allele of the .bim, the first SNP first.
+std::string bit_text(std::uint32_t bits, std::uint32_t n_snps);
+
 class table_rows {
   public:
     table_rows(snp_table const& snps, window_list const& list, test_kind test)
