@@ -40,7 +40,7 @@ struct interrupted_study : example_study {
                       nullptr);
             _exit(127);
         }
-        for (int i = 0; i < 20000 && !has("t.parts/" + part); ++i)
+        for (int i = 0; i < 120000 && !has("t.parts/" + part); ++i)
             usleep(1000);
         kill(pid, number);
         int status = 0;
