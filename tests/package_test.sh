@@ -40,3 +40,5 @@ study=$docs/examples/scan
 quilmar-scan --bfile "$study/study" --pheno "$study/pheno.txt" --covar "$study/covar.txt" \
     --covar-name age,PC1 --quiet --out t || fail "quilmar-scan"
 [ "$(wc -l <t.win.tsv)" = 593 ] || fail "the scan's table"
+quilmar-plot manhattan t.win.tsv -o t.svg || fail "quilmar-plot"
+[ "$(quilmar-table two_genes.txt.out | grep -c '^| Gene')" = 3 ] || fail "quilmar-table"

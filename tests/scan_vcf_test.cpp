@@ -16,9 +16,9 @@ struct vcf_record {
     char const *columns, *more, *calls;
 };
 
-// 16 subjects; the SNPs at 1:100, 1:200, 1:200, 1:700, 2:50, 2:60 and 2:70 are used.
+// 16 subjects; the SNPs at 1:0, 1:200, 1:200, 1:700, 2:50, 2:60 and 2:70 are used.
 vcf_record const RECORDS[] = {
-    {"1\t100\trs1\tA\tG\t.\tPASS\t.\tGT:DP", ":7", "01|201|2.101|201"},
+    {"1\t0\trs1\tA\tG\t.\tPASS\t.\tGT:DP", ":7", "01|201|2.101|201"},
     {"chr1\t200\trs2;x\tc\tT\t9\tlow\tDP=3\tGT", "", "0|0120h2012|.122"},
     {"1\t200\t.\tT\t.\t.\t.\t.\tGT", "", "000000000.000000"},
     {"1\t300\trs4\tA\tG,T\t.\t.\t.\tGT", "", "0000000000000000"},
@@ -83,7 +83,7 @@ TEST(scan_vcf, tables_are_those_of_the_bed_of_the_same_data) {
     example_study files;
     write_vcf(files);
     write_study(files,
-                {{"1 rs1 0 100 G A", "0112011291011201"},
+                {{"1 rs1 0 0 G A", "0112011291011201"},
                  {"1 rs2;x 0 200 T c", "0101209201219122"},
                  {"1 . 0 200 . T", "0000000009000000"},
                  {"1 rs8 0 700 C G", "0120120120120120"},
@@ -156,9 +156,10 @@ TEST(scan_vcf, errors) {
         {"cut -f 1-8 v.vcf >x", "--vcf x", 6, "x: holds no subject."},
         {"sed 's/S2/S1/' v.vcf >x", "--vcf x", 6, "x: its header cannot be read"},
         {"sed 's/S2/S 2/' v.vcf >x", "--vcf x", 6, "x: the name of sample 'S 2' has a blank."},
-        {"grep '#' v.vcf >x", "--vcf x", 6, "holds no SNP."},
+        {"grep '#' v.vcf >x", "--vcf x", 6, "none of 0 records is a SNP of two alleles"},
+        {"sed 's/^[12c]/X&/' v.vcf >x", "--vcf x", 6, "none of 12 records is a SNP of two alleles"},
         {"sed '19s/GT/PL/' v.vcf >x", "--vcf x", 6, "x:19: the record has no genotypes (GT)."},
-        {"sed '19s/.700/\\t0/' v.vcf >x", "--vcf x", 6, "x:19: the position is no whole number"},
+        {"sed '19s/.700/\\t3000000000/' v.vcf >x", "--vcf x", 6, "x:19: the position is no whole"},
         {"sed '12s/.[^\\t]*$//' v.vcf >x", "--vcf x", 6, "x:12: the record cannot be read"},
         {"sed '21s@0/0@0/2@' v.vcf >x", "--vcf x", 6, "x:21: a genotype has allele 2, which the"},
         {"sed '21s/rs10/a b/' v.vcf >x", "--vcf x", 6, "x:21: identifier 'a b' has a blank."},

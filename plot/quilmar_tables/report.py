@@ -36,11 +36,11 @@ class ReportedEffect:
 def label_width(head, rule):
     """Bytes of the label column: the rule is as long as it and four columns of width w together.
 
-    "Estimate" ends with the first column, or begins with it where w is less than its 8 letters.
+    "Estimate" ends with the first column, or begins with it where w is 6 or 7, less than its letters.
     """
     at = head.index("Estimate")
     w, rest = divmod(len(rule) - at - 8, 3)
-    return len(rule) - 4 * w if rest == 0 and w >= 8 else at
+    return len(rule) - 4 * w if rest == 0 else at
 
 
 def values(text):

@@ -151,10 +151,15 @@ bool vcf_file::is_used() {
 
 bool vcf_file::next(snp_record& record) {
     do
-        if (!read_record()) return false;
+        if (!read_record()) {
+            if (counts_.records() == n_records_)
+                fail("none of " + std::to_string(n_records_) +
+                     " records is a SNP of two alleles on chromosomes 1 to 22.");
+            return false;
+        }
     while (!is_used());
-    if (record_->pos < 0 || record_->pos >= INT32_MAX)
-        fail("the position is no whole number from 1 to 2147483647.");
+    if (record_->pos < -1 || record_->pos >= INT32_MAX)
+        fail("the position is no whole number from 0 to 2147483647.");
     record = {chromosome(), record_->d.id, record_->n_allele == 1 ? "." : record_->d.allele[1],
               record_->d.allele[0], static_cast<std::int32_t>(record_->pos + 1)};
     if (record.id.find_first_of(" \t") != std::string_view::npos)

@@ -22,7 +22,8 @@ namespace scan {
 // What next() leaves out or makes missing.
 struct vcf_counts {
     std::size_t other_chromosomes = 0, several_alleles = 0, no_snps = 0; // records
-    std::size_t half_calls = 0, other_ploidies = 0;                      // genotypes
+    std::size_t records() const { return other_chromosomes + several_alleles + no_snps; }
+    std::size_t half_calls = 0, other_ploidies = 0; // genotypes
 };
 
 // Its records of one or no alternative allele, all of one letter of ACGT, on chromosomes 1 to 22. The
