@@ -3,14 +3,11 @@ import math
 import re
 from dataclasses import dataclass
 
-import numpy as np
-
 from .columns import DataError, numbers_of, read_columns
 
 KEY = ("CHROM", "POS", "END", "WINDOW")
-NUMBERS = ("HAP_FREQ", "BETA", "OR", "P", "NEG_LOG10_P", "LRT_P")
-# What a row without an interval says instead.
-WORDS = {"NOT_IDENTIFIABLE": "not identifiable", "NO_CONVERGENCE": "no convergence"}
+NUMBERS = ("HAP_FREQ", "OR", "NEG_LOG10_P")
+NOTHING = "."  # for the haplotype of a covariate's row, and as code of an ordinary estimate
 
 
 @dataclass
@@ -37,15 +34,19 @@ class Effect:
     @property
     def term(self):
         """Haplotype and test; the test is left out where it is the effect of a copy."""
-        haplotype = "" if self.haplotype in ("NA", ".") else self.haplotype
-        if haplotype and self.test == "ADD":
-            return haplotype
-        return self.test if self.test.startswith(haplotype) else f"{haplotype} {self.test}"
+        if self.haplotype == NOTHING:
+            return self.test
+        return self.haplotype if self.test == "ADD" else f"{self.haplotype} {self.test}"
+
+    @property
+    def is_penalised(self):
+        """The numbers are those of a penalised likelihood."""
+        return self.code.endswith("PENALISED")
 
     @property
     def remark(self):
         """What keeps the row from being an ordinary estimate."""
-        return "" if self.code == "." else WORDS.get(self.code, self.code.lower().replace("_", " "))
+        return "" if self.code == NOTHING else self.code.lower().replace("_", " ")
 
 
 @dataclass
@@ -117,23 +118,10 @@ def read_effects(path, haplotype_path=None):
     for i, window in enumerate(windows):
         if columns["TEST"][i] == "RHO":
             continue
-        odds_ratio = number["OR"][i]
-        if math.isnan(odds_ratio) and math.isinf(number["BETA"][i]):
-            odds_ratio = math.exp(number["BETA"][i])
         haplotype = columns["HAP"][i]
         in_cases, in_controls = frequencies.get((window, haplotype), (math.nan, math.nan))
         rows.append(Effect(window, haplotype, columns["REF_HAP"][i], columns["TEST"][i],
-                           number["HAP_FREQ"][i], odds_ratio, number[f"L{level}"][i],
-                           number[f"U{level}"][i], smallness(number, i), columns["ERRCODE"][i],
+                           number["HAP_FREQ"][i], number["OR"][i], number[f"L{level}"][i],
+                           number[f"U{level}"][i], number["NEG_LOG10_P"][i], columns["ERRCODE"][i],
                            in_cases, in_controls))
     return EffectTable(path, level, rows, len(windows) - len(rows), frequencies)
-
-
-def smallness(number, i):
-    """-log10 of the row's p-value: Wald's, or the likelihood ratio's where that has none."""
-    p = number["P"][i]
-    if math.isnan(p):
-        p = number["LRT_P"][i]
-    elif p <= 1e-300:
-        return number["NEG_LOG10_P"][i]
-    return math.nan if math.isnan(p) else -np.log10(p) if p > 0 else 300.0

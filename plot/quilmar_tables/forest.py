@@ -7,7 +7,7 @@ from dataclasses import dataclass
 import numpy as np
 
 from .columns import DataError
-from .effects import window_title
+from .effects import NOTHING, window_title
 from .picture import DARK, MUTED, new_figure, shortened
 from .wording import interval_text, p_text, percent_text
 
@@ -29,7 +29,7 @@ class Column:
 def text_columns(rows, level):
     """Columns on the left and on the right of the plot."""
     terms = [shortened(row.term, 40) for row in rows]
-    left = [Column("Haplotype", max(map(len, terms)) * CHARACTER + 0.35, terms, "monospace")]
+    left = [Column("Haplotype", max(0.7, max(map(len, terms)) * CHARACTER) + 0.3, terms, "monospace")]
     if any(not np.isnan(row.in_cases) for row in rows):
         left += [Column("Cases", 0.65, [percent_text(row.in_cases) for row in rows]),
                  Column("Controls", 0.75, [percent_text(row.in_controls) for row in rows])]
@@ -70,7 +70,7 @@ def draw_interval(axes, y, row, low, high):
         if end != at:
             axes.plot([at], [y], marker=marker, markersize=5, color=DARK, clip_on=False, gid=f"{side}_arrow_{y}")
     if 0 < row.odds_ratio < np.inf:
-        hollow = row.code == "PENALISED"
+        hollow = row.is_penalised
         axes.plot([row.odds_ratio], [y], marker="s", markersize=5, markeredgecolor=DARK,
                   markerfacecolor="white" if hollow else DARK, gid=f"estimate_{y}")
 
@@ -78,14 +78,20 @@ def draw_interval(axes, y, row, low, high):
 def lines_of(rows):
     """The figure's lines from the top: a heading (text) for each window, then its rows (indices)."""
     lines, last = [], None
+    references = {row.window: row.reference for row in reversed(rows) if row.reference != NOTHING}
     for k, row in enumerate(rows):
-        heading = row.window, row.reference
-        if heading != last:
-            named = "" if row.reference in ("NA", ".", "") else f", reference {shortened(row.reference, 40)}"
-            lines.append(shortened(window_title(row.window), 60) + named)
-            last = heading
+        if row.window != last:
+            last = row.window
+            lines.append(shortened(window_title(last), 60) + against(references.get(last)))
         lines.append(k)
     return lines
+
+
+def against(reference):
+    """What the haplotypes of a window are compared with."""
+    if reference is None:
+        return ""
+    return ", against all others" if reference == "rest" else f", reference {shortened(reference, 40)}"
 
 
 def axis_of(axes, low, high, level, rows, n_lines):
@@ -99,7 +105,7 @@ def axis_of(axes, low, high, level, rows, n_lines):
     axes.set_yticks([])
     axes.spines["left"].set_visible(False)
     axes.axvline(1, color="black", linewidth=0.8)
-    hollow = "; hollow: penalised" if any(row.code == "PENALISED" for row in rows) else ""
+    hollow = "; hollow: penalised" if any(row.is_penalised for row in rows) else ""
     axes.set_xlabel(f"odds ratio, {level}% interval{hollow}")
 
 

@@ -17,12 +17,16 @@ MOST_VECTORS = 10_000
 
 
 def new_figure(width, height, layout="constrained"):
-    """An empty figure of so many inches; with layout None axes are placed by hand. Its look depends on no settings of the user."""
+    """An empty figure of so many inches, whose look depends on no settings of the user.
+
+    With layout None its axes are placed by hand.
+    """
     matplotlib.rcdefaults()
     matplotlib.rcParams.update({
         # Those after the first are for viewers of an SVG that lack it.
         "font.family": "sans-serif", "font.sans-serif": ["DejaVu Sans", "Verdana"],
-        "font.monospace": ["DejaVu Sans Mono", "Menlo"], "font.size": 9, "axes.spines.top": False, "axes.spines.right": False,
+        "font.monospace": ["DejaVu Sans Mono", "Menlo"], "font.size": 9,
+        "axes.spines.top": False, "axes.spines.right": False,
         "axes.linewidth": 0.8, "svg.fonttype": "none", "svg.hashsalt": "quilmar", "pdf.fonttype": 42,
         "text.parse_math": False, "axes.axisbelow": True,
     })
@@ -36,6 +40,11 @@ def save(figure, path, inputs):
     picture = io.BytesIO()
     figure.savefig(picture, format=suffix[1:], metadata=undated.get(suffix))
     write_whole(path, picture.getvalue(), inputs)
+
+
+def counted(n):
+    """1 window, 700,000 windows."""
+    return f"{n:,} window{'' if n == 1 else 's'}"
 
 
 def level_line(axes, level, n_tests):

@@ -7,7 +7,7 @@ import sys
 import numpy as np
 
 from .columns import DataError
-from .picture import FORMATS, save
+from .picture import FORMATS, counted, save
 from .tails import inflation
 from .windows import bonferroni, read_windows
 
@@ -84,7 +84,7 @@ def draw_windows(options):
     else:
         figure = {"manhattan": manhattan, "qq": qq}[options.command].draw(tests, level, shown_tests)
     n_beyond = int((tests.neg_log10_p >= -np.log10(level)).sum())
-    return figure, (f"{n_tests} windows, {tests.n_without} without a p-value left out. Lambda "
+    return figure, (f"{counted(n_tests)}, {tests.n_without} without a p-value left out. Lambda "
                     f"{inflation(tests.neg_log10_p):.6g}. {n_beyond} at or below P {level:.6g}.")
 
 

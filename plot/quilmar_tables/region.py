@@ -9,7 +9,7 @@ from matplotlib.patches import Rectangle
 
 from .columns import DataError, numbers_of, read_columns
 from .effects import KEY
-from .picture import DARK, HIT, level_line, new_figure, shortened
+from .picture import DARK, HIT, counted, level_line, new_figure, shortened
 from .wording import p_text
 
 WIDTH, LEFT, RIGHT = 10.0, 0.65, 0.35  # inches
@@ -81,7 +81,7 @@ def draw_bars(axes, tests, place, level, n_tests):
     axes.ticklabel_format(axis="x", useOffset=False)
     axes.set_xlabel(f"Position on chromosome {place[0]} (Mb)")
     axes.set_ylabel("−log₁₀ P")
-    axes.set_title(f"{len(y)} windows of {place[0]}:{place[1]}-{place[2]}", loc="left", fontsize=9)
+    axes.set_title(f"{counted(len(y))} of {place[0]}:{place[1]}-{place[2]}", loc="left", fontsize=9)
     axes.set_title("dashed: " + text, loc="right", fontsize=9)
 
 

@@ -57,7 +57,7 @@ def table_of(options):
 def print_bytes(text):
     """Writes to the standard output at once, so that its errors are told here and not at exit."""
     try:
-        with open(sys.stdout.fileno(), "wb", closefd=False) as file:
+        with open(1, "wb", closefd=False) as file:
             file.write(text)
     except OSError as error:
         raise DataError(f"standard output: cannot be written: {error.strerror}.") from error

@@ -120,10 +120,10 @@ class Forest(Scratch):
         write_table("e.tsv", EFFECT_COLUMNS, [
             f"22 100 200 7 prospective AAG TTG ADD {common} 0.17 0.7 0.1 2 1.5 3 4.6 3.6e-6 5.4437 3e-6 .",
             f"22 100 200 7 prospective CAG TTG ADD {common} 0.01 0.9 0.4 2.5 0.6 900 1.9 0.0123 1.91 0.01 PENALISED",
-            f"22 300 400 G prospective AA CC ADD {common} 0.03 inf NA inf 4 inf NA NA NA 2e-4 INFINITE",
-            f"22 300 400 G prospective AT CC DOM {common} 0.04 -inf NA 0 0 0.4 NA NA NA 0.2 INFINITE",
+            f"22 300 400 G prospective AA CC ADD {common} 0.03 inf NA inf 4 inf NA 2e-4 3.69897 2e-4 INFINITE",
+            f"22 300 400 G prospective AT CC DOM {common} 0.04 -inf NA 0 0 0.4 NA 0.2 0.69897 0.2 INFINITE_PENALISED",
             f"22 300 400 G prospective GG CC ADD {common} 0.05 NA NA NA NA NA NA NA NA NA NOT_IDENTIFIABLE",
-            f"22 300 400 G retrospective NA NA RHO {common} NA 0.1 0.1 NA NA NA 1 0.3 0.52 0.2 ."])
+            f"22 300 400 G retrospective . . RHO {common} NA 0.1 0.1 NA NA NA 1 0.3 0.52 0.2 ."])
         write_table("h.tsv", HAPLOTYPE_COLUMNS, ["22 100 200 7 AAG 0.219 0.124 5 7", "22 300 400 7 AA 0.5 0.5 0 0"])
         drawn = self.plot("forest e.tsv --hap h.tsv")
         # The lines are heading, two effects, heading, three effects.

@@ -28,10 +28,10 @@ class Effects(Scratch):
         counts = "9 5 4"
         write_table("e.tsv", EFFECT_COLUMNS, [
             f"22 100 200 7 prospective ATATG CTATG ADD {counts} 0.109 0.3853 0.107 1.47 1.19 1.81 3.6 3.81e-4 3.419 1e-4 .",
-            f"22 100 200 7 prospective A_T CTATG ADD {counts} 0.03 inf NA inf 4 inf NA NA NA 2e-4 INFINITE",
+            f"22 100 200 7 prospective A_T CTATG ADD {counts} 0.03 inf NA inf 4 inf NA 2e-4 3.69897 2e-4 INFINITE",
             f"22 100 200 7 prospective GG CTATG ADDxage {counts} 0.05 NA NA NA NA NA NA NA NA NA NO_CONVERGENCE",
             f"22 300 400 A&B prospective AAA rest DOM {counts} 0.2 0 1 1 0.5 2 0 1e-300 350.4 1e-300 .",
-            f"22 300 400 A&B retrospective NA NA RHO {counts} NA 0.1 0.1 NA NA NA 1 0.3 0.52 0.2 ."])
+            f"22 300 400 A&B retrospective . . RHO {counts} NA 0.1 0.1 NA NA NA 1 0.3 0.52 0.2 ."])
         write_table("h.tsv", HAPLOTYPE_COLUMNS,
                     ["22 100 200 7 ATATG 0.123 0.094 5 7", "22 100 200 7 CTATG 0.3 0.4 5 7", "22 1 2 8 GG 1 1 0 0"])
 
@@ -55,7 +55,7 @@ class Effects(Scratch):
         with open("nothing", "w", encoding="utf-8"):
             pass
         for command, message in (
-                ("h.tsv", "h.tsv: no column REF_HAP, TEST, HAP_FREQ, BETA, OR, P, LRT_P, L95, U95, ERRCODE in the header "
+                ("h.tsv", "h.tsv: no column REF_HAP, TEST, HAP_FREQ, OR, L95, U95, ERRCODE in the header "
                           "line; is it the right table?"),
                 ("e.tsv e.tsv", "give one table of effects, or reports alone."),
                 ("nothing", "nothing: is neither a table of effects nor a report of quilmar."),
