@@ -260,8 +260,9 @@ void check_together(CLI::App const& app, options const& o) {
     if (!o.covar.empty() && o.allow_no_covars)
         refuse("--covar and --allow-no-covars exclude each other.");
     check_windows(app, o);
-    if (o.is_dry_run && is_given(app, "--export-window"))
-        refuse("--export-window and --dry-run exclude each other.");
+    for (char const* other : {"--dry-run", "--parallel", "--resume"})
+        if (is_given(app, "--export-window") && is_given(app, other))
+            refuse("--export-window and " + std::string(other) + " exclude each other.");
     if (o.out.back() == '/') refuse("--out names a folder: add a prefix to it.");
 }
 
