@@ -1,6 +1,7 @@
 // The retrospective models by the safeguarded fit: equal to the prescribed iteration where that
 // succeeds, and what is true where it does not.
 #include "examples/simulation.h"
+#include "ggi/case_control_ggi.h"
 #include "ggi/case_control_ggi_init.h"
 #include "ggi/case_control_ggi_safeguarded.h"
 #include "ggi/console/common/effect_map.h"
@@ -86,4 +87,59 @@ TEST(safeguarded_effects, equal_the_prescribed_iteration) {
                 EXPECT_NEAR(got.fit.rho_ratio, ratio, 1e-7);
                 EXPECT_NEAR(got.fit.rho_p, std::erfc(std::sqrt(ratio / 2)) / 2, 1e-7);
             }
+}
+
+// Score and information in (r, t), terms included, against numerical derivatives, and the score of rho
+// at 0 against the log-likelihood's way there from the equilibrium model.
+TEST(safeguarded_effects, regular_at_rho_zero) {
+    for (char const* mode : MODES) {
+        SCOPED_TRACE(mode);
+        std::string const spec = COLUMNS + EFFECTS + "MODEL=" + mode + "\n";
+        safeguarded_study s(simulate(one_gene(0.15, 150), 4), spec, EQUILIBRIUM);
+        ASSERT_EQ(case_control_ggi_set_model(s.ccg, DISEQUILIBRIUM, s.v.model), SUCCESS);
+        unsigned const p = s.ccg.n_parameters, K = s.ccg.n_haplotypes;
+        likelihood_work<case_control_ggi_hwd> work(s.ccg);
+        safeguarded_model const plain{
+            p, [&](double const* x, double& L, double* g) { return work.evaluate(x, L, g); },
+            [&](double* H) { work.information(H); }, nullptr};
+        safeguarded_model const model = regular_at_zero(plain, K);
+        std::vector<double> x(p), g(p), H(p * p), up(p), down(p);
+        double L, above, below;
+        for (unsigned k = 0; k < p; ++k)
+            x[k] = (k < K ? -0.5 : 0) + 0.3 * std::sin(5.0 * (k + 1));
+        for (double const t : {0.4, 0.03, 0.0}) {
+            x[K - 1] = t;
+            ASSERT_EQ(model.evaluate(x.data(), L, g.data()), SUCCESS);
+            model.information(H.data());
+            double const h = 1e-4;
+            for (unsigned i = 0; i < p; ++i) {
+                std::vector<double> y = x;
+                y[i] += h;
+                model.evaluate(y.data(), above, up.data());
+                y[i] -= 2 * h;
+                model.evaluate(y.data(), below, down.data());
+                EXPECT_NEAR(g[i], (above - below) / (2 * h), 1e-4) << t << " " << i;
+                for (unsigned j = 0; j <= i; ++j) {
+                    double const slope = (up[j] - down[j]) / (2 * h);
+                    EXPECT_NEAR(H[i * p + j], -slope, 1e-4 * (1 + std::fabs(slope)))
+                        << t << " " << i << "," << j;
+                }
+            }
+        }
+        double score, f = 1;
+        for (unsigned k = 0; k + 1 < K; ++k)
+            f += std::exp(x[k]);
+        f = 1 / f;
+        ASSERT_EQ(rho_score(plain, K, x.data(), score), SUCCESS);
+        x[K - 1] = t_of_rho(1e-6, f);
+        EXPECT_NEAR(rho_of_t(x[K - 1], f), 1e-6, 1e-15);
+        EXPECT_NEAR(rho_slope(0.4, f), (rho_of_t(0.4001, f) - rho_of_t(0.3999, f)) / 2e-4, 1e-7);
+        model.evaluate(x.data(), above, g.data());
+        case_control_ggi_clear_model(s.ccg, DISEQUILIBRIUM);
+        ASSERT_EQ(case_control_ggi_set_model(s.ccg, EQUILIBRIUM, s.v.model), SUCCESS);
+        x.erase(x.begin() + K - 1);
+        likelihood_work<case_control_ggi_hwq>(s.ccg).evaluate(x.data(), L, g.data());
+        EXPECT_NEAR((above - L) / 1e-6 / score, 1, 1e-3);
+        case_control_ggi_clear_model(s.ccg, EQUILIBRIUM);
+    }
 }
