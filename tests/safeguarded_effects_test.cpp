@@ -284,7 +284,7 @@ TEST(safeguarded_effects, infinite_and_unidentified_effects_beside_finite_ones) 
          {110, 50, 20, 20},
          {1, 2, 4},
          {FINITE, FINITE, HIGH}},
-        {"one each", {160, 0, 30, 10}, {110, 50, 20, 0}, {1, 2, 4}, {HIGH, FINITE, LOW}},
+        {"one each", {160, 0, 30, 10}, {130, 50, 20, 0}, {1, 2, 4}, {HIGH, FINITE, LOW}},
         {"two in cases alone", {160, 0, 40, 0}, {110, 50, 20, 20}, {1, 2, 4}, {HIGH, FINITE, HIGH}},
         {"two in controls alone",
          {120, 30, 40, 10},
