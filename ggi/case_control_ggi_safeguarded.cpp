@@ -22,6 +22,7 @@ namespace {
 
 constexpr double SMALLEST_START = 1e-3; // copies among all subjects that a haplotype starts with
 constexpr double INFINITE_START = 4;    // in place of an infinite estimate
+constexpr double SAME = 1e-6;           // twice a difference of log-likelihoods that is rounding
 constexpr double LARGEST_FREQUENCY_RUN = 1e-6;
 constexpr double RHO_GRID[] = {.3, .1, .03, .01, .003, .001, .0003, .0001};
 
@@ -41,9 +42,10 @@ struct fitted_model {
     safeguarded_model model;
     std::vector<double> x;
     safeguarded_outcome outcome;
+    bool is_logarithmic; // w, not t
 
     fitted_model(case_control_ggi_data const& record, unsigned hardy_weinberg, unsigned mode)
-        : data(record), hw(hardy_weinberg), model{} {
+        : data(record), hw(hardy_weinberg), model{}, is_logarithmic(false) {
         status = case_control_ggi_set_model(data, hw, mode);
         if (status != SUCCESS) return;
         if (has_environment(data))
@@ -127,15 +129,23 @@ bool climb_rho(fitted_model const& equilibrium, double const* frequencies, fitte
     // soon as rho is above 0: the score there says nothing of a maximum where all is finite.
     if (is_maximum && equilibrium.outcome.end == fit_end::converged) return false;
     m.model = regular_at_zero(plain, K);
-    bool const has_succeeded = start_rho(equilibrium, frequencies, m) && m.climb();
+    bool has_succeeded = start_rho(equilibrium, frequencies, m) && m.climb();
     result.iterations += m.outcome.iterations;
+    if (!has_succeeded) {
+        m.is_logarithmic = true;
+        m.model = logarithmic_in_s(plain, K);
+        m.x[K - 1] = -std::log(s_of_t(m.x[K - 1]));
+        has_succeeded = m.climb();
+        result.iterations += m.outcome.iterations;
+    }
     double const ratio = 2 * (m.outcome.log_likelihood - equilibrium.outcome.log_likelihood);
-    if (has_succeeded && ratio > 0) {
+    if (has_succeeded && ratio > (is_maximum ? SAME : 0)) {
         result.rho_ratio = ratio;
         result.rho_p = std::erfc(std::sqrt(ratio / 2)) / 2;
         return true;
     }
-    if (!is_maximum) {
+    // Where the fits have seen more than the equilibrium one and not come to an end, nothing is known.
+    if (!is_maximum || ratio > SAME) {
         result.status = NOT_CONVERGED;
         result.end = has_succeeded ? fit_end::broken_down : m.outcome.end;
     }
@@ -166,12 +176,14 @@ void report_population(fitted_model const& m, std::vector<double> const& V,
             result.frequencies[k] = 0;
     }
     if (m.hw == EQUILIBRIUM) return;
-    double const t = m.x[n], rho = rho_of_t(t, f[n]);
+    double const s = m.is_logarithmic ? std::exp(-m.x[n]) : s_of_t(m.x[n]);
+    double const rho = rho_of_s(s, f[n]);
     for (std::size_t l = 0; l < n; ++l)
         slope[l] = -rho * (1 - rho) * f[l];
-    slope[n] = rho_slope(t, f[n]);
-    result.rho = rho;
-    if (m.outcome.is_estimable(static_cast<unsigned>(n))) result.rho_error = error();
+    slope[n] = rho * (1 - rho) * (m.is_logarithmic ? -1 : 2 * m.x[n] / s);
+    bool const is_estimable = m.outcome.is_estimable(static_cast<unsigned>(n));
+    result.rho = is_estimable ? rho : std::round(rho);
+    if (is_estimable) result.rho_error = error();
 }
 
 term_end end_of(fitted_model const& m, std::vector<double> const& A, unsigned term,
