@@ -75,8 +75,8 @@ struct safeguarded_result {
 int case_control_ggi_safeguarded(case_control_ggi_data& data, safeguarded_settings const& settings,
                                  double const* frequencies, safeguarded_result& result);
 
-// A threshold for case_control_ggi_init that leaves no subject without a pair: a thousandth of a copy
-// in all subjects read.
+// A threshold for case_control_ggi_init that leaves no subject without a pair: a ten-thousandth of a
+// copy among all subjects (a genotype would need thousands of pairs to lose them all).
 double nobody_dropped(case_control_ggi_data const& data);
 
 // Gives haplotypes at one gene one label, so that terms take them for one class, and returns it; the

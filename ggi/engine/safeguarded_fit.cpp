@@ -212,16 +212,36 @@ struct climb {
         return false;
     }
 
-    // The parameters of the step that runs away are marked and followed, the fastest is held.
+    bool runs(unsigned k) const { return std::fabs(step[k]) > RUNNING * unit(k); }
+    // Does the step run along a ridge, while all others are where they belong?
+    bool is_on_ridge() const {
+        if (out.decrement > RIDGE) return false;
+        double others = 0;
+        bool is_running = false;
+        for (unsigned const k : free)
+            if (runs(k))
+                is_running = true;
+            else
+                others += std::fabs(g[k] * step[k]);
+        return is_running && others <= 10 * CONVERGED;
+    }
+    // The parameters that run are followed and marked, the fastest is held; but where the
+    // log-likelihood rises on the way by more than is left of a ridge, the climb goes on from there.
     void follow_ridge() {
+        std::vector<int> const before = out.direction;
         bool is_new = false;
         for (unsigned const k : free)
-            if (std::fabs(step[k]) > RUNNING * unit(k)) {
+            if (runs(k)) {
                 is_new = is_new || out.direction[k] == 0;
                 out.direction[k] = step[k] > 0 ? 1 : -1;
             }
+        double const start = L;
         for (double t = FAR; is_new && t > 1; t /= 2)
-            if (try_step(t, step, L - noise())) break;
+            if (try_step(t, step, L - RIDGE)) break;
+        if (L > start + 10 * RIDGE) {
+            out.direction = before;
+            return;
+        }
         unsigned fastest = 0;
         longest(step, fastest);
         hold(fastest);
@@ -247,15 +267,15 @@ struct climb {
         double const up = length > 0 ? loss(1, length) : 0,
                      down = length > 0 ? loss(-1, length) : 0;
         double const flat = std::max(1e-6, 1e3 * noise());
-        bool const runs = (up <= flat) != (down <= flat);
+        bool const is_ridge = (up <= flat) != (down <= flat);
         for (std::size_t i = 0; i < free.size(); ++i) {
             if (std::fabs(scaled[i]) <= INVOLVED * largest || out.direction[free[i]] != 0) continue;
-            if (runs)
+            if (is_ridge)
                 out.direction[free[i]] = (v[free[i]] > 0) == (up <= flat) ? 1 : -1;
             else
                 out.unidentified[free[i]] = 1;
         }
-        if (runs) try_step((up <= flat ? 1 : -1) * FAR / length, v, L - flat);
+        if (is_ridge) try_step((up <= flat ? 1 : -1) * FAR / length, v, L - flat);
         hold(free[where]);
     }
 
@@ -264,9 +284,9 @@ struct climb {
             if (!is_here && !evaluate()) return fit_end::broken_down;
             if (free.empty()) return fit_end::converged;
             bool const is_singular = newton() < free.size();
-            unsigned where = 0;
-            if (!is_singular && out.decrement <= RIDGE && longest(step, where) > RUNNING) {
+            if (!is_singular && is_on_ridge()) {
                 follow_ridge();
+                if (++out.iterations >= MOST_ITERATIONS) return fit_end::limit_reached;
                 continue;
             }
             if (is_singular && out.decrement <= CONVERGED) {
@@ -284,7 +304,7 @@ struct climb {
             } else if (!ascend()) {
                 return fit_end::broken_down;
             }
-            if (++out.iterations == MOST_ITERATIONS) return fit_end::limit_reached;
+            if (++out.iterations >= MOST_ITERATIONS) return fit_end::limit_reached;
         }
     }
 };
