@@ -2,6 +2,7 @@
 #ifndef QUILMAR_SCAN_CHUNK_WORKER_H
 #define QUILMAR_SCAN_CHUNK_WORKER_H
 
+#include "scan/effects/effect_test.h"
 #include "scan/input/bed_file.h"
 #include "scan/input/snp_table.h"
 #include "scan/options.h"
@@ -24,11 +25,12 @@ struct scan_input {
     window_list const& list;
     std::vector<std::uint32_t> const& subjects; // used ones, index in the .fam
     null_model const& model;
+    effect_input const& effects;
 };
 
 // The rows of the tables and, by window, ln P and the code.
 struct chunk_result {
-    std::string window_rows, haplotype_rows;
+    std::string window_rows, haplotype_rows, effect_rows;
     std::vector<double> log_p;
     std::vector<error_code> codes;
 };
@@ -61,13 +63,16 @@ class chunk_worker {
 
   private:
     void compute(window const& w);
+    void estimate_effects(std::size_t w, chunk_result& result);
 
     scan_input const& input_;
     options const& options_;
     window_genotypes genotypes_;
     window_test test_;
+    effect_test effects_;
     table_rows tables_;
     window_row row_;
+    effect_result effect_result_;
 };
 
 // Bytes that one worker takes for the genotypes of a window and for its work.

@@ -11,9 +11,11 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <optional>
 #include <string>
 #include <sys/resource.h>
 #include <unistd.h>
+#include <vector>
 
 namespace scan {
 
@@ -79,13 +81,17 @@ void note_summary(scan_summary const& summary, window_list const& list, run_log&
 // The tables and the log, which appear together.
 struct output_files {
     output_file windows, haplotypes, subjects, log;
+    std::optional<output_file> effects; // where they are estimated
 
     explicit output_files(options const& o, std::vector<std::string> const& inputs)
         : windows(o.out + ".win.tsv", inputs), haplotypes(o.out + ".hap.tsv", inputs),
-          subjects(o.out + ".id", inputs), log(o.out + ".log", inputs) {}
+          subjects(o.out + ".id", inputs), log(o.out + ".log", inputs) {
+        if (o.effects.most_p) effects.emplace(o.out + ".effects.tsv", inputs);
+    }
 
     void publish() {
-        output_file* const all[] = {&windows, &haplotypes, &subjects, &log};
+        std::vector<output_file*> all = {&windows, &haplotypes, &subjects, &log};
+        if (effects) all.push_back(&*effects);
         for (output_file* file : all)
             file->finish();
         for (output_file* file : all)
@@ -123,12 +129,15 @@ void run(options const& o) {
     record_start(o, log);
     output_files files(o, inputs_of(o));
     study s(o, log);
+    effect_input const effects(o.effects, o.test, s.design, s.used.used, s.used.is_case);
     if (o.is_dry_run) return note_memory(o, s, log);
 
     null_model const model = fit_null_model(s.used.is_case, s.design.columns, s.design.names);
     note_model(model, s.design, log);
-    scan_summary const summary = scan_windows({s.snps, s.bed, s.windows, s.used.used, model}, o,
-                                              files.windows, files.haplotypes);
+    if (o.effects.most_p) log.note(effects.model_text());
+    scan_summary const summary =
+        scan_windows({s.snps, s.bed, s.windows, s.used.used, model, effects}, o, files.windows,
+                     files.haplotypes, files.effects ? &*files.effects : nullptr);
     note_summary(summary, s.windows, log);
     std::chrono::duration<double> const seconds = std::chrono::steady_clock::now() - start;
     log.note(number_text(seconds.count()) + " s, at most " + mib_text(peak_bytes()) + ".");

@@ -39,7 +39,7 @@ std::size_t scan_summary::n_failed() const {
 }
 
 scan_summary scan_windows(scan_input const& input, options const& o, output_file& window_table,
-                          output_file& haplotype_table) {
+                          output_file& haplotype_table, output_file* effect_table) {
     std::size_t const n_windows = input.list.windows.size(),
                       size = chunk_size(n_windows, o.n_threads),
                       n_chunks = (n_windows + size - 1) / size,
@@ -49,10 +49,12 @@ scan_summary scan_windows(scan_input const& input, options const& o, output_file
     progress shown(n_windows, o.is_quiet);
     window_table.write(WINDOW_COLUMNS);
     haplotype_table.write(HAPLOTYPE_COLUMNS);
+    if (effect_table != nullptr) effect_table->write(effect_columns(o.effects.level));
     ordered_writer<chunk_result> writer(
         [&](chunk_result const& chunk) {
             window_table.write(chunk.window_rows);
             haplotype_table.write(chunk.haplotype_rows);
+            if (effect_table != nullptr) effect_table->write(chunk.effect_rows);
             add(chunk, summary, n_done);
             shown.update(n_done, summary.n_failed());
         },

@@ -22,10 +22,10 @@ struct scan_summary {
     std::size_t n_failed() const;
 };
 
-// Computes every window and writes both tables, each row in the windows' order whatever the number of
-// threads. Throws what a thread met first.
+// Computes every window and writes the tables, each row in the windows' order whatever the number of
+// threads; no effects for a null pointer. Throws what a thread met first.
 scan_summary scan_windows(scan_input const& input, options const& o, output_file& window_table,
-                          output_file& haplotype_table);
+                          output_file& haplotype_table, output_file* effect_table);
 
 } // namespace scan
 

@@ -5,27 +5,10 @@
 
 namespace scan {
 
-namespace {
-
-// Rows of the covariates, which stand behind the haplotypes' effects.
-effect_row covariate_row(std::string const& name, haplotype_terms const& terms) {
-    bool const is_only_one = terms.reference.kind == haplotype_name::rest;
-    return {is_only_one ? terms.names[0] : haplotype_name{},
-            is_only_one ? terms.reference : haplotype_name{},
-            name,
-            effect_estimate::NONE,
-            true,
-            {}};
-}
-
-} // namespace
-
-std::vector<effect_row> estimate_prospective(effect_input const& input,
-                                             Eigen::VectorXd const& coefficients,
-                                             window_sample const& sample,
-                                             supported_haplotypes const& haplotypes,
-                                             haplotype_terms const& terms,
-                                             std::vector<planned_row> const& planned) {
+std::vector<effect_row>
+estimate_prospective(effect_input const& input, Eigen::VectorXd const& coefficients,
+                     window_sample const& sample, supported_haplotypes const& haplotypes,
+                     haplotype_terms const& terms, std::vector<planned_row> const& planned) {
     prospective_likelihood likelihood(sample, haplotypes, terms, input.environment);
     std::vector<effect_row> rows;
     std::vector<reported_parameter> reported;

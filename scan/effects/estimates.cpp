@@ -29,9 +29,9 @@ struct fitted {
     fitted(safeguarded_model const& m, double const* start)
         : model(m), x(start, start + m.p), outcome(safeguarded_fit(model, nullptr, x.data())),
           covariance(std::size_t{m.p} * m.p) {
-        has_succeeded = outcome.has_succeeded() &&
-                        safeguarded_covariance(model, outcome, x.data(), covariance.data()) ==
-                            SUCCESS;
+        has_succeeded =
+            outcome.has_succeeded() &&
+            safeguarded_covariance(model, outcome, x.data(), covariance.data()) == SUCCESS;
     }
 
     bool has_succeeded;
@@ -50,8 +50,7 @@ struct fitted {
 
     double bound(unsigned k, int side, double quantile, double start) const {
         double b;
-        int const status =
-            profile_bound({model, outcome, x.data()}, k, side, quantile, start, b);
+        int const status = profile_bound({model, outcome, x.data()}, k, side, quantile, start, b);
         return status == SUCCESS ? b : effect_estimate::NONE;
     }
 };
@@ -91,12 +90,6 @@ effect_estimate infinite_estimate(fitted const& profiled, unsigned k, int direct
     return e;
 }
 
-effect_estimate failed(effect_code code) {
-    effect_estimate e;
-    e.code = code;
-    return e;
-}
-
 void divide(effect_estimate& e, double unit) {
     for (double* const value : {&e.beta, &e.standard_error, &e.lower, &e.upper})
         *value /= unit;
@@ -125,13 +118,20 @@ std::string text(effect_code code) {
     return ".";
 }
 
+effect_estimate failed_estimate(effect_code code) {
+    effect_estimate e;
+    e.code = code;
+    return e;
+}
+
 std::vector<effect_estimate> estimate_effects(safeguarded_model const& model,
                                               std::vector<reported_parameter> const& reported,
                                               double level, double* x) {
     double const quantile = normal_quantile((1 + level) / 2);
     fitted const fit(model, x);
     if (!fit.has_succeeded)
-        return std::vector<effect_estimate>(reported.size(), failed(effect_code::no_convergence));
+        return std::vector<effect_estimate>(reported.size(),
+                                            failed_estimate(effect_code::no_convergence));
     for (unsigned k = 0; k < model.p; ++k)
         x[k] = fit.outcome.direction[k] == 0
                    ? fit.x[k]
@@ -146,9 +146,9 @@ std::vector<effect_estimate> estimate_effects(safeguarded_model const& model,
         fitted const& profiled = r.is_sparse && penalised_fit ? *penalised_fit : fit;
         effect_estimate e;
         if (fit.outcome.unidentified[r.index])
-            e = failed(effect_code::not_identifiable);
+            e = failed_estimate(effect_code::not_identifiable);
         else if (!profiled.has_succeeded)
-            e = failed(effect_code::no_convergence);
+            e = failed_estimate(effect_code::no_convergence);
         else if (direction != 0) {
             e = infinite_estimate(profiled, r.index, direction, quantile);
             if (r.is_sparse) e.code = effect_code::infinite_penalised;

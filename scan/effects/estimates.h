@@ -12,12 +12,12 @@ namespace scan {
 
 enum class effect_code {
     none,
-    infinite,            // the likelihood rises to the end of the scale
-    infinite_penalised,  // so does it, and there are too few copies for its profile
-    penalised,           // too few copies: all numbers are those of the penalised likelihood
-    not_identifiable,    // cannot be told apart from other parameters
-    no_convergence,      // the fit failed
-    too_many_haplotypes  // there was none
+    infinite,           // the likelihood rises to the end of the scale
+    infinite_penalised, // so does it, and there are too few copies for its profile
+    penalised,          // too few copies: all numbers are those of the penalised likelihood
+    not_identifiable,   // cannot be told apart from other parameters
+    no_convergence,     // the fit failed
+    too_many_haplotypes // there was none
 };
 
 // "." for none, else INFINITE and so on.
@@ -33,6 +33,9 @@ struct effect_estimate {
     double log_ratio_p = NONE; // of the likelihood ratio
     effect_code code = effect_code::none;
 };
+
+// The code, and no number.
+effect_estimate failed_estimate(effect_code code);
 
 // A parameter that has a row.
 struct reported_parameter {

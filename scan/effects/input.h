@@ -26,7 +26,8 @@ struct effect_input {
     // sample: the index in the .fam of every subject of the design, which is referred to. Throws
     // no_fit when the covariate that shall interact has no column or several.
     effect_input(effect_settings const& s, window_settings const& t, null_design const& d,
-                 std::vector<std::uint32_t> const& sample, std::vector<std::uint8_t> const& is_case);
+                 std::vector<std::uint32_t> const& sample,
+                 std::vector<std::uint8_t> const& is_case);
 
     bool has_interaction() const { return environment >= 0; }
     std::string const& environment_name() const {

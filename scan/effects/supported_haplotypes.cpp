@@ -39,6 +39,7 @@ supported_haplotypes find_supported(std::vector<genotype_count> const& genotypes
                                     std::vector<double> const& estimates, unsigned n_snps,
                                     unsigned n_subjects) {
     supported_haplotypes s;
+    s.n_snps = n_snps;
     for (double const trace : {TRACE, LAST_TRACE}) {
         s.bits.clear();
         for (std::size_t h = 0; h < estimates.size(); ++h)

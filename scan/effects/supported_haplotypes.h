@@ -11,6 +11,7 @@
 namespace scan {
 
 struct supported_haplotypes {
+    unsigned n_snps;
     std::vector<std::uint32_t> bits; // by frequency from the highest on
     std::vector<double> frequencies; // estimates in all subjects
     // Per distinct genotype the unordered pairs that explain it, as places in bits.

@@ -23,8 +23,7 @@ void add(haplotype_name name, double frequency, haplotype_terms& t) {
     t.frequencies.push_back(frequency);
 }
 
-haplotype_terms against_reference(effect_input const& input,
-                                  supported_haplotypes const& haplotypes,
+haplotype_terms against_reference(effect_input const& input, supported_haplotypes const& haplotypes,
                                   window_row const& tested) {
     haplotype_terms t = no_terms(input, haplotypes);
     t.reference = {haplotype_name::one, tested.haplotypes[0].bits};
@@ -103,6 +102,15 @@ std::vector<planned_row> plan_rows(effect_input const& input, haplotype_terms co
             rows.push_back({row, code, true, copies * input.environment_share < LEAST_COPIES});
         }
     return rows;
+}
+
+effect_row covariate_row(std::string const& covariate, haplotype_terms const& terms) {
+    effect_row row;
+    row.test = covariate;
+    if (terms.reference.kind != haplotype_name::rest) return row;
+    row.haplotype = terms.names[0];
+    row.reference = terms.reference;
+    return row;
 }
 
 } // namespace scan

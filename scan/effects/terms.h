@@ -58,6 +58,9 @@ struct planned_row {
 std::vector<planned_row> plan_rows(effect_input const& input, haplotype_terms const& terms,
                                    window_sample const& sample);
 
+// The row of a covariate; it names the haplotype if the model has but one.
+effect_row covariate_row(std::string const& covariate, haplotype_terms const& terms);
+
 } // namespace scan
 
 #endif

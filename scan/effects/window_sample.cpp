@@ -59,8 +59,7 @@ std::vector<keyed_subject> keyed_subjects(run_subjects const& run,
 } // namespace
 
 run_subjects::run_subjects(std::vector<std::uint32_t> const& fam_places,
-                                         std::vector<std::uint8_t> const& status,
-                                         Eigen::MatrixXd const& design)
+                           std::vector<std::uint8_t> const& status, Eigen::MatrixXd const& design)
     : places(fam_places), is_case(status), covariates(design), row_number(places.size()) {
     std::vector<std::uint32_t> order(places.size());
     std::iota(order.begin(), order.end(), 0u);
@@ -76,8 +75,8 @@ run_subjects::run_subjects(std::vector<std::uint32_t> const& fam_places,
     }
 }
 
-window_sample::window_sample(run_subjects const& run,
-                             std::vector<std::uint8_t const*> const& rows, unsigned max_missing) {
+window_sample::window_sample(run_subjects const& run, std::vector<std::uint8_t const*> const& rows,
+                             unsigned max_missing) {
     auto const keyed = keyed_subjects(run, rows, max_missing);
     n_subjects = static_cast<unsigned>(keyed.size());
     std::vector<std::uint32_t> source; // of every row

@@ -22,7 +22,7 @@ struct run_subjects {
     std::vector<std::uint32_t> row_number; // equal for subjects with equal covariates
 
     run_subjects(std::vector<std::uint32_t> const& fam_places,
-                        std::vector<std::uint8_t> const& status, Eigen::MatrixXd const& design);
+                 std::vector<std::uint8_t> const& status, Eigen::MatrixXd const& design);
 };
 
 struct window_sample {

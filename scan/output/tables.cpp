@@ -33,7 +33,19 @@ std::string bit_text(std::uint32_t bits, std::uint32_t n_snps) {
     return text;
 }
 
+// Effects are on the scale of odds ratios but for BETA and SE; rho is none.
+double odds_ratio(effect_row const& row, double log_ratio) {
+    return row.is_log_ratio ? std::exp(log_ratio) : NOT_COMPUTED;
+}
+
 } // namespace
+
+std::string effect_columns(double level) {
+    std::string const percent = number_text(100 * level);
+    return "CHROM\tPOS\tEND\tWINDOW\tMODEL\tHAP\tREF_HAP\tTEST\tOBS_CT\tCASE_CT\tCTRL_CT\t"
+           "HAP_FREQ\tBETA\tSE\tOR\tL" +
+           percent + "\tU" + percent + "\tZ_STAT\tP\tNEG_LOG10_P\tLRT_P\tERRCODE\n";
+}
 
 void table_rows::append_place(std::size_t index, std::string& line) const {
     window const& w = list_.windows[index];
@@ -92,6 +104,33 @@ void table_rows::append_haplotypes(std::size_t index, window_row const& row,
                        number_text(h.case_count), number_text(h.control_count), number_text(h.z),
                        p_text(h.log_p), neg_log10_text(h.log_p)});
         table += ".\n";
+    }
+}
+
+std::string table_rows::name(window const& w, haplotype_name const& haplotype) const {
+    switch (haplotype.kind) {
+    case haplotype_name::nothing: return ".";
+    case haplotype_name::one: return alleles(w, haplotype.bits);
+    case haplotype_name::rare: return "rare";
+    case haplotype_name::rest: return "rest";
+    }
+    return ".";
+}
+
+void table_rows::append_effects(std::size_t index, std::string const& model,
+                                effect_result const& result, std::string& table) const {
+    window const& w = list_.windows[index];
+    for (effect_row const& row : result.rows) {
+        effect_estimate const& e = row.estimate;
+        append_place(index, table);
+        append(table, {model, name(w, row.haplotype), name(w, row.reference), row.test,
+                       std::to_string(result.obs), std::to_string(result.cases),
+                       std::to_string(result.obs - result.cases), number_text(row.frequency),
+                       number_text(e.beta), number_text(e.standard_error),
+                       number_text(odds_ratio(row, e.beta)), number_text(odds_ratio(row, e.lower)),
+                       number_text(odds_ratio(row, e.upper)), number_text(e.z), p_text(e.log_p),
+                       neg_log10_text(e.log_p), p_text(e.log_ratio_p)});
+        table.append(text(e.code)).push_back('\n');
     }
 }
 

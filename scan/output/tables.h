@@ -2,6 +2,7 @@
 #ifndef QUILMAR_SCAN_OUTPUT_TABLES_H
 #define QUILMAR_SCAN_OUTPUT_TABLES_H
 
+#include "scan/effects/effect_test.h"
 #include "scan/input/snp_table.h"
 #include "scan/score/window.h"
 #include "scan/windows/window_list.h"
@@ -14,6 +15,9 @@ namespace scan {
 // Header lines.
 extern std::string_view const WINDOW_COLUMNS, HAPLOTYPE_COLUMNS;
 
+// That of the effects; level: of the intervals, whose columns are L95 and U95 for 0.95.
+std::string effect_columns(double level);
+
 class table_rows {
   public:
     table_rows(snp_table const& snps, window_list const& list) : snps_(snps), list_(list) {}
@@ -22,10 +26,14 @@ class table_rows {
     void append_window(std::size_t w, window_row const& row, std::string& table) const;
     // Appends a row for each tested haplotype.
     void append_haplotypes(std::size_t w, window_row const& row, std::string& table) const;
+    // Appends a row for each effect.
+    void append_effects(std::size_t w, std::string const& model, effect_result const& result,
+                        std::string& table) const;
 
   private:
     void append_place(std::size_t w, std::string& line) const;
     std::string alleles(window const& w, std::uint32_t bits) const;
+    std::string name(window const& w, haplotype_name const& haplotype) const;
     bool has_long_alleles(window const& w) const;
 
     snp_table const& snps_;
