@@ -62,20 +62,16 @@ struct fitted_model {
     unsigned n_ratios() const { return data.n_haplotypes - 1; }
     unsigned first_term() const { return n_ratios() + (hw == EQUILIBRIUM ? 0 : 1); }
     unsigned n_terms() const { return data.n_parameters - first_term(); }
-    // A ratio to start with, so that a haplotype without copies can still get some.
-    double start_ratio(double ratio) const {
-        return std::max(ratio, SMALLEST_START / (2.0 * data.n_informative));
-    }
     bool climb() {
         outcome = safeguarded_fit(model, nullptr, x.data());
         return outcome.has_succeeded();
     }
 };
 
-void start(double const* frequencies, fitted_model& m) {
+double start_of(double const* frequencies, fitted_model const& m, unsigned k) {
     double const reference = frequencies[m.data.haplotypes[m.n_ratios()]];
-    for (unsigned k = 0; k < m.n_ratios(); ++k)
-        m.x[k] = std::log(m.start_ratio(frequencies[m.data.haplotypes[k]] / reference));
+    double const smallest = SMALLEST_START / (2.0 * m.data.n_informative);
+    return std::log(std::max(frequencies[m.data.haplotypes[k]] / reference, smallest));
 }
 
 std::vector<double> frequencies_of(fitted_model const& m) {
@@ -88,12 +84,14 @@ std::vector<double> frequencies_of(fitted_model const& m) {
     return f;
 }
 
-// From the equilibrium fit to the best rho of the grid.
-bool start_rho(fitted_model const& equilibrium, fitted_model& m) {
+// From the equilibrium fit to the best rho of the grid; what runs away there starts anew, because it
+// need not do so under disequilibrium.
+bool start_rho(fitted_model const& equilibrium, double const* frequencies, fitted_model& m) {
     double const f = frequencies_of(equilibrium).back();
     unsigned const n = m.n_ratios();
     for (unsigned k = 0; k < n; ++k)
-        m.x[k] = std::log(m.start_ratio(std::exp(equilibrium.x[k])));
+        m.x[k] =
+            equilibrium.outcome.is_estimable(k) ? equilibrium.x[k] : start_of(frequencies, m, k);
     for (unsigned e = 0; e < m.n_terms(); ++e) {
         double const b = equilibrium.x[n + e];
         bool const is_estimable = equilibrium.outcome.is_estimable(n + e);
@@ -112,8 +110,10 @@ bool start_rho(fitted_model const& equilibrium, fitted_model& m) {
     return best > -INF;
 }
 
-// Is rho above 0, with the fit for it in m? False also leaves the result's rho as it is at 0.
-bool climb_rho(fitted_model const& equilibrium, fitted_model& m, safeguarded_result& result) {
+// Is rho above 0, with the fit for it in m? If not, the result says that rho is 0, or that it has not
+// been found out.
+bool climb_rho(fitted_model const& equilibrium, double const* frequencies, fitted_model& m,
+               safeguarded_result& result) {
     safeguarded_model const plain = m.model;
     unsigned const K = m.data.n_haplotypes;
     std::vector<double> at(m.x);
@@ -121,25 +121,25 @@ bool climb_rho(fitted_model const& equilibrium, fitted_model& m, safeguarded_res
     std::copy(equilibrium.x.begin() + K - 1, equilibrium.x.end(), at.begin() + K);
     result.rho = result.rho_ratio = 0;
     result.rho_p = 1;
-    if (rho_score(plain, K, at.data(), result.rho_score) != SUCCESS) {
-        result.status = NOT_CONVERGED;
-        result.end = fit_end::broken_down;
-        return false;
-    }
-    if (!(result.rho_score > 0)) return false;
+    bool const is_scored = rho_score(plain, K, at.data(), result.rho_score) == SUCCESS;
+    bool const is_maximum = is_scored && result.rho_score <= 0;
+    // With a frequency of 0 and an infinite effect homozygotes are infinitely more likely in cases as
+    // soon as rho is above 0: the score there says nothing of a maximum where all is finite.
+    if (is_maximum && equilibrium.outcome.end == fit_end::converged) return false;
     m.model = regular_at_zero(plain, K);
-    bool const has_succeeded = start_rho(equilibrium, m) && m.climb();
+    bool const has_succeeded = start_rho(equilibrium, frequencies, m) && m.climb();
     result.iterations += m.outcome.iterations;
-    result.end = m.outcome.end;
     double const ratio = 2 * (m.outcome.log_likelihood - equilibrium.outcome.log_likelihood);
-    // What has come down to rho = 0 or below the equilibrium fit is none of its maxima.
-    if (!has_succeeded || !(ratio > 0)) {
-        result.status = NOT_CONVERGED;
-        return false;
+    if (has_succeeded && ratio > 0) {
+        result.rho_ratio = ratio;
+        result.rho_p = std::erfc(std::sqrt(ratio / 2)) / 2;
+        return true;
     }
-    result.rho_ratio = ratio;
-    result.rho_p = std::erfc(std::sqrt(ratio / 2)) / 2;
-    return true;
+    if (!is_maximum) {
+        result.status = NOT_CONVERGED;
+        result.end = has_succeeded ? fit_end::broken_down : m.outcome.end;
+    }
+    return false;
 }
 
 // Frequencies, rho and their errors by the delta method from the covariance V.
@@ -299,14 +299,15 @@ int case_control_ggi_safeguarded(case_control_ggi_data& data, safeguarded_settin
     result.status = equilibrium.status;
     if (equilibrium.status != SUCCESS) return result.status;
     std::vector<double> const A = record.way_back(settings.mode == CODOMINANT ? 2 : 1);
-    start(frequencies, equilibrium);
+    for (unsigned k = 0; k < equilibrium.n_ratios(); ++k)
+        equilibrium.x[k] = start_of(frequencies, equilibrium, k);
     bool const has_succeeded = equilibrium.climb();
     result.end = equilibrium.outcome.end;
     result.iterations = equilibrium.outcome.iterations;
     if (!has_succeeded) return result.status = NOT_CONVERGED;
     if (settings.hw != EQUILIBRIUM) {
         fitted_model disequilibrium(record.data, DISEQUILIBRIUM, settings.mode);
-        if (climb_rho(equilibrium, disequilibrium, result)) {
+        if (climb_rho(equilibrium, frequencies, disequilibrium, result)) {
             report(disequilibrium, settings, A, result);
             return result.status;
         }
