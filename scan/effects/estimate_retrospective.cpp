@@ -95,7 +95,7 @@ effect_estimate estimate_of(fitted_term const& term, bool is_sparse, double quan
     if (term.end == term_end::not_identifiable)
         return failed_estimate(effect_code::not_identifiable);
     effect_estimate e;
-    e.log_p = e.log_ratio_p = log_p_chi_square(std::max(term.ratio, 0.0), 1);
+    e.log_p = e.log_ratio_p = log_p_chi_square(is_sparse ? term.penalised_ratio : term.ratio, 1);
     if (term.end != term_end::finite) {
         bool const is_up = term.end == term_end::plus_infinity;
         e.beta = term.estimate;
@@ -107,6 +107,7 @@ effect_estimate estimate_of(fitted_term const& term, bool is_sparse, double quan
         e.lower = term.penalised_lower;
         e.upper = term.penalised_upper;
         e.code = effect_code::penalised;
+        if (std::isnan(e.beta)) return failed_estimate(effect_code::no_convergence);
     } else {
         e.beta = term.estimate;
         e.standard_error = term.standard_error;
@@ -133,7 +134,7 @@ int fit_terms(effect_input const& input, haplotype_terms const& terms,
     safeguarded_settings settings{input.settings.hw, input.settings.mode, quantile, {}};
     settings.requests.resize(n_reported(input, terms), 0);
     for (planned_row const& p : planned)
-        settings.requests[place_of(p, terms)] = p.is_sparse ? RATIO + PENALISED_INTERVAL : RATIO;
+        settings.requests[place_of(p, terms)] = p.is_sparse ? PENALISED_INTERVAL : RATIO;
     if (input.has_interaction()) settings.requests[terms.n_codes() + 1] = RATIO;
     int const status = case_control_ggi_safeguarded(data, settings, frequencies, fit);
     bool is_infinite = false;

@@ -45,7 +45,7 @@ struct fitted {
         double ratio;
         if (profile_ratio({model, outcome, x.data()}, k, ratio) != SUCCESS)
             return effect_estimate::NONE;
-        return log_p_chi_square(std::max(ratio, 0.0), 1);
+        return log_p_chi_square(ratio, 1);
     }
 
     double bound(unsigned k, int side, double quantile, double start) const {
@@ -68,10 +68,12 @@ effect_estimate wald(fitted const& fit, unsigned k, double quantile) {
 }
 
 effect_estimate penalised_estimate(fitted const& fit, unsigned k, double quantile) {
-    effect_estimate e = wald(fit, k, quantile);
-    double const start = quantile * std::min(e.standard_error, FIRST_DISTANCE);
+    effect_estimate e;
+    double const start = quantile * std::min(fit.standard_error(k), FIRST_DISTANCE);
+    e.beta = fit.x[k];
     e.lower = fit.bound(k, -1, quantile, start);
     e.upper = fit.bound(k, 1, quantile, start);
+    e.log_p = e.log_ratio_p = fit.log_ratio_p(k);
     e.code = effect_code::penalised;
     return e;
 }
