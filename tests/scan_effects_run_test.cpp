@@ -42,9 +42,6 @@ std::vector<row> effects_of(example_study const& files, std::string const& comma
     return table(files.read("t.effects.tsv")).rows;
 }
 
-// The study's example of one window.
-std::string const WINDOW = "--chr 22 --from-bp 30453000 --to-bp 30465000 --effects all --quiet ";
-
 // A data file of quilmar's examples as a study, its columns 6 and 7 as covariates e and f.
 std::string write_example(example_study const& files, std::string const& name, unsigned n_snps) {
     run_shell(files, "cp " QUILMAR_SOURCE "/examples/" + name +
@@ -254,4 +251,172 @@ TEST(scan_effects_run, retrospective_rows_are_quilmars) {
             EXPECT_NEAR(number(r, "SE"), quilmar.at(name).second, 1.1e-6) << name;
         }
     }
+}
+
+// Known haplotypes make the prospective likelihood an ordinary logistic regression, whatever the units
+// of its covariates.
+TEST(scan_effects_run, interaction_is_that_of_logistic_regression) {
+    example_study files;
+    std::string const command = write_snp(files, {50, 30, 20}, {30, 40, 30}) +
+                                "--covar-name x --show-covar --interaction x --covar ";
+    std::vector<std::vector<double>> X;
+    std::vector<double> y;
+    for (std::size_t i = 0; i < 200; ++i) {
+        std::size_t const within = i % 100, zero = i < 100 ? 50 : 30, one = i < 100 ? 80 : 70;
+        double const copies = within < zero ? 0 : within < one ? 1 : 2;
+        double const x = static_cast<double>(i * i % 17);
+        X.push_back({1, copies, copies * x, x});
+        y.push_back(i >= 100);
+    }
+    regression const expected = logistic(X, y);
+    run_shell(files, "awk 'NR>1{$3*=1e-8}{print}' c >small");
+    for (auto const& [file, unit] : {std::pair("c", 1.0), {"small", 1e-8}}) {
+        auto const rows = effects_of(files, command + file);
+        ASSERT_EQ(rows.size(), 3u);
+        EXPECT_EQ(rows[0].at("TEST") + " " + rows[1].at("TEST") + " " + rows[2].at("TEST"),
+                  "ADD ADDxx x");
+        EXPECT_EQ(rows[1].at("HAP") + rows[2].at("HAP"), "A.");
+        for (std::size_t k = 0; k < 3; ++k) {
+            double const scale = k == 0 ? 1 : unit;
+            EXPECT_NEAR(number(rows[k], "BETA") * scale / expected.beta[k + 1], 1, 1e-5);
+            EXPECT_NEAR(number(rows[k], "SE") * scale / expected.error[k + 1], 1, 1e-5);
+        }
+    }
+}
+
+TEST(scan_effects_run, rho) {
+    struct {
+        std::vector<int> controls;
+        char const* rho; // 1 - heterozygotes / (2 n p q) of the controls
+    } const cases[] = {{{50, 30, 20}, "0.340659"}, {{30, 60, 10}, "0"}};
+    for (auto const& c : cases) {
+        example_study files;
+        auto const rows =
+            effects_of(files, write_snp(files, c.controls, {30, 40, 30}) +
+                                  "--allow-no-covars --model retrospective --hw HWD --mode "
+                                  "codominant");
+        ASSERT_EQ(rows.size(), 3u);
+        row const& r = rows[2];
+        EXPECT_EQ(r.at("TEST") + r.at("HAP") + r.at("ERRCODE"), "RHO..");
+        EXPECT_EQ(r.at("MODEL"), "retrospective_unadjusted_HWD");
+        EXPECT_EQ(r.at("BETA"), c.rho);
+        EXPECT_EQ(r.at("P"), r.at("LRT_P"));
+        EXPECT_EQ(r.at("OR") + r.at("L95") + r.at("U95") + r.at("Z_STAT"), "NANANANA");
+        bool const is_zero = std::string(c.rho) == "0";
+        EXPECT_EQ(r.at("P") == "1", is_zero);
+        EXPECT_EQ(r.at("SE") == "NA", is_zero);
+    }
+}
+
+TEST(scan_effects_run, against_the_rest_and_levels) {
+    example_study files;
+    auto const rows = effects_of(files, write_snp(files, {50, 30, 20}, {30, 40, 30}) +
+                                            "--covar c --covar-name x --show-covar --vs rest "
+                                            "--ci 0.9");
+    ASSERT_EQ(rows.size(), 4u);
+    for (std::size_t k = 0; k < 4; ++k) {
+        EXPECT_EQ(rows[k].at("HAP"), k < 2 ? "C" : "A");
+        EXPECT_EQ(rows[k].at("REF_HAP"), "rest");
+        double const beta = number(rows[k], "BETA"), se = number(rows[k], "SE");
+        EXPECT_NEAR(std::log(number(rows[k], "L90")), beta - 1.644854 * se, 1e-5);
+        EXPECT_NEAR(std::log(number(rows[k], "U90")), beta + 1.644854 * se, 1e-5);
+    }
+    EXPECT_NEAR(number(rows[0], "BETA"), -number(rows[2], "BETA"), 1e-6);
+    EXPECT_EQ(rows[1].at("BETA"), rows[3].at("BETA"));
+    // Of all but the tested haplotypes a class is made where it has copies enough: here 15.7.
+    for (auto const& [least, n] : {std::pair("15", 1), {"16", 0}}) {
+        ASSERT_EQ(files.scan("--chr 22 --from-bp 30438000 --to-bp 30450000 --effects all --quiet "
+                             "--min-hap-copies " +
+                             std::string(least))
+                      .exit_status,
+                  0);
+        std::string const rare = table(files.read("t.win.tsv")).column("RARE_FREQ");
+        int n_rare = 0;
+        for (row const& r : table(files.read("t.effects.tsv")).rows)
+            n_rare += r.at("HAP") == "rare" && r.at("HAP_FREQ") + " " == rare;
+        EXPECT_EQ(n_rare, n) << least;
+    }
+}
+
+TEST(scan_effects_run, windows_that_get_rows) {
+    example_study files;
+    auto const windows = [&] {
+        std::string list;
+        for (row const& r : table(files.read("t.effects.tsv")).rows)
+            if (list.find(" " + r.at("WINDOW") + " ") == list.npos)
+                list += " " + r.at("WINDOW") + " ";
+        return list;
+    };
+    ASSERT_EQ(files.scan("--chr 22 --from-bp 30430000 --to-bp 30480000").exit_status, 0);
+    std::string expected;
+    for (row const& w : table(files.read("t.win.tsv")).rows)
+        if (number(w, "P") <= 1e-4 || number(w, "TOP_P_BONF") <= 1e-4)
+            expected += " " + w.at("WINDOW") + " ";
+    EXPECT_NE(expected, "");
+    EXPECT_EQ(windows(), expected);
+    std::string tables[2];
+    for (int const threads : {1, 2}) {
+        ASSERT_EQ(files
+                      .scan("--chr 22 --from-bp 30400000 --to-bp 30480000 --effects all "
+                             "--mode Dominant --threads " +
+                            std::to_string(threads))
+                      .exit_status,
+                  0);
+        tables[threads - 1] = files.read("t.effects.tsv");
+    }
+    EXPECT_GT(tables[0].size(), 20000u);
+    EXPECT_EQ(tables[0], tables[1]);
+    ASSERT_EQ(files.scan("--effects 0").exit_status, 0);
+    EXPECT_EQ(table(files.read("t.effects.tsv")).rows.size(), 0u);
+    EXPECT_EQ(table(files.read("t.effects.tsv")).columns.size(), 22u);
+    run_shell(files, "rm t.effects.tsv");
+    ASSERT_EQ(files.scan("--effects none").exit_status, 0);
+    EXPECT_FALSE(files.has("t.effects.tsv"));
+}
+
+TEST(scan_effects_run, errors) {
+    struct {
+        char const* arguments;
+        int status;
+        char const* message;
+    } const cases[] = {
+        {"--effects some", 8, "--effects: 'some' is no number, 0 to 1, and not all or none."},
+        {"--effects 2", 8, "--effects: '2' is no number"},
+        {"--mode linear", 8,
+         "--mode: 'linear' is not additive, recessive, dominant or codominant."},
+        {"--vs all", 8, "--vs: 'all' is not reference or rest."},
+        {"--ci 95", 8, "--ci: '95' is no number, 0.01 to 0.9999."},
+        {"--effects none --ci 0.9", 8, "--ci needs effects: leave --effects none out."},
+        {"--hw HWD", 8, "--hw HWD needs --model retrospective"},
+        {"--model retrospective", 8,
+         "--model retrospective does not adjust for covariates: its effects are the same with and "
+         "without them.\nGive --model prospective, or --allow-no-covars instead of --covar"},
+        {"--model retrospective --interaction age", 8,
+         "--interaction with --model retrospective assumes that haplotypes and the covariate are "
+         "independent in the population.\nIf they are, give --independence; if not, --model "
+         "prospective."},
+        {"--interaction age --independence", 8, "--independence needs --model retrospective"},
+        {"--interaction bmi", 7, "--interaction bmi: is no covariate that the run uses."},
+        {"--covar-name centre,age --interaction centre", 7,
+         "--interaction centre: has 3 categories, but an interaction needs a number or two"},
+    };
+    for (auto const& c : cases) {
+        example_study files;
+        outcome const o = files.scan(c.arguments);
+        EXPECT_EQ(o.exit_status, c.status) << c.arguments;
+        EXPECT_NE(o.err.find(c.message), std::string::npos) << c.arguments << "\n" << o.err;
+        EXPECT_EQ(run_shell(files, "ls t.* 2>/dev/null").out, "") << c.arguments;
+    }
+    example_study files;
+    EXPECT_NE(files
+                  .run("quilmar-scan --bfile study --pheno pheno.txt --allow-no-covars "
+                       "--interaction age")
+                  .err.find("--interaction needs --covar."),
+              std::string::npos);
+    // A category of two is a number, and what is assumed stands in the log.
+    outcome const o = files.scan("--covar-name sex,age --interaction sex --independence --model "
+                                 "retrospective");
+    EXPECT_NE(o.err.find("Effects: retrospective likelihood, which assumes haplotypes and sex"),
+              std::string::npos)
+        << o.err;
 }
