@@ -23,8 +23,9 @@ std::vector<std::uint8_t const*> const& window_genotypes::rows(window const& w) 
 
 chunk_worker::chunk_worker(scan_input const& input, options const& o)
     : input_(input), options_(o), genotypes_(input, o.max_snps),
-      test_(input.model, input.subjects, o.test), effects_(input.effects, input.model),
-      tables_(input.snps, input.list) {}
+      test_(input.model, input.subjects, o.test), tables_(input.snps, input.list) {
+    if (input.effects != nullptr) effects_.emplace(*input.effects, input.model);
+}
 
 chunk_result chunk_worker::run(std::size_t first, std::size_t end) {
     chunk_result result;
@@ -33,7 +34,7 @@ chunk_result chunk_worker::run(std::size_t first, std::size_t end) {
         tables_.append_window(w, row_, result.window_rows);
         if (row_.code == error_code::none && row_.log_p <= std::log(options_.pfilter))
             tables_.append_haplotypes(w, row_, result.haplotype_rows);
-        if (effects_.wants(row_)) estimate_effects(w, result);
+        if (effects_ && effects_->wants(row_)) estimate_effects(w, result);
         result.log_p.push_back(row_.log_p);
         result.codes.push_back(row_.code);
     }
@@ -53,8 +54,8 @@ void chunk_worker::compute(window const& w) {
 }
 
 void chunk_worker::estimate_effects(std::size_t w, chunk_result& result) {
-    effects_.run(genotypes_.rows(input_.list.windows[w]), row_, effect_result_);
-    tables_.append_effects(w, input_.effects.model_name(), effect_result_, result.effect_rows);
+    effects_->run(genotypes_.rows(input_.list.windows[w]), row_, effect_result_);
+    tables_.append_effects(w, input_.effects->model_name(), effect_result_, result.effect_rows);
 }
 
 double bytes_per_thread(std::size_t n_subjects, std::size_t n_columns, std::size_t row_bytes,

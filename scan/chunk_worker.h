@@ -13,6 +13,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,7 +26,7 @@ struct scan_input {
     window_list const& list;
     std::vector<std::uint32_t> const& subjects; // used ones, index in the .fam
     null_model const& model;
-    effect_input const& effects;
+    effect_input const* effects; // null for none
 };
 
 // The rows of the tables and, by window, ln P and the code.
@@ -69,7 +70,7 @@ class chunk_worker {
     options const& options_;
     window_genotypes genotypes_;
     window_test test_;
-    effect_test effects_;
+    std::optional<effect_test> effects_;
     table_rows tables_;
     window_row row_;
     effect_result effect_result_;

@@ -116,7 +116,8 @@ void note_memory(options const& o, study const& s, run_log& log) {
                  columns = static_cast<double>(s.design.names.size());
     double const model = 8 * n * (2 * columns + 2),
                  thread = bytes_per_thread(s.used.used.size(), s.design.names.size(),
-                                           s.bed.row_bytes(), o.max_snps);
+                                           s.bed.row_bytes(), o.max_snps) +
+                          (o.effects.most_p ? effect_test::bytes(n, columns) : 0);
     log.note("Memory: at most about " + mib_text(peak_bytes() + model + o.n_threads * thread) +
              " with " + std::to_string(o.n_threads) + " threads.");
 }
@@ -129,15 +130,16 @@ void run(options const& o) {
     record_start(o, log);
     output_files files(o, inputs_of(o));
     study s(o, log);
-    effect_input const effects(o.effects, o.test, s.design, s.used.used, s.used.is_case);
+    std::optional<effect_input> effects;
+    if (o.effects.most_p) effects.emplace(o.effects, o.test, s.design, s.used.used, s.used.is_case);
     if (o.is_dry_run) return note_memory(o, s, log);
 
     null_model const model = fit_null_model(s.used.is_case, s.design.columns, s.design.names);
     note_model(model, s.design, log);
-    if (o.effects.most_p) log.note(effects.model_text());
+    if (effects) log.note(effects->model_text());
     scan_summary const summary =
-        scan_windows({s.snps, s.bed, s.windows, s.used.used, model, effects}, o, files.windows,
-                     files.haplotypes, files.effects ? &*files.effects : nullptr);
+        scan_windows({s.snps, s.bed, s.windows, s.used.used, model, effects ? &*effects : nullptr},
+                     o, files.windows, files.haplotypes, files.effects ? &*files.effects : nullptr);
     note_summary(summary, s.windows, log);
     std::chrono::duration<double> const seconds = std::chrono::steady_clock::now() - start;
     log.note(number_text(seconds.count()) + " s, at most " + mib_text(peak_bytes()) + ".");

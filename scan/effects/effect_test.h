@@ -29,6 +29,12 @@ class effect_test {
     void run(std::vector<std::uint8_t const*> const& rows, window_row const& tested,
              effect_result& result);
 
+    // Bytes that it takes for so many subjects and columns of the design.
+    static double bytes(double n_subjects, double n_columns) {
+        // A subject has its key, weight, sign, linear predictor and covariates.
+        return n_subjects * (56 + 8 * n_columns);
+    }
+
   private:
     effect_input const& input_;
     null_model const& model_;
