@@ -99,8 +99,8 @@ effect_estimate estimate_of(fitted_term const& term, bool is_sparse, double quan
     if (term.end != term_end::finite) {
         bool const is_up = term.end == term_end::plus_infinity;
         e.beta = term.estimate;
-        e.lower = is_up && is_sparse ? term.penalised_lower : term.lower;
-        e.upper = !is_up && is_sparse ? term.penalised_upper : term.upper;
+        e.lower = !is_up ? term.estimate : is_sparse ? term.penalised_lower : term.lower;
+        e.upper = is_up ? term.estimate : is_sparse ? term.penalised_upper : term.upper;
         e.code = is_sparse ? effect_code::infinite_penalised : effect_code::infinite;
     } else if (is_sparse) {
         e.beta = term.penalised;

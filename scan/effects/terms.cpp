@@ -6,11 +6,6 @@ namespace scan {
 
 namespace {
 
-std::size_t place_of(std::uint32_t bits, supported_haplotypes const& haplotypes) {
-    auto const found = std::find(haplotypes.bits.begin(), haplotypes.bits.end(), bits);
-    return static_cast<std::size_t>(found - haplotypes.bits.begin());
-}
-
 haplotype_terms no_terms(effect_input const& input, supported_haplotypes const& haplotypes) {
     haplotype_terms t;
     t.labels.resize(haplotypes.size(), 0);
@@ -23,27 +18,32 @@ void add(haplotype_name name, double frequency, haplotype_terms& t) {
     t.frequencies.push_back(frequency);
 }
 
+// Adds the term of a tested haplotype; none for one that no genotype supports, which bounds of 0 test.
+void add(haplotype_row const& row, supported_haplotypes const& haplotypes, haplotype_terms& t) {
+    auto const found = std::find(haplotypes.bits.begin(), haplotypes.bits.end(), row.bits);
+    if (found == haplotypes.bits.end()) return;
+    add({haplotype_name::one, row.bits}, row.freq, t);
+    t.labels[static_cast<std::size_t>(found - haplotypes.bits.begin())] = t.n_terms();
+}
+
 haplotype_terms against_reference(effect_input const& input, supported_haplotypes const& haplotypes,
                                   window_row const& tested) {
     haplotype_terms t = no_terms(input, haplotypes);
     t.reference = {haplotype_name::one, tested.haplotypes[0].bits};
-    std::vector<bool> is_rare(haplotypes.size(), true);
-    for (std::size_t k = 0; k < tested.haplotypes.size(); ++k) {
-        haplotype_row const& h = tested.haplotypes[k];
-        std::size_t const place = place_of(h.bits, haplotypes);
-        is_rare[place] = false;
-        if (k == 0) continue;
-        add({haplotype_name::one, h.bits}, h.freq, t);
-        t.labels[place] = t.n_terms();
-    }
+    auto const is_rare = [&](std::size_t h) {
+        return std::none_of(tested.haplotypes.begin(), tested.haplotypes.end(),
+                            [&](auto const& row) { return row.bits == haplotypes.bits[h]; });
+    };
+    for (std::size_t k = 1; k < tested.haplotypes.size(); ++k)
+        add(tested.haplotypes[k], haplotypes, t);
     double frequency = 0;
     for (std::size_t h = 0; h < haplotypes.size(); ++h)
-        if (is_rare[h]) frequency += haplotypes.frequencies[h];
+        if (is_rare(h)) frequency += haplotypes.frequencies[h];
     double const copies = 2.0 * std::min(tested.cases, tested.controls) * frequency;
     if (copies < input.test.min_hap_copies || copies == 0) return t;
     add({haplotype_name::rare, 0}, frequency, t);
     for (std::size_t h = 0; h < haplotypes.size(); ++h)
-        if (is_rare[h]) t.labels[h] = t.n_terms();
+        if (is_rare(h)) t.labels[h] = t.n_terms();
     return t;
 }
 
@@ -51,8 +51,7 @@ haplotype_terms against_rest(effect_input const& input, supported_haplotypes con
                              haplotype_row const& h) {
     haplotype_terms t = no_terms(input, haplotypes);
     t.reference = {haplotype_name::rest, 0};
-    add({haplotype_name::one, h.bits}, h.freq, t);
-    t.labels[place_of(h.bits, haplotypes)] = 1;
+    add(h, haplotypes, t);
     return t;
 }
 
@@ -82,6 +81,9 @@ std::vector<haplotype_terms> make_models(effect_input const& input,
     else
         for (haplotype_row const& h : tested.haplotypes)
             models.push_back(against_rest(input, haplotypes, h));
+    models.erase(std::remove_if(models.begin(), models.end(),
+                                [](haplotype_terms const& t) { return t.n_terms() == 0; }),
+                 models.end());
     return models;
 }
 
