@@ -22,6 +22,8 @@ namespace {
 
 constexpr double SMALLEST_START = 1e-3; // copies among all subjects that a haplotype starts with
 constexpr double INFINITE_START = 4;    // in place of an infinite estimate
+constexpr double SAME = 1e-6;           // twice a difference of log-likelihoods that is rounding
+constexpr double SMALL_S = 1e-6; // rho over the reference's frequency that may be on a way to 0
 constexpr double LARGEST_FREQUENCY_RUN = 1e-6;
 constexpr double RHO_GRID[] = {.3, .1, .03, .01, .003, .001, .0003, .0001};
 
@@ -41,9 +43,10 @@ struct fitted_model {
     safeguarded_model model;
     std::vector<double> x;
     safeguarded_outcome outcome;
+    bool is_logarithmic; // w, not t
 
     fitted_model(case_control_ggi_data const& record, unsigned hardy_weinberg, unsigned mode)
-        : data(record), hw(hardy_weinberg), model{} {
+        : data(record), hw(hardy_weinberg), model{}, is_logarithmic(false) {
         status = case_control_ggi_set_model(data, hw, mode);
         if (status != SUCCESS) return;
         if (has_environment(data))
@@ -61,6 +64,10 @@ struct fitted_model {
 
     unsigned n_ratios() const { return data.n_haplotypes - 1; }
     unsigned first_term() const { return n_ratios() + (hw == EQUILIBRIUM ? 0 : 1); }
+    unsigned effect_parameters() const {
+        parameter_layout const where = layout_of(data, hw);
+        return where.kappa() - where.effect(0);
+    }
     unsigned n_terms() const { return data.n_parameters - first_term(); }
     bool climb() {
         outcome = safeguarded_fit(model, nullptr, x.data());
@@ -84,19 +91,26 @@ std::vector<double> frequencies_of(fitted_model const& m) {
     return f;
 }
 
-// From the equilibrium fit to the best rho of the grid; what runs away there starts anew, because it
-// need not do so under disequilibrium.
-bool start_rho(fitted_model const& equilibrium, double const* frequencies, fitted_model& m) {
-    double const f = frequencies_of(equilibrium).back();
-    unsigned const n = m.n_ratios();
+// Where a climb in rho begins: at the equilibrium fit, of which what runs away starts anew because it
+// need not do so with rho, or at the frequencies of both groups without effects. An excess of
+// homozygotes among cases can come from either, and the likelihood may have a maximum for each.
+enum class rho_start { at_equilibrium, without_effects };
+
+bool start_rho(rho_start from, fitted_model const& equilibrium, double const* frequencies,
+               fitted_model& m) {
+    unsigned const n = m.n_ratios(), effects = m.effect_parameters();
+    auto const is_kept = [&](unsigned k) {
+        return equilibrium.outcome.is_estimable(k) &&
+               (from == rho_start::at_equilibrium || k >= n + effects);
+    };
     for (unsigned k = 0; k < n; ++k)
-        m.x[k] =
-            equilibrium.outcome.is_estimable(k) ? equilibrium.x[k] : start_of(frequencies, m, k);
+        m.x[k] = is_kept(k) ? equilibrium.x[k] : start_of(frequencies, m, k);
     for (unsigned e = 0; e < m.n_terms(); ++e) {
         double const b = equilibrium.x[n + e];
-        bool const is_estimable = equilibrium.outcome.is_estimable(n + e);
-        m.x[n + 1 + e] = is_estimable ? b : std::max(-INFINITE_START, std::min(b, INFINITE_START));
+        double const cut = std::max(-INFINITE_START, std::min(b, INFINITE_START));
+        m.x[n + 1 + e] = is_kept(n + e) ? b : from == rho_start::at_equilibrium ? cut : 0;
     }
+    double const f = frequencies_of(m).back();
     std::vector<double> g(m.model.p);
     double best = -INF, best_t = 0;
     for (double const rho : RHO_GRID) {
@@ -110,12 +124,35 @@ bool start_rho(fitted_model const& equilibrium, double const* frequencies, fitte
     return best > -INF;
 }
 
-// Is rho above 0, with the fit for it in m? If not, the result says that rho is 0, or that it has not
-// been found out.
+// Climbs in t, and where that has no end or an end at s = 0 with more than the equilibrium's
+// log-likelihood, from there in w. `plain` is the model in x.
+bool climb_from(rho_start from, safeguarded_model const& plain, fitted_model const& equilibrium,
+                double const* frequencies, fitted_model& m) {
+    unsigned const K = m.data.n_haplotypes;
+    m.is_logarithmic = false;
+    m.model = regular_at_zero(plain, K);
+    m.outcome.log_likelihood = -INF;
+    if (!start_rho(from, equilibrium, frequencies, m)) return false;
+    bool has_succeeded = m.climb();
+    double const s = s_of_t(m.x[K - 1]);
+    bool const is_more = m.outcome.log_likelihood > equilibrium.outcome.log_likelihood + SAME / 2;
+    if (has_succeeded && (s > SMALL_S || !is_more)) return true;
+    unsigned const iterations = m.outcome.iterations;
+    m.is_logarithmic = true;
+    m.model = logarithmic_in_s(plain, K);
+    m.x[K - 1] = -std::log(s);
+    has_succeeded = m.climb();
+    m.outcome.iterations += iterations;
+    return has_succeeded;
+}
+
+// Is rho above 0, with the best fit for it in m? If not, the result says that rho is 0, or that it
+// has not been found out.
 bool climb_rho(fitted_model const& equilibrium, double const* frequencies, fitted_model& m,
                safeguarded_result& result) {
     safeguarded_model const plain = m.model;
     unsigned const K = m.data.n_haplotypes;
+    double const at_equilibrium = equilibrium.outcome.log_likelihood;
     std::vector<double> at(m.x);
     std::copy(equilibrium.x.begin(), equilibrium.x.begin() + K - 1, at.begin());
     std::copy(equilibrium.x.begin() + K - 1, equilibrium.x.end(), at.begin() + K);
@@ -123,23 +160,35 @@ bool climb_rho(fitted_model const& equilibrium, double const* frequencies, fitte
     result.rho_p = 1;
     bool const is_scored = rho_score(plain, K, at.data(), result.rho_score) == SUCCESS;
     bool const is_maximum = is_scored && result.rho_score <= 0;
-    // With a frequency of 0 and an infinite effect homozygotes are infinitely more likely in cases as
-    // soon as rho is above 0: the score there says nothing of a maximum where all is finite.
-    if (is_maximum && equilibrium.outcome.end == fit_end::converged) return false;
-    m.model = regular_at_zero(plain, K);
-    bool const has_succeeded = start_rho(equilibrium, frequencies, m) && m.climb();
-    result.iterations += m.outcome.iterations;
-    double const ratio = 2 * (m.outcome.log_likelihood - equilibrium.outcome.log_likelihood);
-    if (has_succeeded && ratio > 0) {
-        result.rho_ratio = ratio;
-        result.rho_p = std::erfc(std::sqrt(ratio / 2)) / 2;
-        return true;
+    double best = at_equilibrium + (is_maximum ? SAME / 2 : 0), seen = best;
+    safeguarded_outcome best_outcome{};
+    std::vector<double> best_x;
+    bool is_logarithmic = false;
+    for (rho_start const from : {rho_start::at_equilibrium, rho_start::without_effects}) {
+        bool const has_succeeded = climb_from(from, plain, equilibrium, frequencies, m);
+        result.iterations += m.outcome.iterations;
+        double const L = m.outcome.log_likelihood;
+        seen = std::max(seen, L);
+        if (!has_succeeded || !(L > best)) continue;
+        best = L;
+        best_outcome = m.outcome;
+        best_x = m.x;
+        is_logarithmic = m.is_logarithmic;
     }
-    if (!is_maximum) {
+    // Where a climb without an end has seen more than the others have reached, nothing is known.
+    if (seen > best + SAME / 2 || (best_x.empty() && !is_maximum)) {
         result.status = NOT_CONVERGED;
-        result.end = has_succeeded ? fit_end::broken_down : m.outcome.end;
+        result.end = m.outcome.has_succeeded() ? fit_end::broken_down : m.outcome.end;
+        return false;
     }
-    return false;
+    if (best_x.empty()) return false;
+    m.x = best_x;
+    m.outcome = best_outcome;
+    m.is_logarithmic = is_logarithmic;
+    m.model = is_logarithmic ? logarithmic_in_s(plain, K) : regular_at_zero(plain, K);
+    result.rho_ratio = 2 * (best - at_equilibrium);
+    result.rho_p = std::erfc(std::sqrt(result.rho_ratio / 2)) / 2;
+    return true;
 }
 
 // Frequencies, rho and their errors by the delta method from the covariance V.
@@ -166,12 +215,14 @@ void report_population(fitted_model const& m, std::vector<double> const& V,
             result.frequencies[k] = 0;
     }
     if (m.hw == EQUILIBRIUM) return;
-    double const t = m.x[n], rho = rho_of_t(t, f[n]);
+    double const s = m.is_logarithmic ? std::exp(-m.x[n]) : s_of_t(m.x[n]);
+    double const rho = rho_of_s(s, f[n]);
     for (std::size_t l = 0; l < n; ++l)
         slope[l] = -rho * (1 - rho) * f[l];
-    slope[n] = rho_slope(t, f[n]);
-    result.rho = rho;
-    if (m.outcome.is_estimable(static_cast<unsigned>(n))) result.rho_error = error();
+    slope[n] = rho * (1 - rho) * (m.is_logarithmic ? -1 : 2 * m.x[n] / s);
+    bool const is_estimable = m.outcome.is_estimable(static_cast<unsigned>(n));
+    result.rho = is_estimable ? rho : std::round(rho);
+    if (is_estimable) result.rho_error = error();
 }
 
 term_end end_of(fitted_model const& m, std::vector<double> const& A, unsigned term,

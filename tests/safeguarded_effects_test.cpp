@@ -66,7 +66,7 @@ TEST(safeguarded_effects, equal_the_prescribed_iteration) {
                 ASSERT_EQ(expected.run(), SUCCESS);
                 ASSERT_EQ(got.fit.status, SUCCESS);
                 EXPECT_EQ(got.fit.end, fit_end::converged);
-                EXPECT_LE(got.fit.iterations, (hw ? 2.5 : 1.5) * expected.fit.iterations);
+                EXPECT_LE(got.fit.iterations, (hw ? 5 : 1.5) * expected.fit.iterations);
                 EXPECT_NEAR(got.fit.log_likelihood, expected.fit.log_likelihood, 1e-8);
                 for (unsigned k = 0; k < got.ccg.n_haplotypes; ++k)
                     for (unsigned l = 0; l < expected.ccg.n_haplotypes; ++l) {
@@ -85,7 +85,7 @@ TEST(safeguarded_effects, equal_the_prescribed_iteration) {
                 safeguarded_study const at_zero(texts[is_exposed], spec, EQUILIBRIUM);
                 double const ratio = 2 * (got.fit.log_likelihood - at_zero.fit.log_likelihood);
                 EXPECT_NEAR(got.fit.rho_ratio, ratio, 1e-7);
-                EXPECT_NEAR(got.fit.rho_p, std::erfc(std::sqrt(ratio / 2)) / 2, 1e-7);
+                EXPECT_NEAR(got.fit.rho_p / std::erfc(std::sqrt(ratio / 2)) * 2, 1, 1e-6);
             }
 }
 
@@ -132,8 +132,7 @@ TEST(safeguarded_effects, regular_at_rho_zero) {
         f = 1 / f;
         ASSERT_EQ(rho_score(plain, K, x.data(), score), SUCCESS);
         x[K - 1] = t_of_rho(1e-6, f);
-        EXPECT_NEAR(rho_of_t(x[K - 1], f), 1e-6, 1e-15);
-        EXPECT_NEAR(rho_slope(0.4, f), (rho_of_t(0.4001, f) - rho_of_t(0.3999, f)) / 2e-4, 1e-7);
+        EXPECT_NEAR(rho_of_s(s_of_t(x[K - 1]), f), 1e-6, 1e-15);
         model.evaluate(x.data(), above, g.data());
         case_control_ggi_clear_model(s.ccg, DISEQUILIBRIUM);
         ASSERT_EQ(case_control_ggi_set_model(s.ccg, EQUILIBRIUM, s.v.model), SUCCESS);
@@ -411,4 +410,21 @@ TEST(safeguarded_effects, covariates_far_away_and_in_other_units) {
         EXPECT_EQ(none.fit.end, fit_end::broken_down);
         EXPECT_TRUE(none.fit.terms.empty());
     }
+}
+
+// A haplotype that only cases have, 10 of them twice: its frequency is 0 and its effect infinite, and
+// under disequilibrium rho goes to 0 with the frequency, so that any share of homozygotes among cases
+// is reached.
+TEST(safeguarded_effects, rho_that_goes_to_zero_with_a_frequency) {
+    safeguarded_study s(one_snp({150, 0, 0}, {130, 10, 10}),
+                        "STATUS=1\nGENE=2\nEFFECT=1\nTHRESHOLD=0.0001\n", EQUILIBRIUM);
+    double const at_equilibrium = s.fit.log_likelihood;
+    s.refit(DISEQUILIBRIUM, {});
+    ASSERT_EQ(s.fit.status, SUCCESS);
+    EXPECT_EQ(s.fit.terms[0].end, term_end::plus_infinity);
+    EXPECT_EQ(s.fit.frequencies[0], 0);
+    EXPECT_EQ(s.fit.rho, 0);
+    double const saturated = 130 * std::log(130 / 150.0) + 20 * std::log(10 / 150.0);
+    EXPECT_NEAR(s.fit.log_likelihood, saturated, 1e-6);
+    EXPECT_NEAR(s.fit.rho_ratio, 2 * (saturated - at_equilibrium), 1e-5);
 }

@@ -13,6 +13,7 @@ namespace {
 
 constexpr double LONGEST_START = 4; // for the first distance, in which no effect is looked for
 constexpr double FARTHEST = 200;    // distance at which the profile counts as flat
+constexpr unsigned MOST_FITS = 60;  // for one root
 constexpr double ROOT_TOLERANCE = 1e-4;
 constexpr double BETTER = 1e-6; // by which a profile proves the fit not to be the maximum
 
@@ -69,7 +70,8 @@ int profile_bound(profiled_fit const& fit, unsigned k, int side, double quantile
     // Regula falsi on the signed root of the ratio, which is nearly linear; the value of an end that
     // stays is halved.
     double root = high, value = excess_high;
-    for (int stays = 0; std::fabs(value) > ROOT_TOLERANCE && high - low > 1e-12 * (1 + high);) {
+    int stays = 0;
+    for (unsigned n = 0; n < MOST_FITS && std::fabs(value) > ROOT_TOLERANCE; ++n) {
         root = (low * excess_high - high * excess_low) / (excess_high - excess_low);
         value = excess(root);
         if (std::isnan(value)) break;
@@ -79,7 +81,7 @@ int profile_bound(profiled_fit const& fit, unsigned k, int side, double quantile
         if (stays == (is_low ? 1 : -1)) (is_low ? excess_high : excess_low) /= 2;
         stays = is_low ? 1 : -1;
     }
-    if (std::isnan(value)) return NOT_CONVERGED;
+    if (!(std::fabs(value) <= ROOT_TOLERANCE)) return NOT_CONVERGED;
     bound = origin + side * root;
     return SUCCESS;
 }
