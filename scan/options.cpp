@@ -89,6 +89,7 @@ void add_input(CLI::App& app, options& o) {
     add("--bed", o.bed, "Genotypes, PLINK 1 binary")->type_name("FILE");
     add("--bim", o.bim, "SNPs")->type_name("FILE");
     add("--fam", o.fam, "Subjects")->type_name("FILE");
+    add("--vcf", o.vcf, "Genotypes and SNPs, as VCF, VCF.gz or BCF")->type_name("FILE");
     add("--pheno", o.pheno, "Phenotypes, instead of the .fam's")->type_name("FILE");
     add("--pheno-name", o.pheno_name, "Column of --pheno")->type_name("NAME");
     app.add_flag("--1", o.is_01, "0 is a control, 1 a case")->group("Input");
@@ -208,10 +209,17 @@ void add_effects(CLI::App& app, options& o, effect_words& words) {
         ->group("Effects");
 }
 
-void add_output(CLI::App& app, options& o) {
+void add_output(CLI::App& app, options& o, std::pair<std::uint32_t, std::uint32_t>& part) {
     app.add_option("--out", o.out, "Prefix of the output")
         ->type_name("PREFIX")
         ->capture_default_str()
+        ->group("Output");
+    app.add_option("--parallel", part, "Compute part K of N; the files are named PREFIX.KofN")
+        ->type_name("K N")
+        ->transform(whole_in(1, LAST))
+        ->delimiter(',')
+        ->group("Output");
+    app.add_flag("--resume", o.is_resumed, "Keep finished parts in PREFIX.parts, and take those")
         ->group("Output");
     app.add_option("--pfilter", o.pfilter, "Haplotypes of windows with at most this P are written")
         ->type_name("P")
@@ -222,6 +230,10 @@ void add_output(CLI::App& app, options& o) {
         ->type_name("N")
         ->transform(whole_in(1, 1024))
         ->capture_default_str()
+        ->group("Output");
+    app.add_option("--export-window", o.exported,
+                   "Make no tables, but PREFIX.txt and PREFIX.spec for quilmar of window ID")
+        ->type_name("ID PREFIX")
         ->group("Output");
     app.add_flag("--dry-run", o.is_dry_run, "Print subjects, windows and memory, compute nothing")
         ->group("Output");
@@ -269,12 +281,20 @@ void require(CLI::App const& app, char const* option, char const* other) {
         refuse(std::string(option) + " needs " + other + ".");
 }
 
-// The three files, by their prefix or one by one.
+// The three files, by their prefix or one by one, or the VCF.
 void set_files(options& o) {
+    if (!o.vcf.empty()) {
+        for (std::string const* other : {&o.bfile, &o.bed, &o.bim, &o.fam})
+            if (!other->empty())
+                refuse("--vcf and --bfile, --bed, --bim, --fam exclude each other.");
+        if (o.pheno.empty()) refuse("--vcf needs --pheno: a VCF holds no phenotype.");
+        return;
+    }
     for (auto const& [file, suffix] :
          {std::pair(&o.bed, ".bed"), {&o.bim, ".bim"}, {&o.fam, ".fam"}})
         if (file->empty()) {
-            if (o.bfile.empty()) refuse("No genotypes: give --bfile, or --bed, --bim and --fam.");
+            if (o.bfile.empty())
+                refuse("No genotypes: give --bfile, --vcf, or --bed, --bim and --fam.");
             *file = o.bfile + suffix;
         }
 }
@@ -314,6 +334,8 @@ void check_together(CLI::App const& app, options const& o) {
     if (!o.covar.empty() && o.allow_no_covars)
         refuse("--covar and --allow-no-covars exclude each other.");
     check_windows(app, o);
+    if (o.is_dry_run && is_given(app, "--export-window"))
+        refuse("--export-window and --dry-run exclude each other.");
     if (o.out.back() == '/') refuse("--out names a folder: add a prefix to it.");
 }
 
@@ -360,6 +382,18 @@ void check_positions(options const& o) {
     if ((o.from_bp || o.to_bp) && o.chromosomes.count() != 1)
         refuse("--from-bp and --to-bp need --chr with one chromosome.");
     if (o.from_bp && o.to_bp && *o.from_bp > *o.to_bp) refuse("--from-bp is above --to-bp.");
+}
+
+// The part of --parallel, and the prefix of the output with it. Zeros before the part's number put the
+// names into its order.
+void set_part(options& o, std::pair<std::uint32_t, std::uint32_t> const& part) {
+    o.prefix = o.out;
+    if (part.second == 0) return;
+    std::string const number = std::to_string(part.first), of = std::to_string(part.second);
+    if (part.first > part.second)
+        refuse("--parallel: there is no part " + number + " of " + of + ".");
+    o.part = {part.first, part.second};
+    o.prefix += "." + std::string(of.size() - number.size(), '0') + number + "of" + of;
 }
 
 std::vector<std::string> options_in_effect(CLI::App const& app) {
@@ -419,10 +453,38 @@ bool parse(CLI::App& app, int argc, char const* const* argv) {
 
 } // namespace
 
+std::vector<input_file> input_files(options const& o) {
+    std::vector<input_file> files = {{"--bed", o.bed},
+                                     {"--bim", o.bim},
+                                     {"--fam", o.fam},
+                                     {"--pheno", o.pheno},
+                                     {"--covar", o.covar},
+                                     {"--keep", o.keep},
+                                     {"--remove", o.remove},
+                                     {"--extract", o.extract},
+                                     {"--exclude", o.exclude},
+                                     {"--regions-file", o.regions_file},
+                                     {"--gene-list", o.gene_list},
+                                     {"--hap-list", o.hap_list},
+                                     {"--vcf", o.vcf}};
+    files.erase(std::remove_if(files.begin(), files.end(),
+                               [](input_file const& file) { return file.path.empty(); }),
+                files.end());
+    return files;
+}
+
+std::vector<std::string> input_paths(options const& o) {
+    std::vector<std::string> paths;
+    for (input_file const& file : input_files(o))
+        paths.push_back(file.path);
+    return paths;
+}
+
 std::optional<options> read_command_line(int argc, char const* const* argv) {
     options o;
     o.n_threads = std::max(1u, std::thread::hardware_concurrency());
     std::vector<std::string> chromosomes;
+    std::pair<std::uint32_t, std::uint32_t> part{0, 0}; // not given
     CLI::App app(
         "Score tests of the haplotypes of windows of SNPs in cases and controls, adjusted for "
         "covariates.",
@@ -438,7 +500,7 @@ std::optional<options> read_command_line(int argc, char const* const* argv) {
     add_test(app, o);
     effect_words words;
     add_effects(app, o, words);
-    add_output(app, o);
+    add_output(app, o, part);
     if (!parse(app, argc, argv)) return std::nullopt;
     refuse_empty_values(app);
 
@@ -448,6 +510,7 @@ std::optional<options> read_command_line(int argc, char const* const* argv) {
     check_together(app, o);
     check_effects(app, o);
     check_positions(o);
+    set_part(o, part);
     o.in_effect = options_in_effect(app);
     return o;
 }

@@ -9,13 +9,19 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace scan {
 
+// Part `number`, from 1, of `of` parts.
+struct run_part {
+    std::uint32_t number, of;
+};
+
 struct options {
     // Input; empty where it is not given.
-    std::string bfile, bed, bim, fam;
+    std::string bfile, bed, bim, fam, vcf;
     std::string pheno, pheno_name;
     bool is_01 = false;
     std::string covar;
@@ -40,13 +46,24 @@ struct options {
     effect_settings effects;
 
     std::string out = "quilmar-scan";
+    std::optional<run_part> part;
+    std::string prefix; // of all files: `out`, and the part
+    bool is_resumed = false;
     double pfilter = 1;
     unsigned n_threads = 1;
+    std::pair<std::string, std::string> exported; // window and prefix; empty for a scan
     bool is_dry_run = false, is_quiet = false;
 
     // Every option in effect with its value, a line each.
     std::vector<std::string> in_effect;
 };
+
+// A file that a run reads, and the option that names it.
+struct input_file {
+    std::string option, path;
+};
+std::vector<input_file> input_files(options const& o);
+std::vector<std::string> input_paths(options const& o);
 
 // Reads the command line. After --help or --version, whose text goes to the standard output, the
 // options are not there. Throws command_line.

@@ -1,21 +1,21 @@
 #include "scan/run.h"
 
+#include "scan/export_window.h"
 #include "scan/output/numbers.h"
-#include "scan/output/output_file.h"
 #include "scan/output/run_log.h"
-#include "scan/scan_windows.h"
+#include "scan/parts/kept_scan.h"
+#include "scan/result_files.h"
+#include "scan/scan_summary.h"
 #include "scan/score/null_model.h"
-#include "scan/score/tails.h"
 #include "scan/study.h"
 
-#include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <numeric>
 #include <optional>
 #include <string>
 #include <sys/resource.h>
 #include <unistd.h>
-#include <vector>
 
 namespace scan {
 
@@ -54,56 +54,6 @@ void note_model(null_model const& model, null_design const& design, run_log& log
     }
 }
 
-// Median of the chi-squares of 1 degree of freedom that the p-values stand for, over its expectation.
-double lambda(std::vector<double> log_p) {
-    std::sort(log_p.begin(), log_p.end());
-    std::size_t const n = log_p.size();
-    double const median = (chi_square_1(log_p[(n - 1) / 2]) + chi_square_1(log_p[n / 2])) / 2;
-    return median / chi_square_1(std::log(0.5));
-}
-
-void note_summary(scan_summary const& summary, window_list const& list, run_log& log) {
-    for (std::size_t code = 1; code < scan_summary::N_CODES; ++code)
-        if (summary.by_code[code] > 0)
-            log.note(std::to_string(summary.by_code[code]) +
-                     " windows failed: " + text(static_cast<error_code>(code)));
-    if (summary.log_p.empty()) return log.warn("No window has a P.");
-    log.note("Lambda " + number_text(lambda(summary.log_p)) + " over " +
-             std::to_string(summary.log_p.size()) + " windows.");
-    window const& best = list.windows[summary.smallest];
-    log.note("Smallest P " + p_text(summary.smallest_log_p) + ": window " +
-             list.name(summary.smallest) + ", chromosome " + std::to_string(best.chromosome) + ":" +
-             std::to_string(best.from) + "-" + std::to_string(best.to) + ".");
-    log.note("Bonferroni level for them: " +
-             number_text(0.05 / static_cast<double>(summary.log_p.size())) + ".");
-}
-
-// The tables and the log, which appear together.
-struct output_files {
-    output_file windows, haplotypes, subjects, log;
-    std::optional<output_file> effects; // where they are estimated
-
-    explicit output_files(options const& o, std::vector<std::string> const& inputs)
-        : windows(o.out + ".win.tsv", inputs), haplotypes(o.out + ".hap.tsv", inputs),
-          subjects(o.out + ".id", inputs), log(o.out + ".log", inputs) {
-        if (o.effects.most_p) effects.emplace(o.out + ".effects.tsv", inputs);
-    }
-
-    void publish() {
-        std::vector<output_file*> all = {&windows, &haplotypes, &subjects, &log};
-        if (effects) all.push_back(&*effects);
-        for (output_file* file : all)
-            file->finish();
-        for (output_file* file : all)
-            file->publish();
-    }
-};
-
-std::vector<std::string> inputs_of(options const& o) {
-    return {o.bed,    o.bim,     o.fam,     o.pheno,        o.covar,     o.keep,
-            o.remove, o.extract, o.exclude, o.regions_file, o.gene_list, o.hap_list};
-}
-
 std::string subject_list(study const& s) {
     std::string table = "FID\tIID\n";
     for (std::uint32_t const i : s.used.used)
@@ -122,14 +72,52 @@ void note_memory(options const& o, study const& s, run_log& log) {
              " with " + std::to_string(o.n_threads) + " threads.");
 }
 
+// "Part 2 of 7".
+std::string part_name(run_part const& part) {
+    return "Part " + std::to_string(part.number) + " of " + std::to_string(part.of);
+}
+
+index_range chunks_of(options const& o, chunk_grid const& grid) {
+    index_range const all{0, grid.n_chunks()};
+    return o.part ? part_of(all, o.part->number - 1, o.part->of) : all;
+}
+
+std::vector<std::size_t> numbers_of(index_range const& range) {
+    std::vector<std::size_t> numbers(range.size());
+    std::iota(numbers.begin(), numbers.end(), range.first);
+    return numbers;
+}
+
+void note_part(options const& o, chunk_grid const& grid, index_range const& chunks, run_log& log) {
+    if (!o.part) return;
+    index_range const windows = grid.windows(chunks);
+    if (windows.size() == 0)
+        return log.warn(part_name(*o.part) + " holds no window: its tables are empty.");
+    log.note(part_name(*o.part) + ": windows " + std::to_string(windows.first + 1) + " to " +
+             std::to_string(windows.end) + ".");
+}
+
+void note_summary(options const& o, scan_summary const& summary, window_list const& list,
+                  index_range const& chunks, run_log& log) {
+    if (chunks.size() == 0) return;
+    if (o.part) log.note(part_name(*o.part) + " alone:");
+    summary.note(list, log);
+}
+
 } // namespace
 
 void run(options const& o) {
     auto const start = std::chrono::steady_clock::now();
     run_log log(o.is_quiet);
     record_start(o, log);
-    output_files files(o, inputs_of(o));
-    study s(o, log);
+    if (!o.exported.first.empty()) return export_window(o, log);
+    result_files files(o);
+    std::optional<part_folder> kept;
+    if (o.is_resumed && !o.is_dry_run) kept.emplace(o.prefix + ".parts", record_of(o));
+    study const s(o, log);
+    chunk_grid const grid(s.windows.windows.size());
+    index_range const chunks = chunks_of(o, grid);
+    note_part(o, grid, chunks, log);
     std::optional<effect_input> effects;
     if (o.effects.most_p) effects.emplace(o.effects, o.test, s.design, s.used.used, s.used.is_case);
     if (o.is_dry_run) return note_memory(o, s, log);
@@ -137,15 +125,22 @@ void run(options const& o) {
     null_model const model = fit_null_model(s.used.is_case, s.design.columns, s.design.names);
     note_model(model, s.design, log);
     if (effects) log.note(effects->model_text());
-    scan_summary const summary =
-        scan_windows({s.snps, s.bed, s.windows, s.used.used, model, effects ? &*effects : nullptr},
-                     o, files.windows, files.haplotypes, files.effects ? &*files.effects : nullptr);
-    note_summary(summary, s.windows, log);
+    scan_input const input{s.snps,      s.bed, s.windows,
+                           s.used.used, model, effects ? &*effects : nullptr};
+    scan_summary summary;
+    auto const receive = [&](std::size_t c, chunk_result const& chunk) {
+        files.write(chunk);
+        summary.add(grid.windows({c, c + 1}).first, chunk);
+    };
+    if (kept)
+        scan_kept(input, o, grid, chunks, *kept, log, receive);
+    else
+        scan_windows(input, o, grid, numbers_of(chunks), receive);
+    note_summary(o, summary, s.windows, chunks, log);
     std::chrono::duration<double> const seconds = std::chrono::steady_clock::now() - start;
     log.note(number_text(seconds.count()) + " s, at most " + mib_text(peak_bytes()) + ".");
-    files.subjects.write(subject_list(s));
-    files.log.write(log.text());
-    files.publish();
+    files.publish(subject_list(s), log.text());
+    if (kept) kept->remove();
 }
 
 } // namespace scan

@@ -1,31 +1,24 @@
-// The windows of a run, computed by several threads and written in order.
+// The windows of a run, computed by several threads and delivered in order.
 #ifndef QUILMAR_SCAN_SCAN_WINDOWS_H
 #define QUILMAR_SCAN_SCAN_WINDOWS_H
 
 #include "scan/chunk_worker.h"
 #include "scan/options.h"
-#include "scan/output/output_file.h"
+#include "scan/parts/chunk_grid.h"
 
-#include <array>
 #include <cstddef>
+#include <functional>
 #include <vector>
 
 namespace scan {
 
-struct scan_summary {
-    static constexpr std::size_t N_CODES = 7;
-    std::array<std::size_t, N_CODES> by_code{}; // windows
-    std::vector<double> log_p;                  // of the windows without a code, in order
-    std::size_t smallest = 0;                   // window of the smallest P, where there is one
-    double smallest_log_p = 1;                  // above 0 where there is none
+// Gets a chunk's number and what was computed; called by one thread at a time.
+using chunk_receiver = std::function<void(std::size_t, chunk_result const&)>;
 
-    std::size_t n_failed() const;
-};
-
-// Computes every window and writes the tables, each row in the windows' order whatever the number of
-// threads; no effects for a null pointer. Throws what a thread met first.
-scan_summary scan_windows(scan_input const& input, options const& o, output_file& window_table,
-                          output_file& haplotype_table, output_file* effect_table);
+// Computes the chunks of these numbers and delivers them in this order, whatever the number of threads.
+// Throws what a thread or the receiver met first.
+void scan_windows(scan_input const& input, options const& o, chunk_grid const& grid,
+                  std::vector<std::size_t> const& chunks, chunk_receiver const& receive);
 
 } // namespace scan
 

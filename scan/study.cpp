@@ -3,6 +3,7 @@
 #include "scan/error.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <string>
 
 namespace scan {
@@ -30,6 +31,14 @@ void warn_if_few(run_log& log, std::size_t n_missing, std::size_t n, std::string
                  count(n, "subject") + ". Is it the right file?");
 }
 
+// Where a large file may stand that nobody else needs.
+std::string temporary_folder(options const& o) {
+    char const* const folder = std::getenv("TMPDIR");
+    if (folder != nullptr && folder[0] != '\0') return folder;
+    std::size_t const slash = o.out.rfind('/');
+    return slash == std::string::npos ? "." : o.out.substr(0, slash + 1);
+}
+
 phenotype phenotype_of(options const& o, subject_table const& subjects) {
     return o.pheno.empty() ? phenotype_of_fam(subjects, o.is_01)
                            : read_phenotype(o.pheno, o.pheno_name, subjects, o.is_01);
@@ -38,11 +47,11 @@ phenotype phenotype_of(options const& o, subject_table const& subjects) {
 } // namespace
 
 study::study(options const& o, run_log& log)
-    : subjects(o.fam), snps(o.bim), bed(o.bed, snps.n_rows(), subjects.size()) {
-    log.note(count(subjects.size(), "subject") + " in " + o.fam + ", " +
-             count(snps.n_rows(), "SNP") + " in " + o.bim + ".");
-    note_if(log, snps.n_other(), "SNP", "not on chromosomes 1 to 22");
-    note_if(log, snps.n_without_place(), "SNP", "negative position");
+    : vcf(o.vcf.empty() ? nullptr : std::make_unique<vcf_file>(o.vcf, temporary_folder(o))),
+      subjects(vcf ? vcf->subjects() : subject_table(o.fam)),
+      snps(vcf ? snp_table(o.vcf, *vcf) : snp_table(o.bim)),
+      bed(vcf ? vcf->genotypes() : bed_file(o.bed, snps.n_rows(), subjects.size())) {
+    note_inputs(log);
     selection = select_snps(snps, o);
     note_if(log, selection.by_place, "SNP", "--chr, --from-bp, --to-bp");
     note_if(log, selection.by_list, "SNP", "--extract, --exclude");
@@ -50,6 +59,23 @@ study::study(options const& o, run_log& log)
     choose_subjects(o, is_kept, log);
     choose_snps(o, is_kept, log);
     make_windows(o, log);
+}
+
+void study::note_inputs(run_log& log) const {
+    log.note(count(subjects.size(), "subject") + " in " + subjects.path() + ", " +
+             count(snps.n_rows(), "SNP") + " in " + snps.path() + ".");
+    note_if(log, snps.n_other(), "SNP", "not on chromosomes 1 to 22");
+    note_if(log, snps.n_without_place(), "SNP", "negative position");
+    if (!vcf) return;
+    vcf_counts const& counts = vcf->counts();
+    note_if(log, counts.other_chromosomes, "record", "not on chromosomes 1 to 22");
+    note_if(log, counts.several_alleles, "record", "more than two alleles");
+    note_if(log, counts.no_snps, "record", "no SNP");
+    if (counts.half_calls > 0)
+        log.note(count(counts.half_calls, "half call") + " taken for missing.");
+    if (counts.other_ploidies > 0)
+        log.warn(count(counts.other_ploidies, "call") +
+                 " of another number of alleles than two taken for missing.");
 }
 
 std::vector<bool> study::keep_subjects(options const& o, run_log& log) {

@@ -3,7 +3,7 @@
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
-need_packages cmake g++ make $scan_packages
+need_packages cmake g++ make $scan_packages $plot_packages
 
 cmake --preset release -DQUILMAR_TESTS=OFF
 cmake --build --preset release -j "$(nproc)" --target quilmar quilmar-scan

@@ -1,7 +1,10 @@
 # Sourced by the other scripts.
 
 # What quilmar-scan is built with.
-scan_packages="libcli11-dev libeigen3-dev libhts-dev r-mathlib"
+scan_packages="libcli11-dev libeigen3-dev libhts-dev r-mathlib zlib1g-dev"
+
+# What quilmar-plot and quilmar-table run with.
+plot_packages="python3-matplotlib python3-scipy"
 
 # Sees that Debian packages are there. Installs the missing ones where that is allowed, else names
 # them and stops.

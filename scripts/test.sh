@@ -8,7 +8,8 @@ cd "$(dirname "$0")/.."
 preset=${1:-release}
 compiler=g++
 [ "$preset" != clang ] || compiler=clang
-need_packages cmake $compiler make libgtest-dev python3 python3-numpy $scan_packages
+need_packages cmake $compiler make bash dpkg-dev groff-base libgtest-dev python3 python3-numpy \
+    $scan_packages $plot_packages
 
 cmake --preset "$preset" -DQUILMAR_TESTS=ON
 cmake --build --preset "$preset" -j "$(nproc)"

@@ -64,8 +64,7 @@ TEST(scan_error, files_that_cannot_be_opened_read_or_written) {
     o = files.run("ulimit -f 1; echo old >t.win.tsv; quilmar-scan --bfile study --pheno pheno.txt "
                   "--allow-no-covars --out t");
     EXPECT_EQ(o.exit_status, 5);
-    EXPECT_NE(o.err.find("Error: t.win.tsv: cannot be written: File too large."),
-              std::string::npos);
+    EXPECT_NE(o.err.find(".tsv: cannot be written: File too large."), std::string::npos);
     EXPECT_EQ(outputs(files), "t.win.tsv\n");
     EXPECT_EQ(files.read("t.win.tsv"), "old\n");
     EXPECT_EQ(files.run("quilmar-scan --help >/dev/full").exit_status, 5);
@@ -181,15 +180,19 @@ TEST(scan_error, command_line) {
         {"", "--hap-list haplotypes.txt --step 2", 8, "--hap-list and --step exclude each other."},
         {"", "--genes GENE1", 8, "--genes needs --gene-list."},
         {"", "--gene-border-kb 1", 8, "--gene-border-kb needs --gene-list."},
+        {"", "--parallel 4 3", 8, "--parallel: there is no part 4 of 3."},
+        {"", "--parallel 0 3", 8, "--parallel: '0' is no whole number, 1 to "},
+        {"", "--parallel 1 x", 8, "--parallel: 'x' is no whole number, 1 to "},
         {"", "--allow-no-covars", 8, "--covar and --allow-no-covars exclude each other."},
         {"mkdir t.d", "--out t.d/", 8, "--out names a folder: add a prefix to it."},
     });
     struct {
         char const *line, *message;
     } const cases[] = {
-        {"", "No genotypes: give --bfile, or --bed, --bim and --fam."},
+        {"", "No genotypes: give --bfile, --vcf, or --bed, --bim and --fam."},
         {"--bed study.bed --bim study.bim --allow-no-covars", "No genotypes"},
         {"--bfile study", "No covariates: give --covar, or --allow-no-covars if the test shall be"},
+        {"--bfile study --allow-no-covars --parallel 2", "--parallel: 2 required"},
         {"--bfile study --allow-no-covars --pheno-name T2D", "--pheno-name needs --pheno."},
         {"--bfile study --allow-no-covars --covar-name age", "--covar-name needs --covar."},
     };

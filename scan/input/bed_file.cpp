@@ -45,6 +45,9 @@ bed_file::bed_file(std::string const& path, std::uint32_t n_snps, std::uint32_t 
     }
 }
 
+bed_file::bed_file(int descriptor, std::string const& path, std::uint32_t n_subjects)
+    : path_(path), row_bytes_((std::size_t{n_subjects} + 3) / 4), descriptor_(descriptor) {}
+
 bed_file::~bed_file() {
     close(descriptor_);
 }

@@ -16,6 +16,8 @@ class bed_file {
     // Opens the file and checks its magic numbers and its size. Throws open_failed, read_failed and
     // malformed (naming the size that was found and the one that .bim and .fam ask for).
     bed_file(std::string const& path, std::uint32_t n_snps, std::uint32_t n_subjects);
+    // Takes over the descriptor of a file that is whole.
+    bed_file(int descriptor, std::string const& path, std::uint32_t n_subjects);
     ~bed_file();
     bed_file(bed_file const&) = delete;
     bed_file& operator=(bed_file const&) = delete;

@@ -26,6 +26,17 @@ subject_table::subject_table(std::string const& path) : path_(path) {
     index();
 }
 
+subject_table::subject_table(std::string const& path, std::vector<std::string> const& ids)
+    : path_(path) {
+    for (std::string const& name : ids) {
+        places_.push_back(pool_.add("0"));
+        pool_.add(name);
+        pool_.add("NA");
+        lines_.push_back(size());
+    }
+    index();
+}
+
 std::string_view subject_table::phenotype(std::uint32_t subject) const {
     std::string_view const before = id(subject);
     return before.data() + before.size() + 1;

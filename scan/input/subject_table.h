@@ -1,4 +1,4 @@
-// The subjects of a study: the .fam file.
+// The subjects of a study: the .fam file, or names.
 #ifndef QUILMAR_SCAN_INPUT_SUBJECT_TABLE_H
 #define QUILMAR_SCAN_INPUT_SUBJECT_TABLE_H
 
@@ -18,6 +18,8 @@ class subject_table {
     // Reads a .fam: family, identifier, father, mother, sex, phenotype, one subject a line. Two
     // subjects of the same family and identifier are malformed.
     explicit subject_table(std::string const& path);
+    // Subjects of the family "0", as plink2 makes them of the samples of a VCF, without a phenotype.
+    subject_table(std::string const& path, std::vector<std::string> const& ids);
 
     std::uint32_t size() const { return static_cast<std::uint32_t>(places_.size()); }
     std::string_view family(std::uint32_t subject) const { return pool_.at(places_[subject]); }

@@ -22,7 +22,8 @@ constexpr std::string_view BLANKS = " \t";
     throw failure(open_failed, path + ": cannot be opened: " + why + ". Check the path.");
 }
 
-// The descriptor of a file that can be read without waiting for somebody to open its other end_.
+} // namespace
+
 int open_for_reading(std::string const& path) {
     int const descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0) cannot_open(path, std::strerror(errno));
@@ -35,6 +36,8 @@ int open_for_reading(std::string const& path) {
     close(descriptor);
     cannot_open(path, is_known ? "it is a folder" : "its state cannot be read");
 }
+
+namespace {
 
 std::string_view trimmed(std::string_view text) {
     std::size_t const first = text.find_first_not_of(BLANKS);

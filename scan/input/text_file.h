@@ -12,6 +12,10 @@ struct BGZF;
 
 namespace scan {
 
+// The descriptor of a file that can be read without waiting for somebody to open its other end.
+// Throws open_failed.
+int open_for_reading(std::string const& path);
+
 // A text file that is read line by line. Lines end in LF or CRLF, the last one also without; a byte
 // order mark is skipped. Throws open_failed, read_failed (also for compressed text that is cut
 // short) and malformed (a zero byte, a line of more than 16 MiB).

@@ -25,20 +25,19 @@ void append(std::string& line, std::initializer_list<std::string> fields) {
         line.append(field).push_back('\t');
 }
 
-// BITS: 1 for the first allele of the .bim, the first SNP first.
-std::string bit_text(std::uint32_t bits, std::uint32_t n_snps) {
-    std::string text(n_snps, '0');
-    for (std::uint32_t l = 0; l < n_snps; ++l)
-        if (bits >> (n_snps - 1 - l) & 1) text[l] = '1';
-    return text;
-}
-
 // Effects are on the scale of odds ratios but for BETA and SE; rho is none.
 double odds_ratio(effect_row const& row, double log_ratio) {
     return row.is_log_ratio ? std::exp(log_ratio) : NOT_COMPUTED;
 }
 
 } // namespace
+
+std::string bit_text(std::uint32_t bits, std::uint32_t n_snps) {
+    std::string text(n_snps, '0');
+    for (std::uint32_t l = 0; l < n_snps; ++l)
+        if (bits >> (n_snps - 1 - l) & 1) text[l] = '1';
+    return text;
+}
 
 std::string effect_columns(double level) {
     std::string const percent = number_text(100 * level);

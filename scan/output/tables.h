@@ -17,6 +17,8 @@ extern std::string_view const WINDOW_COLUMNS, HAPLOTYPE_COLUMNS;
 
 // That of the effects; level: of the intervals, whose columns are L95 and U95 for 0.95.
 std::string effect_columns(double level);
+// BITS: 1 for the first allele of the .bim, the first SNP first.
+std::string bit_text(std::uint32_t bits, std::uint32_t n_snps);
 
 class table_rows {
   public:

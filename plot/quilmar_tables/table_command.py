@@ -1,0 +1,81 @@
+"""quilmar-table: the command line and what it says."""
+import argparse
+import os
+import sys
+
+from .columns import DataError, lines
+from .effects import read_effects
+from .output import write_whole
+from .paper import effect_rows, report_rows
+from .report import read_report
+from .rows import FORMATS, without_empty
+
+SUFFIXES = {".md": "markdown", ".csv": "csv", ".tex": "latex"}
+
+
+def parse(arguments):
+    """The options, or exit status 2."""
+    parser = argparse.ArgumentParser(
+        prog="quilmar-table", allow_abbrev=False,
+        description="Odds ratios with intervals and p-values as a table for a paper.")
+    parser.add_argument("files", metavar="FILE", nargs="+",
+                        help="one PREFIX.effects.tsv of quilmar-scan, or reports of quilmar")
+    parser.add_argument("--hap", metavar="TABLE", help="frequencies in cases and controls: PREFIX.hap.tsv")
+    parser.add_argument("--format", choices=FORMATS,
+                        help="[by the name of --out: .md, .csv, .tex; else markdown]")
+    parser.add_argument("-o", "--out", metavar="FILE", help="the table [standard output]")
+    return parser.parse_args(arguments)
+
+
+def is_report(path):
+    """The file begins as a report does, or at least not with a header line of columns."""
+    return "\t" not in next(lines(path), "")
+
+
+def table_of(options):
+    """Heads, rows and what is said about them."""
+    reports = [path for path in options.files if is_report(path)]
+    if not reports and len(options.files) == 1:
+        effects = read_effects(options.files[0], options.hap)
+        if not effects.rows:
+            raise DataError(f"{effects.path}: no odds ratio.")
+        return *effect_rows(effects), effects.summary()
+    if len(reports) < len(options.files):
+        raise DataError("give one table of effects, or reports alone.")
+    if options.hap:
+        raise DataError(f"{options.hap}: is of no use to reports of quilmar.")
+    rows, n_failed = [], 0
+    for path in reports:
+        effects = read_report(path)
+        n_failed += all(effect.remark and effect.odds_ratio != effect.odds_ratio for effect in effects)
+        name = os.path.basename(path).removesuffix(".out") if len(reports) > 1 else ""
+        heads, more = report_rows(name, effects)
+        rows += more
+    return heads, rows, f"{len(rows)} effects; reports that failed: {n_failed} of {len(reports)}."
+
+
+def print_bytes(text):
+    """Writes to the standard output at once, so that its errors are told here and not at exit."""
+    try:
+        with open(1, "wb", closefd=False) as file:
+            file.write(text)
+    except OSError as error:
+        raise DataError(f"standard output: cannot be written: {error.strerror}.") from error
+
+
+def main():
+    """Exit status 0: printed; 1: something is wrong with a file; 2: with the command line."""
+    options = parse(sys.argv[1:])
+    suffix = os.path.splitext(options.out or "")[1].lower()
+    try:
+        heads, rows, message = table_of(options)
+        text = FORMATS[options.format or SUFFIXES.get(suffix, "markdown")](*without_empty(heads, rows)).encode()
+        if options.out:
+            write_whole(options.out, text, [*options.files, options.hap or ""])
+        else:
+            print_bytes(text)
+    except DataError as error:
+        print(f"quilmar-table: {error}", file=sys.stderr)
+        return 1
+    print(message, file=sys.stderr)
+    return 0

@@ -1,0 +1,57 @@
+"""The window tests of PREFIX.win.tsv."""
+from dataclasses import dataclass
+
+import numpy as np
+
+from .columns import DataError, numbers_of, read_columns
+
+
+@dataclass
+class WindowTests:
+    """The windows that have a p-value, in the order of the table, and how many have none."""
+    path: str
+    chromosome: np.ndarray
+    first: np.ndarray
+    last: np.ndarray
+    name: np.ndarray
+    neg_log10_p: np.ndarray
+    n_without: int
+
+    @property
+    def middle(self):
+        """Positions between the first and the last SNP."""
+        return (self.first + self.last) / 2
+
+    def select(self, chosen):
+        """The windows of a mask or of indices."""
+        return WindowTests(self.path, self.chromosome[chosen], self.first[chosen], self.last[chosen],
+                           self.name[chosen], self.neg_log10_p[chosen], 0)
+
+    def title(self, i):
+        """The window's name, or its place where windows are numbered."""
+        if not self.name[i].isdigit():
+            return self.name[i]
+        return f"{self.chromosome[i]}:{self.first[i]:.0f}-{self.last[i]:.0f}"
+
+
+def read_windows(path):
+    """All windows with a p-value; there must be one."""
+    # N_SNP is not used, but tells the table from that of haplotypes.
+    names = ["CHROM", "POS", "END", "WINDOW", "N_SNP", "NEG_LOG10_P"]
+    columns, rows = read_columns(path, names)
+    first, last, y = (numbers_of(path, name, columns[name], rows) for name in ("POS", "END", "NEG_LOG10_P"))
+    for name, values, wrong in (("POS", first, ~np.isfinite(first)), ("END", last, ~np.isfinite(last)),
+                                ("NEG_LOG10_P", y, np.isinf(y) | (y < 0))):
+        if wrong.any():
+            row = int(np.argmax(wrong))
+            raise DataError(f"{path}:{rows[row]}: {name} is {columns[name][row]}.")
+    has_p = ~np.isnan(y)
+    if not has_p.any():
+        raise DataError(f"{path}: none of the {len(y)} windows has a p-value.")
+    return WindowTests(path, np.array(columns["CHROM"])[has_p], first[has_p], last[has_p],
+                       np.array(columns["WINDOW"])[has_p], y[has_p], int((~has_p).sum()))
+
+
+def bonferroni(tests):
+    """0.05 by the number of tests."""
+    return 0.05 / len(tests.neg_log10_p)
