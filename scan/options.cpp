@@ -378,10 +378,11 @@ std::optional<options> read_command_line(int argc, char const* const* argv) {
     options o;
     o.n_threads = std::max(1u, std::thread::hardware_concurrency());
     std::vector<std::string> chromosomes;
-    std::string test = "score";
     std::pair<std::uint32_t, std::uint32_t> part{0, 0}; // not given
+    std::string test = "score";
     CLI::App app("Tests of the haplotypes of windows of SNPs in cases and controls: score tests "
-                 "adjusted for covariates, or likelihood ratios.",
+                 "adjusted for "
+                 "covariates, or likelihood ratios.",
                  "quilmar-scan");
     app.allow_extras();
     app.set_version_flag("--version", "quilmar-scan " QUILMAR_VERSION, "Print the version");
