@@ -5,7 +5,7 @@
 #include "scan/output/output_file.h"
 #include "scan/output/tables.h"
 #include "scan/score/null_model.h"
-#include "scan/score/window.h"
+#include "scan/score/window_runner.h"
 #include "scan/study.h"
 
 #include <algorithm>
@@ -75,7 +75,7 @@ window_row compute(study const& s, window const& w, window_rows const& genotypes
         row.code = error_code::too_many_snps;
     else {
         null_model const model = fit_null_model(s.used.is_case, s.design.columns, s.design.names);
-        window_test(model, s.used.used, o.test).run(genotypes.rows(), row);
+        window_runner(model, s.used.used, o.test).run(genotypes.rows(), row);
     }
     if (row.code != error_code::none)
         throw failure(nothing_to_do,

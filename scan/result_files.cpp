@@ -4,9 +4,10 @@
 
 namespace scan {
 
-std::vector<result_table> tables_of(options const&) {
-    return {{".win.tsv", std::string(WINDOW_COLUMNS), &chunk_result::window_rows},
-            {".hap.tsv", std::string(HAPLOTYPE_COLUMNS), &chunk_result::haplotype_rows}};
+std::vector<result_table> tables_of(options const& o) {
+    return {
+        {".win.tsv", std::string(WINDOW_COLUMNS), &chunk_result::window_rows},
+        {".hap.tsv", std::string(haplotype_columns(o.test.test)), &chunk_result::haplotype_rows}};
 }
 
 result_files::result_files(options const& o) : tables_(tables_of(o)) {

@@ -129,7 +129,9 @@ TEST(scan_docs, options_columns_and_codes_are_the_programs) {
             EXPECT_EQ(row[2], value) << names[0];
         }
     }
-    for (std::string_view const header : {scan::WINDOW_COLUMNS, scan::HAPLOTYPE_COLUMNS})
+    for (std::string_view const header :
+         {scan::WINDOW_COLUMNS, scan::haplotype_columns(scan::test_kind::score),
+          scan::haplotype_columns(scan::test_kind::lrt)})
         for (std::string const& column : words(std::string(header)))
             EXPECT_NE(manual.find("`" + column + "`"), std::string::npos) << column;
     for (int code = 1; code <= static_cast<int>(scan::error_code::em_maxiter); ++code)

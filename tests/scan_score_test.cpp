@@ -2,11 +2,10 @@
 // pairs of haplotypes, and against closed forms.
 #include "scan/error.h"
 #include "scan/score/tails.h"
-#include "scan/score/window.h"
+#include "scan/score/window_runner.h"
 #include "tests/scan_data.h"
 #include "tests/scan_reference.h"
 #include "tests/support.h"
-#include "tests/window_runner.h"
 
 #include <Eigen/Dense>
 #include <cmath>
@@ -52,7 +51,7 @@ struct scan_input {
 scan::window_row run(scan_sample const& s, scan::window_settings const& settings = {}) {
     scan_input const input(s);
     scan::window_row row;
-    window_runner(input.model, input.sample, settings).run(input.rows(0, s.n_snps), row);
+    scan::window_runner(input.model, input.sample, settings).run(input.rows(0, s.n_snps), row);
     return row;
 }
 
@@ -362,38 +361,6 @@ TEST(ScanScore, CodesOfWindowsWithoutATest) {
     EXPECT_EQ(scan::text(scan::error_code::too_long), "TOO_LONG");
 }
 
-// 01 vanishes at the maximum without a slope: with y its share of the 4 double heterozygotes,
-// the EM's y becomes y - 0.2 y^2 or so and falls like 1 / iterations.
-TEST(ScanScore, AnIterationWithoutEndIsACode) {
-    std::vector<std::uint8_t> status(30);
-    for (std::size_t i = 0; i < status.size(); i += 2)
-        status[i] = 1;
-    // 4 subjects of 11/11, 4 of 00/00, 18 of 10/10, 4 of 11/00.
-    scan_sample const s(status,
-                        {"222200002222222222222222221111", "222200000000000000000000001111"});
-    scan::window_row const row = run(s);
-    EXPECT_EQ(scan::text(row.code), "EM_MAXITER");
-    EXPECT_EQ(row.obs, 30u);
-    EXPECT_TRUE(std::isnan(row.chisq) && row.haplotypes.empty());
-}
-
-// As above with 4, 4, 25 and 2 subjects: at the limit of iterations 01 is within 1e-6 of the maximum.
-TEST(ScanScore, AnIterationThatHasArrivedIsNoCode) {
-    std::vector<std::uint8_t> status(35);
-    for (std::size_t i = 0; i < status.size(); i += 2)
-        status[i] = 1;
-    std::string const ends = "22220000", ones = "11";
-    scan_sample const s(status,
-                        {ends + std::string(25, '2') + ones, ends + std::string(25, '0') + ones});
-    scan::window_row const row = run(s, {0.5, 0.01, 2});
-    EXPECT_EQ(scan::text(row.code), ".");
-    ASSERT_EQ(row.haplotypes.size(), 3u);
-    EXPECT_NEAR(row.haplotypes[0].freq, 50 / 70.0, 1e-6);
-    EXPECT_NEAR(row.haplotypes[2].freq, 10 / 70.0, 1e-6);
-    EXPECT_GT(row.rare_freq, 1e-7);
-    EXPECT_LT(row.rare_freq, 1e-6);
-}
-
 // Of frequencies .293 .212 .164 .141 .076 .050 .031 .023 .009, and 200 cases among 800 subjects.
 TEST(ScanScore, FrequencyAndCopiesChooseTheHaplotypes) {
     scan_sample const s(scan_data_sets[3]);
@@ -450,12 +417,12 @@ TEST(ScanScore, WindowsDoNotDependOnEachOther) {
     scan_sample const s(scan_data_sets[3]);
     scan_input const input(s);
     auto const scan_all = [&](std::vector<double>& numbers) {
-        window_runner test(input.model, input.sample, {});
+        scan::window_runner test(input.model, input.sample, {});
         for (std::size_t n : {3, 8, 2, 5, 1})
             for (std::size_t first = 0; first + n <= 8; ++first) {
                 scan::window_row again, fresh;
                 test.run(input.rows(first, n), again);
-                window_runner(input.model, input.sample, {}).run(input.rows(first, n), fresh);
+                scan::window_runner(input.model, input.sample, {}).run(input.rows(first, n), fresh);
                 for (scan::window_row const* row : {&again, &fresh}) {
                     numbers.insert(numbers.end(), {row->chisq, row->log_p, row->rare_freq});
                     for (scan::haplotype_row const& h : row->haplotypes)

@@ -12,14 +12,16 @@
 namespace scan {
 
 // Header lines.
-extern std::string_view const WINDOW_COLUMNS, HAPLOTYPE_COLUMNS;
+extern std::string_view const WINDOW_COLUMNS;
+std::string_view haplotype_columns(test_kind test);
 
 // BITS: 1 for the first allele of the .bim, the first SNP first.
 std::string bit_text(std::uint32_t bits, std::uint32_t n_snps);
 
 class table_rows {
   public:
-    table_rows(snp_table const& snps, window_list const& list) : snps_(snps), list_(list) {}
+    table_rows(snp_table const& snps, window_list const& list, test_kind test)
+        : snps_(snps), list_(list), test_(test) {}
 
     // Appends the row of a window; under a code its numbers are NA.
     void append_window(std::size_t w, window_row const& row, std::string& table) const;
@@ -28,11 +30,13 @@ class table_rows {
 
   private:
     void append_place(std::size_t w, std::string& line) const;
-    std::string alleles(window const& w, std::uint32_t bits) const;
+    void append_alleles(window const& w, std::uint32_t bits, std::string& line) const;
+    void append_results(window const& w, window_row const& row, std::string& line) const;
     bool has_long_alleles(window const& w) const;
 
     snp_table const& snps_;
     window_list const& list_;
+    test_kind test_;
 };
 
 } // namespace scan
