@@ -24,6 +24,14 @@ chunk_result chunk_worker::run(std::size_t first, std::size_t end) {
     return result;
 }
 
+window_row const& chunk_worker::compute_one(std::size_t w) {
+    rows_.read(w, w + 1);
+    form_blocks(w, w + 1);
+    count_blocks();
+    compute(input_.list.windows[w], block_of_[0]);
+    return row_;
+}
+
 // Why a window is not computed.
 error_code chunk_worker::check(window const& w) const {
     if (w.n_snps == 0) return error_code::one_haplotype;

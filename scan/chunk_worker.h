@@ -42,6 +42,8 @@ class chunk_worker {
 
     // The windows from `first` to before `end`. Throws read_failed.
     chunk_result run(std::size_t first, std::size_t end);
+    // The numbers of one window. Throws read_failed.
+    window_row const& compute_one(std::size_t w);
 
   private:
     // A run of the windows' members whose genotypes are counted together.

@@ -1,0 +1,362 @@
+// Newton's method with scaled and shifted information, bounded and halved steps; ridges and
+// directions without information are told apart by following them.
+#include "ggi/engine/safeguarded_fit.h"
+
+#include "numeric/nutil.h"
+#include "numeric/status_code.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+namespace {
+
+constexpr unsigned MOST_ITERATIONS = 200;
+constexpr double LONGEST_STEP = 4;       // in units
+constexpr double CONVERGED = 1e-10;      // decrements
+constexpr double RIDGE = 1e-5;           // below which a long step means a ridge
+constexpr double RUNNING = 0.2;          // a long step, in units
+constexpr double FAR = 20;               // steps along a ridge, each of which leaves 1 / e of it
+constexpr double SMALLEST_PIVOT = 1e-10; // of C, below which it counts as singular
+constexpr double INVOLVED = 1e-4;        // share of a null vector's largest component
+
+// The information of the free parameters scaled to unit diagonal, and its Cholesky factor.
+struct scaled_information {
+    std::size_t m;
+    std::vector<double> C, L, scale;
+    double pivot; // the last one of a factorisation that failed
+
+    // From the rows and columns of H (p x p, lower triangle) that are free.
+    void take(std::vector<unsigned> const& free, std::size_t p, std::vector<double> const& H) {
+        m = free.size();
+        for (std::size_t i = 0; i < m; ++i) {
+            double const h = std::fabs(H[free[i] * (p + 1)]);
+            scale[i] = h > 0 ? std::sqrt(h) : 1;
+        }
+        for (std::size_t i = 0; i < m; ++i)
+            for (std::size_t j = 0; j <= i; ++j)
+                C[i * m + j] = H[free[i] * p + free[j]] / (scale[i] * scale[j]);
+    }
+    // L L' = C + lambda I; the first row whose pivot vanishes or is negative, or m.
+    std::size_t factorise(double lambda) {
+        for (std::size_t i = 0; i < m; ++i) {
+            double* const row = L.data() + i * m;
+            for (std::size_t j = 0; j <= i; ++j) {
+                double const* const other = L.data() + j * m;
+                double sum = C[i * m + j] + (i == j ? lambda : 0);
+                for (std::size_t k = 0; k < j; ++k)
+                    sum -= row[k] * other[k];
+                if (i != j) {
+                    row[j] = sum / other[j];
+                } else if (sum > SMALLEST_PIVOT) {
+                    row[i] = std::sqrt(sum);
+                } else {
+                    pivot = sum;
+                    return i;
+                }
+            }
+        }
+        return m;
+    }
+    // y := L^-T y for the first n rows.
+    void solve_transposed(std::size_t n, double* y) const {
+        for (std::size_t i = n; i-- > 0;) {
+            y[i] /= L[i * m + i];
+            for (std::size_t k = 0; k < i; ++k)
+                y[k] -= L[i * m + k] * y[i];
+        }
+    }
+    // y := (L L')^-1 y.
+    void solve(double* y) const {
+        for (std::size_t i = 0; i < m; ++i) {
+            for (std::size_t k = 0; k < i; ++k)
+                y[i] -= L[i * m + k] * y[k];
+            y[i] /= L[i * m + i];
+        }
+        solve_transposed(m, y);
+    }
+    // v with v_j = 1, none after j and (C v)_i = 0 before j, for the row j of a failed factorisation:
+    // v'C v is its pivot.
+    void null_vector(std::size_t j, double* v) const {
+        std::fill(v, v + m, 0.0);
+        for (std::size_t k = 0; k < j; ++k)
+            v[k] = -L[j * m + k];
+        solve_transposed(j, v);
+        v[j] = 1;
+    }
+};
+
+// One fit: its parameters, its work arrays and the quantities of the last evaluation.
+struct climb {
+    safeguarded_model const& model;
+    double* x;
+    safeguarded_outcome& out;
+    std::size_t p;
+    std::vector<unsigned> free;
+    std::vector<double> g, H, step, trial, at_trial, v;
+    scaled_information information;
+    double L;
+    bool is_here; // the last evaluation was at x, where the model is asked for the information
+
+    climb(safeguarded_model const& of, double* start, safeguarded_outcome& outcome)
+        : model(of), x(start), out(outcome), p(of.p), g(p), H(p * p), step(p), trial(p),
+          at_trial(p), v(p), information{0, H, H, g, 0}, L(QNAN), is_here(false) {}
+
+    double unit(unsigned k) const { return model.units == nullptr ? 1 : model.units[k]; }
+    bool is_finite(int status, double value, std::vector<double> const& score) const {
+        return status == SUCCESS && std::isfinite(value) &&
+               std::all_of(score.begin(), score.end(), [](double s) { return std::isfinite(s); });
+    }
+    bool evaluate() {
+        int const status = model.evaluate(x, L, g.data());
+        return is_here = is_finite(status, L, g);
+    }
+    // The log-likelihood beside x, or minus infinity; its score goes into at_trial.
+    double look(std::vector<double> const& at) {
+        is_here = false;
+        double value;
+        int const status = model.evaluate(at.data(), value, at_trial.data());
+        return is_finite(status, value, at_trial) ? value : -INF;
+    }
+    // Goes to x + t direction if the log-likelihood is finite there and at least the bound.
+    bool try_step(double t, std::vector<double> const& direction, double bound) {
+        for (std::size_t k = 0; k < p; ++k)
+            trial[k] = x[k] + t * direction[k];
+        double const value = look(trial);
+        if (value == -INF || value < bound) return false;
+        std::copy(trial.begin(), trial.end(), x);
+        g.swap(at_trial);
+        L = value;
+        return is_here = true;
+    }
+    // What rounding may change of the log-likelihood.
+    double noise() const { return 1e-12 * (1 + std::fabs(L)); }
+
+    void hold(unsigned k) {
+        out.held[k] = 1;
+        free.erase(std::find(free.begin(), free.end(), k));
+    }
+    // The free components in `from`, scaled back, as a direction of all parameters.
+    void spread(std::vector<double> const& from, std::vector<double>& direction) const {
+        std::fill(direction.begin(), direction.end(), 0.0);
+        for (std::size_t i = 0; i < free.size(); ++i)
+            direction[free[i]] = from[i] / information.scale[i];
+    }
+    double along(std::vector<double> const& direction) const {
+        double sum = 0;
+        for (unsigned const k : free)
+            sum += g[k] * direction[k];
+        return sum;
+    }
+    // Largest component of a direction in units, and whose it is.
+    double longest(std::vector<double> const& direction, unsigned& where) const {
+        double most = 0;
+        for (unsigned const k : free) {
+            double const length = std::fabs(direction[k]) / unit(k);
+            if (length <= most) continue;
+            most = length;
+            where = k;
+        }
+        return most;
+    }
+
+    // Newton's step and decrement at x; the row at which C proved singular or indefinite, or how
+    // many are free.
+    std::size_t newton() {
+        model.information(H.data());
+        information.take(free, p, H);
+        std::size_t const failed = information.factorise(0);
+        if (failed < free.size()) information.null_vector(failed, v.data());
+        for (double lambda = 1e-3; failed < free.size() && !std::isinf(lambda); lambda *= 4)
+            if (information.factorise(lambda) == free.size()) break;
+        std::fill(trial.begin(), trial.end(), 0.0);
+        for (std::size_t i = 0; i < free.size(); ++i)
+            trial[i] = g[free[i]] / information.scale[i];
+        information.solve(trial.data());
+        spread(trial, step);
+        out.decrement = along(step);
+        return failed;
+    }
+    // Bounds the step; the slope of the log-likelihood along it.
+    double bound_step() {
+        std::copy(step.begin(), step.end(), trial.begin());
+        for (unsigned const k : free) {
+            double const most = LONGEST_STEP * unit(k);
+            trial[k] = std::max(-most, std::min(most, step[k]));
+        }
+        double slope = along(trial);
+        if (!(slope > 0)) {
+            unsigned where = 0;
+            double const shorter = std::min(1.0, LONGEST_STEP / longest(step, where));
+            for (unsigned const k : free)
+                trial[k] = shorter * step[k];
+            slope = along(trial);
+        }
+        step.swap(trial);
+        return slope;
+    }
+    // A step that raises the log-likelihood by enough, or that changes it no more than rounding.
+    bool ascend() {
+        double const slope = bound_step();
+        for (double t = 1; t > 1e-12; t /= 2)
+            if (try_step(t, step, L + 1e-4 * t * slope - noise())) return true;
+        return false;
+    }
+    // Away from a point that is no maximum along v.
+    bool leave_saddle() {
+        unsigned where = 0;
+        double const length = longest(v, where);
+        for (double t = 1; length > 0 && t > 1e-3; t /= 2)
+            for (double const sign : {1.0, -1.0})
+                if (try_step(sign * t / length, v, L + 1e3 * noise())) return true;
+        return false;
+    }
+
+    bool runs(unsigned k) const { return std::fabs(step[k]) > RUNNING * unit(k); }
+    // Does the step run along a ridge, while all others are where they belong?
+    bool is_on_ridge() const {
+        if (out.decrement > RIDGE) return false;
+        double others = 0;
+        bool is_running = false;
+        for (unsigned const k : free)
+            if (runs(k))
+                is_running = true;
+            else
+                others += std::fabs(g[k] * step[k]);
+        return is_running && others <= 10 * CONVERGED;
+    }
+    // The parameters that run are followed and marked, the fastest is held; but where the
+    // log-likelihood rises on the way by more than is left of a ridge, the climb goes on from there.
+    void follow_ridge() {
+        std::vector<int> const before = out.direction;
+        bool is_new = false;
+        for (unsigned const k : free)
+            if (runs(k)) {
+                is_new = is_new || out.direction[k] == 0;
+                out.direction[k] = step[k] > 0 ? 1 : -1;
+            }
+        double const start = L;
+        for (double t = FAR; is_new && t > 1; t /= 2)
+            if (try_step(t, step, L - RIDGE)) break;
+        if (L > start + 10 * RIDGE) {
+            out.direction = before;
+            return;
+        }
+        unsigned fastest = 0;
+        longest(step, fastest);
+        hold(fastest);
+    }
+    // What the log-likelihood loses at 30 units along v from here.
+    double loss(double sign, double length) {
+        for (std::size_t k = 0; k < p; ++k)
+            trial[k] = x[k] + sign * 30 / length * v[k];
+        return L - look(trial);
+    }
+    // C is singular along v at a maximum: the log-likelihood is the same on both sides, and the
+    // parameters in v cannot be told apart, or it falls on one side only, and they run to the other.
+    void settle_null_vector(std::vector<double> const& scaled) {
+        double largest = 0;
+        std::size_t where = 0;
+        for (std::size_t i = 0; i < free.size(); ++i)
+            if (std::fabs(scaled[i]) > largest) {
+                largest = std::fabs(scaled[i]);
+                where = i;
+            }
+        unsigned k = 0;
+        double const length = longest(v, k);
+        double const up = length > 0 ? loss(1, length) : 0,
+                     down = length > 0 ? loss(-1, length) : 0;
+        double const flat = std::max(1e-6, 1e3 * noise());
+        bool const is_ridge = (up <= flat) != (down <= flat);
+        for (std::size_t i = 0; i < free.size(); ++i) {
+            if (std::fabs(scaled[i]) <= INVOLVED * largest || out.direction[free[i]] != 0) continue;
+            if (is_ridge)
+                out.direction[free[i]] = (v[free[i]] > 0) == (up <= flat) ? 1 : -1;
+            else
+                out.unidentified[free[i]] = 1;
+        }
+        if (is_ridge) try_step((up <= flat ? 1 : -1) * FAR / length, v, L - flat);
+        hold(free[where]);
+    }
+
+    fit_end run() {
+        while (true) {
+            if (!is_here && !evaluate()) return fit_end::broken_down;
+            if (free.empty()) return fit_end::converged;
+            bool const is_singular = newton() < free.size();
+            if (!is_singular && is_on_ridge()) {
+                follow_ridge();
+                if (++out.iterations >= MOST_ITERATIONS) return fit_end::limit_reached;
+                continue;
+            }
+            if (is_singular && out.decrement <= CONVERGED) {
+                std::vector<double> const scaled = v;
+                spread(scaled, v);
+                bool const is_saddle = information.pivot < -1e3 * SMALLEST_PIVOT;
+                if (!is_saddle || !leave_saddle()) {
+                    settle_null_vector(scaled);
+                    continue;
+                }
+            } else if (out.decrement <= CONVERGED) {
+                try_step(1, step, L - noise());
+                ++out.iterations;
+                return fit_end::converged;
+            } else if (!ascend()) {
+                return fit_end::broken_down;
+            }
+            if (++out.iterations >= MOST_ITERATIONS) return fit_end::limit_reached;
+        }
+    }
+};
+
+} // namespace
+
+safeguarded_outcome safeguarded_fit(safeguarded_model const& model,
+                                    std::vector<char> const* is_fixed, double* x) {
+    unsigned const p = model.p;
+    safeguarded_outcome out{
+        fit_end::converged,  0, QNAN, 0, std::vector<int>(p), std::vector<char>(p),
+        std::vector<char>(p)};
+    climb fit(model, x, out);
+    for (unsigned k = 0; k < p; ++k)
+        if (is_fixed != nullptr && (*is_fixed)[k])
+            out.held[k] = 1;
+        else
+            fit.free.push_back(k);
+    out.end = fit.run();
+    out.log_likelihood = fit.L;
+    if (out.end != fit_end::converged) return out;
+    auto const has = [](auto const& flags) {
+        return std::any_of(flags.begin(), flags.end(), [](int flag) { return flag != 0; });
+    };
+    if (has(out.direction)) out.end = fit_end::infinite;
+    if (has(out.unidentified)) out.end = fit_end::not_identifiable;
+    return out;
+}
+
+int safeguarded_covariance(safeguarded_model const& model, safeguarded_outcome const& outcome,
+                           double const* x, double* V) {
+    std::size_t const p = model.p;
+    std::fill(V, V + p * p, 0.0);
+    std::vector<unsigned> free;
+    for (unsigned k = 0; k < p; ++k)
+        if (!outcome.held[k]) free.push_back(k);
+    std::vector<double> g(p), H(p * p), column(p);
+    double L;
+    if (model.evaluate(x, L, g.data()) != SUCCESS) return NOT_FINITE;
+    model.information(H.data());
+    scaled_information information{0, H, H, g, 0};
+    information.take(free, p, H);
+    if (information.factorise(0) < free.size()) return NOT_FINITE;
+    for (std::size_t j = 0; j < free.size(); ++j) {
+        if (!outcome.is_estimable(free[j])) continue;
+        std::fill(column.begin(), column.end(), 0.0);
+        column[j] = 1;
+        information.solve(column.data());
+        for (std::size_t i = 0; i < free.size(); ++i)
+            if (outcome.is_estimable(free[i]))
+                V[free[i] * p + free[j]] =
+                    column[i] / (information.scale[i] * information.scale[j]);
+    }
+    return SUCCESS;
+}
