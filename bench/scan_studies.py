@@ -1,18 +1,19 @@
-"""Draws the studies of bench/scan: PLINK files and ten covariates, from a seed.
+"""Draws a study of bench/scan, PLINK files and covariates, from a seed: scan_studies.py FOLDER CASE
 
-3,000 founder chromosomes of 5 Mb by scrm (Ne 10,000, mutations 1.25e-8, recombinations 1e-8): SNPs some
+3,000 founder chromosomes of 6.5 Mb by scrm (Ne 10,000, mutations 1.25e-8, recombinations 1e-8): SNPs some
 5 kb apart with minor alleles of 5 % and more, and 30 % of those of 1 to 5 %. A subject's chromosomes are
 mosaics of founders that change every 40 SNPs; 0.5 % of the genotypes are missing. Further chromosomes of a
 study are drawn anew from the same founders. Status and covariates depend on nothing.
 """
 import os
 import subprocess
+import sys
 
 import numpy
 
-LENGTH, CHROMOSOME_SNPS, MOSAIC_SNPS = 5_000_000, 800, 40
-MISSING, COVARIATES = 0.005, 10
-PART_SNPS = 500  # of the smaller files that slow programs get
+from scan_sizes import CASES, CHROMOSOME_SNPS, COVARIATES, PART_SNPS
+
+LENGTH, MOSAIC_SNPS, MISSING = 6_500_000, 40, 0.005
 
 
 def founders(folder):
@@ -65,12 +66,11 @@ def write_bed(path, n_subjects, n_snps, alleles, random):
             bed.write(pack(codes).tobytes())
 
 
-def draw(folder, name, n_subjects, n_snps, case_share):
-    """Prefix of the study; NAME.part has its first PART_SNPS SNPs. Drawn where it is not there."""
+def draw(folder, case):
+    """FOLDER/CASE.* and FOLDER/CASE.part.*, the first PART_SNPS SNPs; CASE.done comes last."""
+    n_subjects, n_snps, case_share = CASES[case]
+    prefix = os.path.join(folder, case)
     os.makedirs(folder, exist_ok=True)
-    prefix = os.path.join(folder, name)
-    if os.path.exists(prefix + ".done"):
-        return prefix
     alleles, places = founders(folder)
     random = numpy.random.default_rng(n_subjects)
     write_bed(prefix + ".bed", n_subjects, n_snps, alleles, random)
@@ -90,4 +90,7 @@ def draw(folder, name, n_subjects, n_snps, case_share):
         for i, values in enumerate(random.normal(size=(n_subjects, COVARIATES))):
             file.write(f"f{i}\ti{i}\t" + "\t".join(f"{x:.4f}" for x in values) + "\n")
     open(prefix + ".done", "w").close()
-    return prefix
+
+
+if __name__ == "__main__":
+    draw(sys.argv[1], sys.argv[2])
