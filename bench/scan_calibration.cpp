@@ -11,6 +11,7 @@
 // from which the chromosomes of cases and controls are drawn with replacement.
 #include "examples/simulation.h"
 #include "scan/score/window.h"
+#include "tests/window_runner.h"
 
 #include <algorithm>
 #include <cmath>
@@ -140,7 +141,7 @@ std::vector<scan::window_row> scan_all(subjects const& s, std::vector<genotypes>
     std::vector<std::uint32_t> sample(s.status.size());
     for (std::size_t i = 0; i < sample.size(); ++i)
         sample[i] = static_cast<std::uint32_t>(i);
-    scan::window_test test(model, sample, settings);
+    window_runner test(model, sample, settings);
     std::vector<scan::window_row> rows;
     for (genotypes const& window : windows) {
         std::vector<std::uint8_t const*> pointers;
