@@ -2,11 +2,14 @@
 // more, and how often intervals cover the truth.
 //
 //   safeguarded_fits [sets per cell]
+//   safeguarded_fits prescribed [sets per cell]
 //
+// The first of the two:
 // A cell is a kind of data (common haplotypes; rare ones, pooled or with an effect of their own;
 // covariates of mean 1e6, and of standard deviation 1e-10, with an interaction), a mode, an odds
 // ratio, a rho and a number of subjects. Each set is fitted under both assumptions, and by the
-// prescribed iteration from two starts; the maximum is then looked for from random starts.
+// prescribed iteration from two starts; for a quarter of the sets the maximum is then looked for from
+// random starts. The second: how the prescribed iteration ends by mode, start, rho and odds ratio.
 #include "examples/simulation.h"
 #include "ggi/case_control_ggi.h"
 #include "ggi/case_control_ggi_hwd.h"
@@ -125,15 +128,14 @@ using counts = std::array<double, N_QUANTITIES>;
 
 // One simulated data set, selected, with its terms.
 struct data_set : sample {
-    explicit data_set(cell const& c, simulation const& design, unsigned seed)
+    data_set(cell const& c, simulation const& design, unsigned seed, double threshold = 0)
         : sample(simulate(design, seed),
                  c.has_covariates() ? "STATUS=2\nGENE=3 4 5\nENVIRONMENT=6 7\nEFFECT=3 -1 -1\n"
                                     : "STATUS=2\nGENE=3 4 5\nEFFECT=3\n") {
-        for (unsigned m = 0; m < ccg.n_covariates; ++m)
-            for (unsigned s = 0; s < ccg.n_subjects; ++s)
-                ccg.covariates[m][s] = c.origin() + c.scale() * ccg.covariates[m][s];
+        move_covariates(c.origin(), c.scale());
         hwq_frequency(estimator(), COMBINED, 10000, 1e-9, frequency, true);
-        case_control_ggi_init(ccg, EQUILIBRIUM, nobody_dropped(ccg), frequencies.data());
+        if (threshold == 0) threshold = nobody_dropped(ccg);
+        case_control_ggi_init(ccg, EQUILIBRIUM, threshold, frequencies.data());
         set_effects(ccg, {{3}, {5}});
         if (c.of == RARE) {
             std::vector<unsigned> rare;
@@ -146,22 +148,29 @@ struct data_set : sample {
         }
         if (c.has_covariates()) set_interactions(ccg, {{0}, {1}}, {{3, 1}});
     }
+    void move_covariates(double origin, double scale) {
+        for (unsigned m = 0; m < ccg.n_covariates; ++m)
+            for (unsigned s = 0; s < ccg.n_subjects; ++s)
+                ccg.covariates[m][s] = origin + scale * ccg.covariates[m][s];
+    }
 };
 
-// The prescribed iteration from the frequencies of a sample; its status.
+// The prescribed iteration from the frequencies of a sample; its status, or RHO_AT_ZERO where it is
+// not done because that has been estimated.
 int prescribed(data_set& data, unsigned hw, unsigned mode, unsigned of, result& fit) {
     std::vector<double> table(data.frequencies.size());
     result frequency{};
     frequency.estimates = table.data();
-    hw == EQUILIBRIUM ? hwq_frequency(data.estimator(), of, 10000, 1e-9, frequency, true)
-                      : hwd_frequency(data.estimator(), of, 10000, 1e-9, frequency, true);
+    int const estimated = hw == EQUILIBRIUM
+                              ? hwq_frequency(data.estimator(), of, 2000, 1e-6, frequency, true)
+                              : hwd_frequency(data.estimator(), of, 2000, 1e-6, frequency, true);
+    if (estimated == RHO_AT_ZERO) return RHO_AT_ZERO;
     // A haplotype without a frequency in the sample would start at minus infinity.
     for (double& f : table)
         f = std::max(f, 1e-6);
-    frequency.rho = std::max(frequency.rho, 1e-6);
     case_control_ggi_set_model(data.ccg, hw, mode);
     case_control_ggi_start(data.ccg, hw, frequency, fit);
-    int const status = case_control_ggi(data.ccg, hw, 100, 1e-4, fit);
+    int const status = case_control_ggi(data.ccg, hw, 500, 1e-4, fit);
     case_control_ggi_clear_model(data.ccg, hw);
     return status;
 }
@@ -192,6 +201,9 @@ double best_random(data_set& data, unsigned hw, unsigned mode, uniform& random) 
 void compare(data_set& data, cell const& c, unsigned hw, safeguarded_result const& got,
              bool is_searched, uniform& random, counts& all) {
     double best = -INFINITY;
+    // The log-likelihood is that of the covariates as they were simulated, which the prescribed
+    // iteration can do with.
+    data.move_covariates(-c.origin() / c.scale(), 1 / c.scale());
     for (unsigned const of : {CONTROLS, COMBINED}) {
         result fit{};
         int const status = prescribed(data, hw, c.mode, of, fit);
@@ -264,8 +276,9 @@ void analyse(cell const& c, unsigned seed, bool is_searched,
             all[FINITE] = got.end == fit_end::converged;
             all[INFINITE] = got.end == fit_end::infinite;
             all[UNIDENTIFIED] = got.end == fit_end::not_identifiable;
-            compare(data, c, hw, got, is_searched, random, all);
             cover(data, c, hw, design, got, all);
+            compare(data, c, hw, got, is_searched, random, all);
+            data.move_covariates(c.origin(), c.scale());
         }
         std::string const assumed = hw == EQUILIBRIUM ? "equilibrium, " : "disequilibrium, ";
         for (std::string const& name : {assumed + KINDS[c.of], assumed + MODES[c.mode]}) {
@@ -275,28 +288,84 @@ void analyse(cell const& c, unsigned seed, bool is_searched,
     }
 }
 
+// Outcomes of the prescribed iteration for effects of common haplotypes.
+void study_prescribed(unsigned sets) {
+    std::printf(
+        "| assumed | mode | rho | odds ratio | start | at the maximum | below it | rho at zero "
+        "| failed | of them infinite, or rho 0 |\n|---|---|---|---|---|---|---|---|---|---|\n");
+    unsigned seed = 0;
+    for (unsigned const hw : {EQUILIBRIUM, DISEQUILIBRIUM})
+        for (inheritance const mode : {ADDITIVE, RECESSIVE, DOMINANT, CODOMINANT})
+            for (double const rho : {0.0, 0.05, 0.1, 0.2})
+                for (double const odds_ratio : {1.0, 3.0, 6.0, 10.0}) {
+                    if (hw == EQUILIBRIUM && rho > 0) continue;
+                    // By start: at the maximum, below it, rho at zero, failed, failed without one.
+                    unsigned ends[2][5] = {};
+                    for (unsigned i = 0; i < 2 * sets; ++i) {
+                        cell const c{COMMON, mode, odds_ratio, rho, i % 2 == 0 ? 300u : 2000u};
+                        data_set data(c, design_of(c), ++seed, 0.01);
+                        safeguarded_result best;
+                        case_control_ggi_safeguarded(data.ccg, {hw, mode, Z95, {}},
+                                                     data.frequencies.data(), best);
+                        for (unsigned const of : {CONTROLS, COMBINED}) {
+                            result fit{};
+                            int const status = prescribed(data, hw, mode, of, fit);
+                            bool const is_best = fit.log_likelihood > best.log_likelihood - 1e-3;
+                            unsigned* const end = ends[of == COMBINED];
+                            if (status == SUCCESS)
+                                ++end[is_best ? 0 : 1];
+                            else
+                                ++end[status == RHO_AT_ZERO ? 2 : 3];
+                            bool const has_no_inner_maximum =
+                                hw == EQUILIBRIUM ? best.end == fit_end::infinite : best.rho == 0;
+                            end[4] +=
+                                status != SUCCESS && status != RHO_AT_ZERO && has_no_inner_maximum;
+                            fit.free();
+                        }
+                    }
+                    for (unsigned start = 0; start < 2; ++start) {
+                        unsigned const* const end = ends[start];
+                        std::printf("| %s | %s | %.2f | %.0f | %s |", hw ? "HWD" : "HWE",
+                                    MODES[mode], rho, odds_ratio, start ? "combined" : "controls");
+                        for (unsigned e = 0; e < 4; ++e)
+                            std::printf(" %.1f%% |", 50.0 * end[e] / sets);
+                        std::printf(" %u of %u |\n", end[4], end[3]);
+                    }
+                }
+}
+
 void print(std::map<std::string, counts> const& tables) {
     std::printf(
         "| fits | sets | finite | infinite | not identifiable | rho 0 | undecided | compared "
-        "| below | prescribed succeeds | of them below | iterations | prescribed | covered "
-        "| below 10 copies |\n|---|---|---|---|---|---|---|---|---|---|---|---|---|---|---|\n");
-    for (auto const& entry : tables) {
-        counts const& t = entry.second;
-        std::printf(
-            "| %s | %.0f | %.0f | %.0f | %.0f | %.0f | %.0f | %.0f | %.0f | %.0f | %.0f | %.2f "
-            "| %.2f | %.2f%% of %.0f | %.2f%% of %.0f |\n",
-            entry.first.c_str(), t[SETS], t[FINITE], t[INFINITE], t[UNIDENTIFIED], t[RHO_ZERO],
-            t[UNDECIDED], t[COMPARED], t[BELOW], t[PRESCRIBED], t[PRESCRIBED_BELOW],
-            t[ITERATIONS] / t[PRESCRIBED], t[PRESCRIBED_ITERATIONS] / t[PRESCRIBED],
-            100 * t[COVERED] / t[TERMS], t[TERMS], 100 * t[FEW_COVERED] / t[FEW_TERMS],
-            t[FEW_TERMS]);
+        "| below |\n|---|---|---|---|---|---|---|---|---|\n");
+    for (auto const& row : tables) {
+        std::printf("| %s |", row.first.c_str());
+        for (unsigned q = SETS; q <= BELOW; ++q)
+            std::printf(" %.0f |", row.second[q]);
+        std::printf("\n");
+    }
+    std::printf("\n| fits | prescribed succeeds | of them below | its iterations | iterations "
+                "| covered, 10 copies | covered, fewer |\n|---|---|---|---|---|---|---|\n");
+    for (auto const& row : tables) {
+        counts const& n = row.second;
+        std::printf("| %s | %.0f | %.0f | %.2f | %.2f | %.2f%% of %.0f | %.2f%% of %.0f |\n",
+                    row.first.c_str(), n[PRESCRIBED], n[PRESCRIBED_BELOW],
+                    n[PRESCRIBED_ITERATIONS] / n[PRESCRIBED], n[ITERATIONS] / n[PRESCRIBED],
+                    100 * n[COVERED] / n[TERMS], n[TERMS], 100 * n[FEW_COVERED] / n[FEW_TERMS],
+                    n[FEW_TERMS]);
     }
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    unsigned const sets = argc > 1 ? static_cast<unsigned>(std::atoi(argv[1])) : 16;
+    bool const is_prescribed = argc > 1 && std::string(argv[1]) == "prescribed";
+    char const* const number = argc > 1 + is_prescribed ? argv[1 + is_prescribed] : "16";
+    unsigned const sets = static_cast<unsigned>(std::atoi(number));
+    if (is_prescribed) {
+        study_prescribed(sets);
+        return 0;
+    }
     std::map<std::string, counts> tables;
     unsigned seed = 0;
     for (kind const of : {COMMON, RARE, FAR_COVARIATE, SMALL_COVARIATE})

@@ -23,7 +23,7 @@ std::vector<std::uint8_t const*> const& window_genotypes::rows(window const& w) 
 
 chunk_worker::chunk_worker(scan_input const& input, options const& o)
     : input_(input), options_(o), genotypes_(input, o.max_snps),
-      test_(input.model, input.subjects, o.test), tables_(input.snps, input.list) {
+      test_(input.model, input.subjects, o.test), tables_(input.snps, input.list, o.test.test) {
     if (input.effects != nullptr) effects_.emplace(*input.effects, input.model);
 }
 

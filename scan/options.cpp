@@ -148,7 +148,12 @@ void add_windows(CLI::App& app, options& o) {
         ->capture_default_str();
 }
 
-void add_test(CLI::App& app, options& o) {
+void add_test(CLI::App& app, options& o, std::string& test) {
+    app.add_option("--test", test, "score, or lrt: likelihood ratio without covariates")
+        ->type_name("NAME")
+        ->check(CLI::IsMember({"score", "lrt"}))
+        ->capture_default_str()
+        ->group("Test");
     auto const add = [&app](std::string const& name, double& value, std::string const& text,
                             std::string const& type, double most) {
         app.add_option(name, value, text)
@@ -329,7 +334,10 @@ void refuse_empty_values(CLI::App const& app) {
 void check_together(CLI::App const& app, options const& o) {
     require(app, "--pheno-name", "--pheno");
     require(app, "--covar-name", "--covar");
-    if (o.covar.empty() && !o.allow_no_covars)
+    if (o.test.test == test_kind::lrt && !o.covar.empty())
+        refuse("--test lrt and --covar exclude each other: the likelihood ratio is that of the "
+               "genotypes given the status, which covariates cannot adjust. --test score can.");
+    if (o.covar.empty() && !o.allow_no_covars && o.test.test == test_kind::score)
         refuse("No covariates: give --covar, or --allow-no-covars if the test shall be without.");
     if (!o.covar.empty() && o.allow_no_covars)
         refuse("--covar and --allow-no-covars exclude each other.");
@@ -485,10 +493,11 @@ std::optional<options> read_command_line(int argc, char const* const* argv) {
     o.n_threads = std::max(1u, std::thread::hardware_concurrency());
     std::vector<std::string> chromosomes;
     std::pair<std::uint32_t, std::uint32_t> part{0, 0}; // not given
-    CLI::App app(
-        "Score tests of the haplotypes of windows of SNPs in cases and controls, adjusted for "
-        "covariates.",
-        "quilmar-scan");
+    std::string test = "score";
+    CLI::App app("Tests of the haplotypes of windows of SNPs in cases and controls: score tests "
+                 "adjusted for "
+                 "covariates, or likelihood ratios.",
+                 "quilmar-scan");
     app.allow_extras();
     app.set_version_flag("--version", "quilmar-scan " QUILMAR_VERSION, "Print the version");
     app.set_help_flag("-h,--help", "Print this help");
@@ -497,13 +506,14 @@ std::optional<options> read_command_line(int argc, char const* const* argv) {
     add_input(app, o);
     add_filters(app, o, chromosomes);
     add_windows(app, o);
-    add_test(app, o);
+    add_test(app, o, test);
     effect_words words;
     add_effects(app, o, words);
     add_output(app, o, part);
     if (!parse(app, argc, argv)) return std::nullopt;
     refuse_empty_values(app);
 
+    if (test == "lrt") o.test.test = test_kind::lrt;
     o.chromosomes = chromosomes_of(chromosomes);
     set_files(o);
     set_effects(words, o.effects);

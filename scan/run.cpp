@@ -42,9 +42,15 @@ void record_start(options const& o, run_log& log) {
         log.record("  " + line);
 }
 
+void note_test(test_kind test, bool is_adjusted, run_log& log) {
+    log.note(test == test_kind::lrt ? "Test: likelihood ratio, not adjusted for covariates."
+             : is_adjusted          ? "Test: score, adjusted for covariates."
+                                    : "Test: score, not adjusted for covariates.");
+}
+
 // The null model, on the scale on which the covariates were given.
 void note_model(null_model const& model, null_design const& design, run_log& log) {
-    if (design.names.size() == 1) return log.note("Null model without covariates.");
+    if (design.names.size() == 1) return;
     log.note("Null model: covariate, log odds ratio of a unit, standard error");
     for (std::size_t j = 1; j < design.names.size(); ++j) {
         Eigen::Index const k = static_cast<Eigen::Index>(j);
@@ -123,6 +129,7 @@ void run(options const& o) {
     if (o.is_dry_run) return note_memory(o, s, log);
 
     null_model const model = fit_null_model(s.used.is_case, s.design.columns, s.design.names);
+    note_test(o.test.test, s.design.names.size() > 1, log);
     note_model(model, s.design, log);
     if (effects) log.note(effects->model_text());
     scan_input const input{s.snps,      s.bed, s.windows,

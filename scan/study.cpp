@@ -113,7 +113,7 @@ void study::choose_subjects(options const& o, std::vector<bool> const& is_kept, 
     if (!design.collinear.empty())
         log.warn("Covariates dropped, because others determine them: " + joined(design.collinear) +
                  ".");
-    if (design.names.size() == 1 && !o.allow_no_covars)
+    if (design.names.size() == 1 && !o.covar.empty())
         throw failure(no_fit, o.covar + ": no covariate is left. Choose others by --covar-name, or "
                                         "give --allow-no-covars instead of --covar.");
 }

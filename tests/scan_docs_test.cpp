@@ -141,7 +141,8 @@ TEST(scan_docs, options_columns_and_codes_are_the_programs) {
     }
     std::string const effects = scan::effect_columns(0.95);
     for (std::string_view const header :
-         {scan::WINDOW_COLUMNS, scan::HAPLOTYPE_COLUMNS, std::string_view(effects)})
+         {scan::WINDOW_COLUMNS, scan::haplotype_columns(scan::test_kind::score),
+          scan::haplotype_columns(scan::test_kind::lrt), std::string_view(effects)})
         for (std::string const& column : words(std::string(header)))
             EXPECT_NE(manual.find("`" + column + "`"), std::string::npos) << column;
     for (int code = 1; code <= static_cast<int>(scan::error_code::em_maxiter); ++code)

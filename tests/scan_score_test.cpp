@@ -362,38 +362,6 @@ TEST(ScanScore, CodesOfWindowsWithoutATest) {
     EXPECT_EQ(scan::text(scan::error_code::too_long), "TOO_LONG");
 }
 
-// 01 vanishes at the maximum without a slope: with y its share of the 4 double heterozygotes,
-// the EM's y becomes y - 0.2 y^2 or so and falls like 1 / iterations.
-TEST(ScanScore, AnIterationWithoutEndIsACode) {
-    std::vector<std::uint8_t> status(30);
-    for (std::size_t i = 0; i < status.size(); i += 2)
-        status[i] = 1;
-    // 4 subjects of 11/11, 4 of 00/00, 18 of 10/10, 4 of 11/00.
-    scan_sample const s(status,
-                        {"222200002222222222222222221111", "222200000000000000000000001111"});
-    scan::window_row const row = run(s);
-    EXPECT_EQ(scan::text(row.code), "EM_MAXITER");
-    EXPECT_EQ(row.obs, 30u);
-    EXPECT_TRUE(std::isnan(row.chisq) && row.haplotypes.empty());
-}
-
-// As above with 4, 4, 25 and 2 subjects: at the limit of iterations 01 is within 1e-6 of the maximum.
-TEST(ScanScore, AnIterationThatHasArrivedIsNoCode) {
-    std::vector<std::uint8_t> status(35);
-    for (std::size_t i = 0; i < status.size(); i += 2)
-        status[i] = 1;
-    std::string const ends = "22220000", ones = "11";
-    scan_sample const s(status,
-                        {ends + std::string(25, '2') + ones, ends + std::string(25, '0') + ones});
-    scan::window_row const row = run(s, {0.5, 0.01, 2});
-    EXPECT_EQ(scan::text(row.code), ".");
-    ASSERT_EQ(row.haplotypes.size(), 3u);
-    EXPECT_NEAR(row.haplotypes[0].freq, 50 / 70.0, 1e-6);
-    EXPECT_NEAR(row.haplotypes[2].freq, 10 / 70.0, 1e-6);
-    EXPECT_GT(row.rare_freq, 1e-7);
-    EXPECT_LT(row.rare_freq, 1e-6);
-}
-
 // Of frequencies .293 .212 .164 .141 .076 .050 .031 .023 .009, and 200 cases among 800 subjects.
 TEST(ScanScore, FrequencyAndCopiesChooseTheHaplotypes) {
     scan_sample const s(scan_data_sets[3]);

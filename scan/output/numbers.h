@@ -7,12 +7,15 @@
 namespace scan {
 
 // NA for nan.
+void append_number(double number, std::string& line);
 std::string number_text(double number);
 
 // A p-value from its natural logarithm; not below 1e-300.
+void append_p(double log_p, std::string& line);
 std::string p_text(double log_p);
 
 // -log10 of a p-value from its natural logarithm; any size.
+void append_neg_log10(double log_p, std::string& line);
 std::string neg_log10_text(double log_p);
 
 } // namespace scan

@@ -2,27 +2,47 @@
 
 #include "scan/output/numbers.h"
 
+#include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <initializer_list>
 
 namespace scan {
 
 std::string_view const WINDOW_COLUMNS =
-    "CHROM\tPOS\tEND\tWINDOW\tN_SNP\tFIRST_ID\tLAST_ID\tOBS_CT\tCASE_CT\tCTRL_CT\tN_HAP\tRARE_"
-    "FREQ\t"
-    "DF\tCHISQ\tP\tNEG_LOG10_P\tTOP_HAP\tTOP_FREQ\tTOP_Z\tTOP_P\tTOP_P_BONF\tERRCODE\n";
+    "CHROM\tPOS\tEND\tWINDOW\tN_SNP\tFIRST_ID\tLAST_ID\tTEST\tOBS_CT\tCASE_CT\tCTRL_CT\tN_HAP\t"
+    "RARE_FREQ\tDF\tCHISQ\tP\tNEG_LOG10_P\tTOP_HAP\tTOP_FREQ\tTOP_Z\tTOP_P\tTOP_P_BONF\t"
+    "ERRCODE\n";
 
-std::string_view const HAPLOTYPE_COLUMNS = "CHROM\tPOS\tEND\tWINDOW\tHAP\tBITS\tFREQ\tCASE_"
-                                           "FREQ\tCTRL_FREQ\tCASE_HAP_CT\tCTRL_HAP_CT\tZ\tP\t"
-                                           "NEG_LOG10_P\tERRCODE\n";
+std::string_view haplotype_columns(test_kind test) {
+    return test == test_kind::score
+               ? "CHROM\tPOS\tEND\tWINDOW\tHAP\tBITS\tTEST\tFREQ\tCASE_FREQ\tCTRL_FREQ\tCASE_HAP_"
+                 "CT\tCTRL_HAP_CT\tZ\tP\tNEG_LOG10_P\tERRCODE\n"
+               : "CHROM\tPOS\tEND\tWINDOW\tHAP\tBITS\tTEST\tFREQ\tCASE_FREQ\tCTRL_FREQ\tCASE_HAP_"
+                 "CT\tCTRL_HAP_CT\tREF_HAP\tBETA\tSE\tZ\tP\tNEG_LOG10_P\tERRCODE\n";
+}
 
 namespace {
 
 constexpr std::size_t N_NUMBERS = 14; // columns from OBS_CT to TOP_P_BONF
 
-void append(std::string& line, std::initializer_list<std::string> fields) {
-    for (std::string const& field : fields)
-        line.append(field).push_back('\t');
+void append_count(std::uint64_t count, std::string& line) {
+    char digits[20];
+    line.append(digits, std::to_chars(digits, digits + sizeof digits, count).ptr).push_back('\t');
+}
+
+void append_numbers(std::initializer_list<double> numbers, std::string& line) {
+    for (double const number : numbers) {
+        append_number(number, line);
+        line += '\t';
+    }
+}
+
+void append_p_values(double log_p, std::string& line) {
+    append_p(log_p, line);
+    line += '\t';
+    append_neg_log10(log_p, line);
+    line += '\t';
 }
 
 // Effects are on the scale of odds ratios but for BETA and SE; rho is none.
@@ -48,8 +68,10 @@ std::string effect_columns(double level) {
 
 void table_rows::append_place(std::size_t index, std::string& line) const {
     window const& w = list_.windows[index];
-    append(line, {std::to_string(w.chromosome), std::to_string(w.from), std::to_string(w.to),
-                  list_.name(index)});
+    append_count(w.chromosome, line);
+    append_count(static_cast<std::uint64_t>(w.from), line);
+    append_count(static_cast<std::uint64_t>(w.to), line);
+    line.append(list_.name(index)).push_back('\t');
 }
 
 bool table_rows::has_long_alleles(window const& w) const {
@@ -59,38 +81,50 @@ bool table_rows::has_long_alleles(window const& w) const {
     return false;
 }
 
-std::string table_rows::alleles(window const& w, std::uint32_t bits) const {
+void table_rows::append_alleles(window const& w, std::uint32_t bits, std::string& line) const {
     bool const is_joined = has_long_alleles(w);
-    std::string text;
     for (std::uint32_t l = 0; l < w.n_snps; ++l) {
         bool const is_first = bits >> (w.n_snps - 1 - l) & 1;
-        if (is_joined && l > 0) text += '-';
-        text += snps_.allele(list_.members[w.first + l], is_first ? 0 : 1);
+        if (is_joined && l > 0) line += '-';
+        line += snps_.allele(list_.members[w.first + l], is_first ? 0 : 1);
     }
-    return text;
+    line += '\t';
 }
 
 void table_rows::append_window(std::size_t index, window_row const& row, std::string& table) const {
     window const& w = list_.windows[index];
     append_place(index, table);
-    auto const id = [&](std::uint32_t l) {
-        return w.n_snps == 0 ? "NA" : std::string(snps_.id(list_.members[w.first + l]));
-    };
-    append(table, {std::to_string(w.n_snps), id(0), id(w.n_snps - 1)});
-    if (row.code != error_code::none) {
+    append_count(w.n_snps, table);
+    for (std::uint32_t const l : {std::uint32_t{0}, w.n_snps - 1}) {
+        table += w.n_snps == 0 ? "NA" : snps_.id(list_.members[w.first + l]);
+        table += '\t';
+    }
+    table.append(text(test_)).push_back('\t');
+    if (row.code != error_code::none)
         for (std::size_t i = 0; i < N_NUMBERS; ++i)
             table += "NA\t";
-    } else {
-        bool const has_top = !std::isnan(row.top.log_p);
-        append(table,
-               {std::to_string(row.obs), std::to_string(row.cases), std::to_string(row.controls),
-                std::to_string(row.n_haplotypes), number_text(row.rare_freq),
-                std::to_string(row.df), number_text(row.chisq), p_text(row.log_p),
-                neg_log10_text(row.log_p), has_top ? alleles(w, row.top.bits) : "NA",
-                number_text(row.top.freq), number_text(row.top.z), p_text(row.top.log_p),
-                p_text(row.top_log_p_bonferroni)});
-    }
+    else
+        append_results(w, row, table);
     table.append(text(row.code)).push_back('\n');
+}
+
+// The columns from OBS_CT to TOP_P_BONF.
+void table_rows::append_results(window const& w, window_row const& row, std::string& line) const {
+    for (unsigned const count : {row.obs, row.cases, row.controls, row.n_haplotypes})
+        append_count(count, line);
+    append_numbers({row.rare_freq}, line);
+    append_count(row.df, line);
+    append_numbers({row.chisq}, line);
+    append_p_values(row.log_p, line);
+    if (std::isnan(row.top.log_p))
+        line += "NA\t";
+    else
+        append_alleles(w, row.top.bits, line);
+    append_numbers({row.top.freq, row.top.z}, line);
+    for (double const log_p : {row.top.log_p, row.top_log_p_bonferroni}) {
+        append_p(log_p, line);
+        line += '\t';
+    }
 }
 
 void table_rows::append_haplotypes(std::size_t index, window_row const& row,
@@ -98,22 +132,26 @@ void table_rows::append_haplotypes(std::size_t index, window_row const& row,
     window const& w = list_.windows[index];
     for (haplotype_row const& h : row.haplotypes) {
         append_place(index, table);
-        append(table, {alleles(w, h.bits), bit_text(h.bits, w.n_snps), number_text(h.freq),
-                       number_text(h.case_freq), number_text(h.control_freq),
-                       number_text(h.case_count), number_text(h.control_count), number_text(h.z),
-                       p_text(h.log_p), neg_log10_text(h.log_p)});
+        append_alleles(w, h.bits, table);
+        table.append(bit_text(h.bits, w.n_snps)).push_back('\t');
+        table.append(text(test_)).push_back('\t');
+        append_numbers({h.freq, h.case_freq, h.control_freq, h.case_count, h.control_count}, table);
+        if (test_ == test_kind::lrt) {
+            append_alleles(w, row.haplotypes[0].bits, table);
+            append_numbers({h.beta, h.se}, table);
+        }
+        append_numbers({h.z}, table);
+        append_p_values(h.log_p, table);
         table += ".\n";
     }
 }
 
-std::string table_rows::name(window const& w, haplotype_name const& haplotype) const {
-    switch (haplotype.kind) {
-    case haplotype_name::nothing: return ".";
-    case haplotype_name::one: return alleles(w, haplotype.bits);
-    case haplotype_name::rare: return "rare";
-    case haplotype_name::rest: return "rest";
-    }
-    return ".";
+void table_rows::append_name(window const& w, haplotype_name const& haplotype,
+                             std::string& line) const {
+    if (haplotype.kind == haplotype_name::one) return append_alleles(w, haplotype.bits, line);
+    line += haplotype.kind == haplotype_name::rare   ? "rare\t"
+            : haplotype.kind == haplotype_name::rest ? "rest\t"
+                                                     : ".\t";
 }
 
 void table_rows::append_effects(std::size_t index, std::string const& model,
@@ -122,14 +160,18 @@ void table_rows::append_effects(std::size_t index, std::string const& model,
     for (effect_row const& row : result.rows) {
         effect_estimate const& e = row.estimate;
         append_place(index, table);
-        append(table, {model, name(w, row.haplotype), name(w, row.reference), row.test,
-                       std::to_string(result.obs), std::to_string(result.cases),
-                       std::to_string(result.obs - result.cases), number_text(row.frequency),
-                       number_text(e.beta), number_text(e.standard_error),
-                       number_text(odds_ratio(row, e.beta)), number_text(odds_ratio(row, e.lower)),
-                       number_text(odds_ratio(row, e.upper)), number_text(e.z), p_text(e.log_p),
-                       neg_log10_text(e.log_p), p_text(e.log_ratio_p)});
-        table.append(text(e.code)).push_back('\n');
+        table.append(model).push_back('\t');
+        append_name(w, row.haplotype, table);
+        append_name(w, row.reference, table);
+        table.append(row.test).push_back('\t');
+        for (unsigned const count : {result.obs, result.cases, result.obs - result.cases})
+            append_count(count, table);
+        append_numbers({row.frequency, e.beta, e.standard_error, odds_ratio(row, e.beta),
+                        odds_ratio(row, e.lower), odds_ratio(row, e.upper), e.z},
+                       table);
+        append_p_values(e.log_p, table);
+        append_p(e.log_ratio_p, table);
+        table.append("\t").append(text(e.code)).push_back('\n');
     }
 }
 

@@ -13,7 +13,8 @@
 namespace scan {
 
 // Header lines.
-extern std::string_view const WINDOW_COLUMNS, HAPLOTYPE_COLUMNS;
+extern std::string_view const WINDOW_COLUMNS;
+std::string_view haplotype_columns(test_kind test);
 
 // That of the effects; level: of the intervals, whose columns are L95 and U95 for 0.95.
 std::string effect_columns(double level);
@@ -22,7 +23,8 @@ std::string bit_text(std::uint32_t bits, std::uint32_t n_snps);
 
 class table_rows {
   public:
-    table_rows(snp_table const& snps, window_list const& list) : snps_(snps), list_(list) {}
+    table_rows(snp_table const& snps, window_list const& list, test_kind test)
+        : snps_(snps), list_(list), test_(test) {}
 
     // Appends the row of a window; under a code its numbers are NA.
     void append_window(std::size_t w, window_row const& row, std::string& table) const;
@@ -34,12 +36,14 @@ class table_rows {
 
   private:
     void append_place(std::size_t w, std::string& line) const;
-    std::string alleles(window const& w, std::uint32_t bits) const;
-    std::string name(window const& w, haplotype_name const& haplotype) const;
+    void append_name(window const& w, haplotype_name const& haplotype, std::string& line) const;
+    void append_alleles(window const& w, std::uint32_t bits, std::string& line) const;
+    void append_results(window const& w, window_row const& row, std::string& line) const;
     bool has_long_alleles(window const& w) const;
 
     snp_table const& snps_;
     window_list const& list_;
+    test_kind test_;
 };
 
 } // namespace scan

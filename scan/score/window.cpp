@@ -1,16 +1,4 @@
-// Score test of the haplotypes of a window (Schaid DJ, Rowland CM, Tines DE, Jacobson RM, Poland GA,
-// American Journal of Human Genetics 70 (2002) 425-434). With x_i the expected copies of the tested
-// haplotypes given the genotype of subject i, and r, w, Z of the null model:
-//
-//   U = X'r - X'WZ (Z'WZ)^- Z'r          V = X'WX - X'WZ (Z'WZ)^- Z'WX
-//   z_h = U_h / sqrt(V_hh)               chi-square = U'V^-U, rank of V degrees of freedom
-//
-// U and V of the chi-square are those of the tested haplotypes but the most frequent one.
 #include "scan/score/window.h"
-
-#include "scan/score/tails.h"
-
-#include <Eigen/Eigenvalues>
 
 #include <algorithm>
 #include <cmath>
@@ -20,39 +8,31 @@ namespace scan {
 
 namespace {
 
-// Share of a variance, or of the largest eigenvalue, below which nothing but rounding is left.
-constexpr double RANK_TOLERANCE = 1e-7;
+// Copies from which on the rare haplotypes together are there at all.
+constexpr double FEWEST_COPIES = 1e-3;
 
-// A positive semidefinite matrix A = E diag(l) E' with the eigenvalues that are not 0.
-class semidefinite {
-  public:
-    explicit semidefinite(Eigen::MatrixXd const& A) : solver_(A) {
-        Eigen::VectorXd const& l = solver_.eigenvalues(); // increasing
-        while (rank_ < l.size() && l[l.size() - 1 - rank_] > RANK_TOLERANCE * l[l.size() - 1])
-            ++rank_;
-    }
-
-    Eigen::Index rank() const { return rank_; }
-
-    // R with R'R = B'A^-B.
-    Eigen::MatrixXd whiten(Eigen::MatrixXd const& B) const {
-        return solver_.eigenvalues().tail(rank_).cwiseSqrt().cwiseInverse().asDiagonal() *
-               (solver_.eigenvectors().rightCols(rank_).transpose() * B);
-    }
-
-  private:
-    Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd> solver_;
-    Eigen::Index rank_ = 0;
-};
+// As new, but for the memory of the haplotypes.
+void clear(window_row& row) {
+    std::vector<haplotype_row> haplotypes = std::move(row.haplotypes);
+    haplotypes.clear();
+    row = window_row{};
+    row.haplotypes = std::move(haplotypes);
+}
 
 // Leaves the counts of subjects alone.
-void fail(error_code code, window_row& result) {
-    window_row row;
-    row.obs = result.obs;
-    row.cases = result.cases;
-    row.controls = result.controls;
+void fail(error_code code, window_row& row) {
+    unsigned const obs = row.obs, cases = row.cases, controls = row.controls;
+    clear(row);
+    row.obs = obs, row.cases = cases, row.controls = controls;
     row.code = code;
-    result = std::move(row);
+}
+
+// The haplotype with the smallest p-value.
+void set_top(window_row& row) {
+    unsigned tests = 0;
+    for (haplotype_row const& h : row.haplotypes)
+        if (!std::isnan(h.log_p) && (tests++ == 0 || h.log_p < row.top.log_p)) row.top = h;
+    if (tests > 0) row.top_log_p_bonferroni = std::min(0.0, row.top.log_p + std::log(tests));
 }
 
 } // namespace
@@ -70,23 +50,26 @@ std::string text(error_code code) {
     return ".";
 }
 
+char const* text(test_kind kind) {
+    return kind == test_kind::lrt ? "LRT" : "SCORE";
+}
+
 window_test::window_test(null_model const& model, std::vector<std::uint32_t> const& sample,
                          window_settings const& settings)
-    : model_(model), settings_(settings), table_(model, sample) {}
+    : settings_(settings), table_(model, sample), score_(model) {}
 
 void window_test::run(std::vector<std::uint8_t const*> const& rows, window_row& result) {
-    result = window_row{};
-    error_code const code = count(rows, result);
+    clear(result);
+    error_code code = count(rows, result);
+    if (code == error_code::none &&
+        !estimate_.run(table_.genotypes, static_cast<unsigned>(rows.size())))
+        code = error_code::em_maxiter;
+    if (code == error_code::none) {
+        choose_haplotypes(result);
+        code = test(result);
+    }
     if (code != error_code::none) return fail(code, result);
-    auto const n_snps = static_cast<unsigned>(rows.size());
-    if (!estimate_frequencies(table_.genotypes, n_snps, frequencies_))
-        return fail(error_code::em_maxiter, result);
-    choose_haplotypes(result);
-    if (bits_.size() < 2) return fail(error_code::one_haplotype, result);
-    compute_copies(result);
-    compute_score();
-    test_haplotypes(result);
-    test_window(result);
+    set_top(result);
 }
 
 // Distinct genotypes and the subjects used.
@@ -106,104 +89,37 @@ void window_test::choose_haplotypes(window_row& result) {
     double const least =
         std::max(settings_.min_hap_freq,
                  settings_.min_hap_copies / (2.0 * std::min(result.cases, result.controls)));
-    bits_.clear();
+    std::vector<std::uint32_t> const& bits = estimate_.list().bits;
+    tested_.clear();
     result.rare_freq = 0;
-    for (std::size_t h = 0; h < frequencies_.size(); ++h)
-        if (frequencies_[h] >= least)
-            bits_.push_back(static_cast<std::uint32_t>(h));
+    for (std::size_t h = 0; h < bits.size(); ++h)
+        if (estimate_.frequency(h) >= least)
+            tested_.push_back(h);
         else
-            result.rare_freq += frequencies_[h];
-    std::stable_sort(bits_.begin(), bits_.end(), [this](std::uint32_t a, std::uint32_t b) {
-        return frequencies_[a] > frequencies_[b];
+            result.rare_freq += estimate_.frequency(h);
+    std::sort(tested_.begin(), tested_.end(), [&](std::size_t a, std::size_t b) {
+        double const p = estimate_.frequency(a), q = estimate_.frequency(b);
+        return p != q ? p > q : bits[a] < bits[b];
     });
-}
-
-void window_test::compute_copies(window_row& result) {
-    std::vector<genotype_count> const& genotypes = table_.genotypes;
-    auto const G = static_cast<Eigen::Index>(genotypes.size());
-    auto const K = static_cast<Eigen::Index>(bits_.size());
-    copies_.resize(G, K);
-    Eigen::VectorXd cases(G), controls(G);
-    for (Eigen::Index i = 0; i < G; ++i) {
-        genotype_count const& g = genotypes[static_cast<std::size_t>(i)];
-        expected_.compute(g, frequencies_, bits_, copies_.row(i).data());
-        cases[i] = g.cases;
-        controls[i] = g.controls;
-    }
-    result.n_haplotypes = static_cast<unsigned>(K);
-    result.haplotypes.resize(bits_.size());
-    for (Eigen::Index h = 0; h < K; ++h) {
-        haplotype_row& row = result.haplotypes[static_cast<std::size_t>(h)];
-        row.bits = bits_[static_cast<std::size_t>(h)];
-        row.freq = frequencies_[row.bits];
-        row.case_count = copies_.col(h).dot(cases);
-        row.control_count = copies_.col(h).dot(controls);
-        row.case_freq = row.case_count / (2.0 * result.cases);
-        row.control_freq = row.control_count / (2.0 * result.controls);
+    result.n_haplotypes = static_cast<unsigned>(tested_.size());
+    result.haplotypes.resize(tested_.size());
+    for (std::size_t t = 0; t < tested_.size(); ++t) {
+        result.haplotypes[t].bits = bits[tested_[t]];
+        result.haplotypes[t].freq = estimate_.frequency(tested_[t]);
     }
 }
 
-// U and V of all tested haplotypes; a haplotype whose copies the covariates explain has zeros.
-void window_test::compute_score() {
-    auto const sums = table_.sums();
-    auto const weights = sums.col(null_model::WEIGHT);
-    score_ = copies_.transpose() * sums.col(null_model::RESIDUAL);
-    variance_ = copies_.transpose() * weights.asDiagonal() * copies_;
-    Eigen::VectorXd const total = variance_.diagonal();
-    subtract_projection(copies_.transpose() * sums.rightCols(model_.n_columns()));
-    for (Eigen::Index h = 0; h < total.size(); ++h)
-        if (variance_(h, h) <= RANK_TOLERANCE * total[h]) {
-            score_[h] = 0;
-            variance_.row(h).setZero();
-            variance_.col(h).setZero();
-        }
-}
-
-// Takes out the covariates' part, where `covariance` is X'WQ. Over all subjects Q'WQ = I and
-// Q'r = 0; those that are left out of the window are taken from both.
-void window_test::subtract_projection(Eigen::MatrixXd const& covariance) {
-    if (table_.left_out.empty()) {
-        variance_ -= covariance * covariance.transpose();
-        return;
-    }
-    Eigen::Index const c = model_.n_columns();
-    Eigen::MatrixXd information = Eigen::MatrixXd::Identity(c, c);
-    Eigen::VectorXd covariate_score = Eigen::VectorXd::Zero(c);
-    for (std::uint32_t const i : table_.left_out) {
-        auto const subject = model_.subjects.row(i);
-        auto const q = subject.tail(c);
-        information -= subject[null_model::WEIGHT] * q.transpose() * q;
-        covariate_score -= subject[null_model::RESIDUAL] * q.transpose();
-    }
-    semidefinite const kept(information);
-    Eigen::MatrixXd const part = kept.whiten(covariance.transpose());
-    variance_ -= part.transpose() * part;
-    score_ -= part.transpose() * kept.whiten(covariate_score);
-}
-
-void window_test::test_haplotypes(window_row& result) const {
-    unsigned tests = 0;
-    for (Eigen::Index h = 0; h < score_.size(); ++h) {
-        if (variance_(h, h) == 0) continue;
-        haplotype_row& row = result.haplotypes[static_cast<std::size_t>(h)];
-        row.z = score_[h] / std::sqrt(variance_(h, h));
-        row.log_p = log_p_two_sided(row.z);
-        if (tests++ == 0 || row.log_p < result.top.log_p) result.top = row;
-    }
-    if (tests > 0) result.top_log_p_bonferroni = std::min(0.0, result.top.log_p + std::log(tests));
-}
-
-// Omnibus test, in correlation form.
-void window_test::test_window(window_row& result) const {
-    Eigen::Index const columns = score_.size() - 1; // the first is the most frequent haplotype
-    Eigen::VectorXd const scale = variance_.diagonal().tail(columns).unaryExpr(
-        [](double v) { return v > 0 ? 1 / std::sqrt(v) : 0.0; });
-    semidefinite const correlation(
-        scale.asDiagonal() * variance_.bottomRightCorner(columns, columns) * scale.asDiagonal());
-    if (correlation.rank() == 0) return fail(error_code::one_haplotype, result);
-    result.df = static_cast<unsigned>(correlation.rank());
-    result.chisq = correlation.whiten(scale.cwiseProduct(score_.tail(columns))).squaredNorm();
-    result.log_p = log_p_chi_square(result.chisq, result.df);
+error_code window_test::test(window_row& result) {
+    if (tested_.size() < 2) return error_code::one_haplotype;
+    if (settings_.test == test_kind::score)
+        return score_.run(table_, estimate_, tested_, result) ? error_code::none
+                                                              : error_code::one_haplotype;
+    double const rare_copies = 2.0 * std::min(result.cases, result.controls) * result.rare_freq;
+    bool const rare_has_effect = rare_copies >= std::max(settings_.min_hap_copies, FEWEST_COPIES);
+    by_group const subjects{double(result.controls), double(result.cases)};
+    return ratio_.run(table_.genotypes, subjects, tested_, rare_has_effect, result)
+               ? error_code::none
+               : error_code::em_maxiter;
 }
 
 } // namespace scan

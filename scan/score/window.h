@@ -1,10 +1,12 @@
-// The score test of one window of SNPs.
+// The test of one window of SNPs.
 #ifndef QUILMAR_SCAN_SCORE_WINDOW_H
 #define QUILMAR_SCAN_SCORE_WINDOW_H
 
 #include "scan/score/genotype_table.h"
 #include "scan/score/haplotypes.h"
 #include "scan/score/null_model.h"
+#include "scan/score/ratio_test.h"
+#include "scan/score/score_test.h"
 
 #include <cstdint>
 #include <limits>
@@ -13,10 +15,19 @@
 
 namespace scan {
 
+enum class test_kind {
+    score, // adjusted for the covariates of the null model
+    lrt    // retrospective likelihood ratio, not adjusted
+};
+
+// SCORE or LRT.
+char const* text(test_kind kind);
+
 struct window_settings {
     double window_mind = 0.5;   // a subject with a larger share of missing SNPs is left out
     double min_hap_freq = 0.01; // a tested haplotype has at least this frequency, and
     double min_hap_copies = 10; // this many copies expected in the smaller group
+    test_kind test = test_kind::score;
 };
 
 enum class error_code {
@@ -34,15 +45,19 @@ std::string text(error_code code);
 
 constexpr double NOT_COMPUTED = std::numeric_limits<double>::quiet_NaN();
 
-// A tested haplotype. z and log_p are not numbers where the covariates explain its copies.
+// A tested haplotype. z and log_p are not numbers where the covariates explain its copies and, under
+// the likelihood ratio, where there is no standard error.
 struct haplotype_row {
     std::uint32_t bits = 0;     // bit n - 1 is the first of n SNPs, 1 the first allele of the .bim
     double freq = NOT_COMPUTED; // EM estimate in all subjects
-    double case_freq = NOT_COMPUTED;    // expected copies by 2 cases
-    double control_freq = NOT_COMPUTED; // expected copies by 2 controls
-    double case_count = NOT_COMPUTED;   // expected copies given the genotypes
-    double control_count = NOT_COMPUTED;
-    double z = NOT_COMPUTED;     // against all other haplotypes; positive: more copies in cases
+    // Expected copies by 2 cases or controls; under the likelihood ratio the estimates in the groups.
+    double case_freq = NOT_COMPUTED, control_freq = NOT_COMPUTED;
+    // Expected copies given the genotypes.
+    double case_count = NOT_COMPUTED, control_count = NOT_COMPUTED;
+    // Likelihood ratio: log odds ratio against the most frequent haplotype, infinite if it vanishes in
+    // one group, and its standard error.
+    double beta = NOT_COMPUTED, se = NOT_COMPUTED;
+    double z = NOT_COMPUTED;     // positive: more copies in cases; the score's, against all others
     double log_p = NOT_COMPUTED; // natural logarithm of the two-sided p-value
 };
 
@@ -74,23 +89,16 @@ class window_test {
     void run(std::vector<std::uint8_t const*> const& rows, window_row& result);
 
   private:
-    null_model const& model_;
     window_settings settings_;
     genotype_table table_;
-    expected_copies expected_;
-    std::vector<double> frequencies_; // by bits
-    std::vector<std::uint32_t> bits_; // of the tested haplotypes
-    row_major_matrix copies_;         // distinct genotypes x tested haplotypes
-    Eigen::VectorXd score_;           // U
-    Eigen::MatrixXd variance_;        // V, of all tested haplotypes
+    frequency_estimate estimate_;
+    score_test score_;
+    ratio_test ratio_{estimate_};
+    std::vector<std::size_t> tested_; // in the estimate's list
 
     error_code count(std::vector<std::uint8_t const*> const& rows, window_row& result);
     void choose_haplotypes(window_row& result);
-    void compute_copies(window_row& result);
-    void compute_score();
-    void subtract_projection(Eigen::MatrixXd const& covariance);
-    void test_haplotypes(window_row& result) const;
-    void test_window(window_row& result) const;
+    error_code test(window_row& result);
 };
 
 } // namespace scan

@@ -1,0 +1,58 @@
+// The score test of chosen haplotypes of a window.
+#ifndef QUILMAR_SCAN_SCORE_SCORE_TEST_H
+#define QUILMAR_SCAN_SCORE_SCORE_TEST_H
+
+#include "scan/score/genotype_table.h"
+#include "scan/score/haplotypes.h"
+#include "scan/score/null_model.h"
+
+#include <cstddef>
+#include <vector>
+
+namespace scan {
+
+struct window_row;
+
+// Reused from window to window; refers to the model.
+class score_test {
+  public:
+    explicit score_test(null_model const& model);
+
+    // Expected copies of the tested haplotypes (indices in the estimate's list, the most frequent
+    // first) and their tests, into the row's haplotypes, `top` and the omnibus test. False where no
+    // haplotype but the first has any variance.
+    bool run(genotype_table const& table, frequency_estimate const& estimate,
+             std::vector<std::size_t> const& tested, window_row& row);
+
+  private:
+    null_model const& model_;
+    double weight_; // of every subject, where there is no covariate
+    std::size_t n_tested_ = 0;
+    std::vector<double> side_copies_; // sides x tested haplotypes
+    std::vector<double> copies_;      // distinct genotypes x tested haplotypes
+    // U and V of all tested haplotypes; X'WX's diagonal; X'WQ, or, without covariates, X'1.
+    std::vector<double> score_, variance_, total_, covariance_;
+    std::vector<double> scale_, scaled_, correlation_, factor_; // of the omnibus test
+
+    using matrix = Eigen::Map<row_major_matrix>;
+    using vector = Eigen::Map<Eigen::VectorXd>;
+    vector score() { return {score_.data(), static_cast<Eigen::Index>(n_tested_)}; }
+    matrix variance();
+
+    void compute_copies(genotype_table const& table, frequency_estimate const& estimate,
+                        std::vector<std::size_t> const& tested);
+    void expect_on_sides(frequency_estimate const& estimate,
+                         std::vector<std::size_t> const& tested);
+    void count_copies(genotype_table const& table, window_row& row) const;
+    void add(double const* x, double residual, double weight);
+    void sum_without_covariates(genotype_table const& table);
+    void sum_with_covariates(genotype_table const& table);
+    void subtract_projection(genotype_table const& table);
+    void drop_explained();
+    void test_haplotypes(window_row& row);
+    bool test_window(window_row& row);
+};
+
+} // namespace scan
+
+#endif
