@@ -25,7 +25,7 @@
 enum term_request : unsigned {
     RATIO = 1,             // likelihood-ratio test that it is 0
     INTERVAL = 2,          // profile interval
-    PENALISED_INTERVAL = 4 // estimate and profile interval with the log-F(1,1) penalty
+    PENALISED_INTERVAL = 4 // estimate, profile interval and ratio with the log-F(1,1) penalty
 };
 
 struct safeguarded_settings {
@@ -47,7 +47,7 @@ struct fitted_term {
     double standard_error;
     double ratio;        // chi-square with one degree of freedom
     double lower, upper; // of the profile interval; where the term is infinite, one of them is
-    double penalised, penalised_lower, penalised_upper;
+    double penalised, penalised_lower, penalised_upper, penalised_ratio;
 };
 
 struct safeguarded_result {
