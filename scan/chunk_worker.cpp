@@ -8,7 +8,9 @@ namespace scan {
 chunk_worker::chunk_worker(scan_input const& input, options const& o)
     : input_(input), options_(o), rows_(input.snps, input.bed, input.list, o.max_snps),
       counter_(input.model, input.subjects), genotypes_(input.model),
-      test_(input.model, genotypes_, o.test), tables_(input.snps, input.list, o.test.test) {}
+      test_(input.model, genotypes_, o.test), tables_(input.snps, input.list, o.test.test) {
+    if (input.effects != nullptr) effects_.emplace(*input.effects, input.model);
+}
 
 chunk_result chunk_worker::run(std::size_t first, std::size_t end) {
     chunk_result result;
@@ -66,18 +68,18 @@ std::size_t chunk_worker::form_blocks(std::size_t first, std::size_t end) {
 
 void chunk_worker::count_blocks() {
     block_rows_.resize(blocks_.size());
-    for (std::size_t b = 0; b < blocks_.size(); ++b) {
-        block_rows_[b].clear();
-        for (std::uint32_t place = blocks_[b].first; place < blocks_[b].end; ++place)
-            block_rows_[b].push_back(rows_.row(place));
-    }
+    for (std::size_t b = 0; b < blocks_.size(); ++b)
+        rows_.take(blocks_[b].first, blocks_[b].end - blocks_[b].first, block_rows_[b]);
     counter_.count(block_rows_);
 }
 
 void chunk_worker::compute(window const& w, std::size_t block) {
-    row_ = window_row{};
-    row_.code = check(w);
-    if (row_.code != error_code::none) return;
+    error_code const code = check(w);
+    if (code != error_code::none) {
+        row_ = window_row{};
+        row_.code = code;
+        return;
+    }
     counter_.make_window(block, w.first - blocks_[block].first, w.n_snps,
                          static_cast<unsigned>(options_.test.window_mind * w.n_snps), genotypes_);
     test_.run(row_);
@@ -87,8 +89,18 @@ void chunk_worker::append(std::size_t w, chunk_result& result) {
     tables_.append_window(w, row_, result.window_rows);
     if (row_.code == error_code::none && row_.log_p <= std::log(options_.pfilter))
         tables_.append_haplotypes(w, row_, result.haplotype_rows);
+    if (effects_ && effects_->wants(row_)) estimate_effects(w, result);
     result.log_p.push_back(row_.log_p);
     result.codes.push_back(row_.code);
+}
+
+void chunk_worker::estimate_effects(std::size_t w, chunk_result& result) {
+    window const& x = input_.list.windows[w];
+    effect_rows_.clear();
+    for (std::uint32_t place = x.first; place < x.first + x.n_snps; ++place)
+        effect_rows_.push_back(rows_.row(place));
+    effects_->run(effect_rows_, row_, effect_result_);
+    tables_.append_effects(w, input_.effects->model_name(), effect_result_, result.effect_rows);
 }
 
 double bytes_per_thread(std::size_t n_subjects, std::size_t n_columns, std::size_t row_bytes,

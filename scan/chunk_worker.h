@@ -2,6 +2,7 @@
 #ifndef QUILMAR_SCAN_CHUNK_WORKER_H
 #define QUILMAR_SCAN_CHUNK_WORKER_H
 
+#include "scan/effects/effect_test.h"
 #include "scan/input/bed_file.h"
 #include "scan/input/snp_table.h"
 #include "scan/options.h"
@@ -14,6 +15,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,11 +28,12 @@ struct scan_input {
     window_list const& list;
     std::vector<std::uint32_t> const& subjects; // used ones, index in the .fam, increasing
     null_model const& model;
+    effect_input const* effects; // null for none
 };
 
 // The rows of the tables and, by window, ln P and the code.
 struct chunk_result {
-    std::string window_rows, haplotype_rows;
+    std::string window_rows, haplotype_rows, effect_rows;
     std::vector<double> log_p;
     std::vector<error_code> codes;
 };
@@ -57,17 +60,21 @@ class chunk_worker {
     block_counter counter_;
     genotype_table genotypes_;
     window_test test_;
+    std::optional<effect_test> effects_;
     table_rows tables_;
     std::vector<window_block> blocks_;
     std::vector<std::size_t> block_of_; // by window from the first of the blocks on
     std::vector<std::vector<genotype_row>> block_rows_;
     window_row row_;
+    std::vector<genotype_row> effect_rows_;
+    effect_result effect_result_;
 
     error_code check(window const& w) const;
     std::size_t form_blocks(std::size_t first, std::size_t end);
     void count_blocks();
     void compute(window const& w, std::size_t block);
     void append(std::size_t w, chunk_result& result);
+    void estimate_effects(std::size_t w, chunk_result& result);
 };
 
 // Bytes that one worker takes for the genotypes of its windows and for its work; n_columns are those

@@ -64,7 +64,7 @@ class exported_genotypes {
 
 window_row compute(study const& s, std::size_t index, options const& o) {
     null_model const model = fit_null_model(s.used.is_case, s.design.columns, s.design.names);
-    scan_input const input{s.snps, s.bed, s.windows, s.used.used, model};
+    scan_input const input{s.snps, s.bed, s.windows, s.used.used, model, nullptr};
     window_row row = chunk_worker(input, o).compute_one(index);
     if (row.code != error_code::none)
         throw failure(nothing_to_do,

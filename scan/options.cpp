@@ -52,6 +52,35 @@ CLI::Validator whole_in(std::int32_t low, std::int32_t high) {
     return CLI::Validator(check, "");
 }
 
+// One of some words in any case, for CLI::Option::transform: it becomes the word as it stands here.
+CLI::Validator one_of(std::vector<std::string> const& words) {
+    auto const check = [=](std::string& text) {
+        std::string list;
+        for (std::string const& word : words) {
+            if (CLI::detail::to_lower(text) == CLI::detail::to_lower(word)) {
+                text = word;
+                return std::string();
+            }
+            list += (list.empty() ? "" : word == words.back() ? " or " : ", ") + word;
+        }
+        return "'" + text + "' is not " + list + ".";
+    };
+    return CLI::Validator(check, "");
+}
+
+// A p-value, or all or none.
+CLI::Validator limit_of_p() {
+    auto const check = [](std::string& text) {
+        double value;
+        if (parse_number(text, value) && value >= 0 && value <= 1) return std::string();
+        return one_of({"all", "none"})(text).empty() ? std::string()
+                                                     : "'" + text +
+                                                           "' is no number, 0 to 1, and not "
+                                                           "all or none.";
+    };
+    return CLI::Validator(check, "");
+}
+
 void add_input(CLI::App& app, options& o) {
     auto const add = [&app](std::string const& name, std::string& value, std::string const& text) {
         return app.add_option(name, value, text)->group("Input");
@@ -138,6 +167,51 @@ void add_test(CLI::App& app, options& o, std::string& test) {
     add("--min-hap-freq", o.test.min_hap_freq, "Lowest frequency of a tested haplotype", "F", 1);
     add("--min-hap-copies", o.test.min_hap_copies,
         "Fewest copies of a tested haplotype in the smaller group", "N", NO_LIMIT);
+}
+
+// The options of the effects as text; the rest is in options already.
+struct effect_words {
+    std::string most_p = "1e-4", model = "prospective", mode = "additive", hw = "HWE",
+                reference = "reference";
+};
+
+void add_effects(CLI::App& app, options& o, effect_words& words) {
+    auto const add = [&app](std::string const& name, std::string& value, std::string const& text,
+                            std::string const& type) {
+        return app.add_option(name, value, text)->type_name(type)->group("Effects");
+    };
+    add("--effects", words.most_p,
+        "Estimate them where P or TOP_P_BONF is at most this: P, all, none", "P")
+        ->transform(limit_of_p())
+        ->capture_default_str();
+    add("--model", words.model, "Likelihood: prospective or retrospective", "NAME")
+        ->transform(one_of({"prospective", "retrospective"}))
+        ->capture_default_str();
+    add("--mode", words.mode, "Mode of inheritance: additive, recessive, dominant, codominant",
+        "NAME")
+        ->transform(one_of({"additive", "recessive", "dominant", "codominant"}))
+        ->capture_default_str();
+    add("--hw", words.hw, "Controls in Hardy-Weinberg equilibrium or not: HWE, HWD", "NAME")
+        ->transform(one_of({"HWE", "HWD"}))
+        ->capture_default_str();
+    add("--interaction", o.effects.interaction, "Covariate that interacts with the haplotypes",
+        "NAME");
+    app.add_flag("--independence", o.effects.is_independent,
+                 "Assume haplotypes and that covariate independent in the population")
+        ->group("Effects");
+    add("--vs", words.reference,
+        "Effects against the most frequent haplotype, or all others: "
+        "reference, rest",
+        "NAME")
+        ->transform(one_of({"reference", "rest"}))
+        ->capture_default_str();
+    app.add_flag("--show-covar", o.effects.shows_covariates, "Rows for the covariates, too")
+        ->group("Effects");
+    app.add_option("--ci", o.effects.level, "Level of the confidence intervals")
+        ->type_name("F")
+        ->check(number_in(0.01, 0.9999))
+        ->capture_default_str()
+        ->group("Effects");
 }
 
 void add_output(CLI::App& app, options& o, std::pair<std::uint32_t, std::uint32_t>& part) {
@@ -274,6 +348,30 @@ void check_together(CLI::App const& app, options const& o) {
     if (o.out.back() == '/') refuse("--out names a folder: add a prefix to it.");
 }
 
+void check_effects(CLI::App const& app, options const& o) {
+    effect_settings const& e = o.effects;
+    for (char const* option : {"--model", "--mode", "--hw", "--interaction", "--independence",
+                               "--vs", "--show-covar", "--ci"})
+        if (!e.most_p && is_given(app, option))
+            refuse(std::string(option) + " needs effects: leave --effects none out.");
+    bool const is_retrospective = e.model == effect_model::retrospective;
+    if (!is_retrospective && e.hw != EQUILIBRIUM)
+        refuse("--hw HWD needs --model retrospective: the prospective model assumes equilibrium.");
+    if (!e.interaction.empty() && o.covar.empty()) refuse("--interaction needs --covar.");
+    if (e.is_independent && (!is_retrospective || e.interaction.empty()))
+        refuse("--independence needs --model retrospective and --interaction.");
+    if (!is_retrospective) return;
+    if (!o.covar.empty() && e.interaction.empty())
+        refuse(
+            "--model retrospective does not adjust for covariates: its effects are the same with "
+            "and without them.\nGive --model prospective, or --allow-no-covars instead of "
+            "--covar, or --interaction with one of them.");
+    if (!e.interaction.empty() && !e.is_independent)
+        refuse("--interaction with --model retrospective assumes that haplotypes and the covariate "
+               "are independent in the population.\nIf they are, give --independence; if not, "
+               "--model prospective.");
+}
+
 // The chromosomes of texts like "1", "4-7" and "chr22"; all for no text.
 std::bitset<23> chromosomes_of(std::vector<std::string> const& texts) {
     std::bitset<23> chosen;
@@ -321,6 +419,22 @@ std::vector<std::string> options_in_effect(CLI::App const& app) {
         if (!value.empty()) lines.push_back(is_flag ? name : name + " " + value);
     }
     return lines;
+}
+
+void set_effects(effect_words const& words, effect_settings& e) {
+    double p = 1;
+    if (words.most_p == "none")
+        e.most_p.reset();
+    else if (words.most_p == "all" || parse_number(words.most_p, p))
+        e.most_p = p;
+    if (words.model == "retrospective") e.model = effect_model::retrospective;
+    for (auto const& [word, mode] : {std::pair("additive", ADDITIVE),
+                                     {"recessive", RECESSIVE},
+                                     {"dominant", DOMINANT},
+                                     {"codominant", CODOMINANT}})
+        if (words.mode == word) e.mode = mode;
+    if (words.hw == "HWD") e.hw = DISEQUILIBRIUM;
+    e.is_vs_rest = words.reference == "rest";
 }
 
 void print(std::string const& text) {
@@ -393,6 +507,8 @@ std::optional<options> read_command_line(int argc, char const* const* argv) {
     add_filters(app, o, chromosomes);
     add_windows(app, o);
     add_test(app, o, test);
+    effect_words words;
+    add_effects(app, o, words);
     add_output(app, o, part);
     if (!parse(app, argc, argv)) return std::nullopt;
     refuse_empty_values(app);
@@ -400,7 +516,9 @@ std::optional<options> read_command_line(int argc, char const* const* argv) {
     if (test == "lrt") o.test.test = test_kind::lrt;
     o.chromosomes = chromosomes_of(chromosomes);
     set_files(o);
+    set_effects(words, o.effects);
     check_together(app, o);
+    check_effects(app, o);
     check_positions(o);
     set_part(o, part);
     o.in_effect = options_in_effect(app);

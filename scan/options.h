@@ -2,6 +2,7 @@
 #ifndef QUILMAR_SCAN_OPTIONS_H
 #define QUILMAR_SCAN_OPTIONS_H
 
+#include "scan/effects/settings.h"
 #include "scan/score/window.h"
 
 #include <bitset>
@@ -42,6 +43,7 @@ struct options {
     std::uint32_t max_snps = 12;
 
     window_settings test;
+    effect_settings effects;
 
     std::string out = "quilmar-scan";
     std::optional<run_part> part;

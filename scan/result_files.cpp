@@ -5,9 +5,13 @@
 namespace scan {
 
 std::vector<result_table> tables_of(options const& o) {
-    return {
+    std::vector<result_table> tables = {
         {".win.tsv", std::string(WINDOW_COLUMNS), &chunk_result::window_rows},
         {".hap.tsv", std::string(haplotype_columns(o.test.test)), &chunk_result::haplotype_rows}};
+    if (o.effects.most_p)
+        tables.push_back(
+            {".effects.tsv", effect_columns(o.effects.level), &chunk_result::effect_rows});
+    return tables;
 }
 
 result_files::result_files(options const& o) : tables_(tables_of(o)) {

@@ -75,7 +75,8 @@ void note_memory(options const& o, study const& s, run_log& log) {
         if (w.n_snps <= o.max_snps) longest = std::max(longest, w.n_snps);
     double const model = 8 * n * (2 * columns + 2) + (columns > 1 ? 4 * n * (columns + 4) : 0),
                  thread = bytes_per_thread(s.used.used.size(), s.design.names.size(),
-                                           s.bed.row_bytes(), longest);
+                                           s.bed.row_bytes(), longest) +
+                          (o.effects.most_p ? effect_test::bytes(n, columns) : 0);
     log.note("Memory: at most about " + mib_text(peak_bytes() + model + o.n_threads * thread) +
              " with " + std::to_string(o.n_threads) + " threads.");
 }
@@ -126,12 +127,16 @@ void run(options const& o) {
     chunk_grid const grid(s.windows.windows.size());
     index_range const chunks = chunks_of(o, grid);
     note_part(o, grid, chunks, log);
+    std::optional<effect_input> effects;
+    if (o.effects.most_p) effects.emplace(o.effects, o.test, s.design, s.used.used, s.used.is_case);
     if (o.is_dry_run) return note_memory(o, s, log);
 
     null_model const model = fit_null_model(s.used.is_case, s.design.columns, s.design.names);
     note_test(o.test.test, s.design.names.size() > 1, log);
     note_model(model, s.design, log);
-    scan_input const input{s.snps, s.bed, s.windows, s.used.used, model};
+    if (effects) log.note(effects->model_text());
+    scan_input const input{s.snps,      s.bed, s.windows,
+                           s.used.used, model, effects ? &*effects : nullptr};
     scan_summary summary;
     auto const receive = [&](std::size_t c, chunk_result const& chunk) {
         files.write(chunk);

@@ -95,6 +95,16 @@ TEST(scan_docs, commands_run_and_print_what_is_shown) {
         ++n_values;
     }
     EXPECT_EQ(n_values, 25);
+    int n_effects = 0;
+    for (auto const& row : table_rows_of(document("docs/scan.md")))
+        for (auto const& e : table(files.read("t2d.effects.tsv")).rows) {
+            if (row.size() != 9 || e.at("WINDOW") != "448" || e.at("HAP") != row[0]) continue;
+            EXPECT_EQ(row[1] + row[2] + row[3] + row[4] + row[5] + row[6] + row[7] + row[8],
+                      e.at("TEST") + e.at("HAP_FREQ") + e.at("BETA") + e.at("SE") + e.at("OR") +
+                          e.at("L95") + e.at("U95") + e.at("P"));
+            ++n_effects;
+        }
+    EXPECT_EQ(n_effects, 5);
 
     std::string const in_r =
         "w <- read.delim('t2d.win.tsv'); h <- read.delim('t2d.hap.tsv'); stopifnot(nrow(w) == 592, "
@@ -129,13 +139,18 @@ TEST(scan_docs, options_columns_and_codes_are_the_programs) {
             EXPECT_EQ(row[2], value) << names[0];
         }
     }
+    std::string const effects = scan::effect_columns(0.95);
     for (std::string_view const header :
          {scan::WINDOW_COLUMNS, scan::haplotype_columns(scan::test_kind::score),
-          scan::haplotype_columns(scan::test_kind::lrt)})
+          scan::haplotype_columns(scan::test_kind::lrt), std::string_view(effects)})
         for (std::string const& column : words(std::string(header)))
             EXPECT_NE(manual.find("`" + column + "`"), std::string::npos) << column;
     for (int code = 1; code <= static_cast<int>(scan::error_code::em_maxiter); ++code)
         EXPECT_NE(manual.find("| `" + scan::text(static_cast<scan::error_code>(code)) + "` |"),
+                  std::string::npos)
+            << code;
+    for (int code = 1; code <= static_cast<int>(scan::effect_code::too_many_haplotypes); ++code)
+        EXPECT_NE(manual.find("| `" + scan::text(static_cast<scan::effect_code>(code)) + "` |"),
                   std::string::npos)
             << code;
 }

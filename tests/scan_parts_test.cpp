@@ -102,7 +102,7 @@ TEST(scan_parts, concatenated_they_are_the_whole_run_for_all_threads) {
             EXPECT_EQ(o.err.find(part + " alone:\nLambda ") != std::string::npos, n > 0) << o.err;
             end += static_cast<unsigned>(n);
         }
-        for (std::string const suffix : {".win.tsv", ".hap.tsv"})
+        for (std::string const suffix : {".win.tsv", ".hap.tsv", ".effects.tsv"})
             EXPECT_EQ(run_shell(files, "(head -q -n 1 t.*" + of + suffix +
                                            " | sort -u; tail -q -n +2 t.*" + of + suffix +
                                            ") | cmp - t" + suffix)

@@ -45,6 +45,11 @@ void append_p_values(double log_p, std::string& line) {
     line += '\t';
 }
 
+// Effects are on the scale of odds ratios but for BETA and SE; rho is none.
+double odds_ratio(effect_row const& row, double log_ratio) {
+    return row.is_log_ratio ? std::exp(log_ratio) : NOT_COMPUTED;
+}
+
 } // namespace
 
 std::string bit_text(std::uint32_t bits, std::uint32_t n_snps) {
@@ -52,6 +57,13 @@ std::string bit_text(std::uint32_t bits, std::uint32_t n_snps) {
     for (std::uint32_t l = 0; l < n_snps; ++l)
         if (bits >> (n_snps - 1 - l) & 1) text[l] = '1';
     return text;
+}
+
+std::string effect_columns(double level) {
+    std::string const percent = number_text(100 * level);
+    return "CHROM\tPOS\tEND\tWINDOW\tMODEL\tHAP\tREF_HAP\tTEST\tOBS_CT\tCASE_CT\tCTRL_CT\t"
+           "HAP_FREQ\tBETA\tSE\tOR\tL" +
+           percent + "\tU" + percent + "\tZ_STAT\tP\tNEG_LOG10_P\tLRT_P\tERRCODE\n";
 }
 
 void table_rows::append_place(std::size_t index, std::string& line) const {
@@ -131,6 +143,37 @@ void table_rows::append_haplotypes(std::size_t index, window_row const& row,
         append_numbers({h.z}, table);
         append_p_values(h.log_p, table);
         table += ".\n";
+    }
+}
+
+void table_rows::append_name(window const& w, haplotype_name const& haplotype,
+                             std::string& line) const {
+    switch (haplotype.kind) {
+    case haplotype_name::nothing: line += ".\t"; break;
+    case haplotype_name::one: append_alleles(w, haplotype.bits, line); break;
+    case haplotype_name::rare: line += "rare\t"; break;
+    case haplotype_name::rest: line += "rest\t"; break;
+    }
+}
+
+void table_rows::append_effects(std::size_t index, std::string const& model,
+                                effect_result const& result, std::string& table) const {
+    window const& w = list_.windows[index];
+    for (effect_row const& row : result.rows) {
+        effect_estimate const& e = row.estimate;
+        append_place(index, table);
+        table.append(model).push_back('\t');
+        append_name(w, row.haplotype, table);
+        append_name(w, row.reference, table);
+        table.append(row.test).push_back('\t');
+        for (unsigned const count : {result.obs, result.cases, result.obs - result.cases})
+            append_count(count, table);
+        append_numbers({row.frequency, e.beta, e.standard_error, odds_ratio(row, e.beta),
+                        odds_ratio(row, e.lower), odds_ratio(row, e.upper), e.z},
+                       table);
+        append_p_values(e.log_p, table);
+        append_p(e.log_ratio_p, table);
+        table.append("\t").append(text(e.code)).push_back('\n');
     }
 }
 

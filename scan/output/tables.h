@@ -2,6 +2,7 @@
 #ifndef QUILMAR_SCAN_OUTPUT_TABLES_H
 #define QUILMAR_SCAN_OUTPUT_TABLES_H
 
+#include "scan/effects/effect_test.h"
 #include "scan/input/snp_table.h"
 #include "scan/score/window.h"
 #include "scan/windows/window_list.h"
@@ -15,6 +16,8 @@ namespace scan {
 extern std::string_view const WINDOW_COLUMNS;
 std::string_view haplotype_columns(test_kind test);
 
+// That of the effects; level: of the intervals, whose columns are L95 and U95 for 0.95.
+std::string effect_columns(double level);
 // BITS: 1 for the first allele of the .bim, the first SNP first.
 std::string bit_text(std::uint32_t bits, std::uint32_t n_snps);
 
@@ -27,11 +30,15 @@ class table_rows {
     void append_window(std::size_t w, window_row const& row, std::string& table) const;
     // Appends a row for each tested haplotype.
     void append_haplotypes(std::size_t w, window_row const& row, std::string& table) const;
+    // Appends a row for each effect.
+    void append_effects(std::size_t w, std::string const& model, effect_result const& result,
+                        std::string& table) const;
 
   private:
     void append_place(std::size_t w, std::string& line) const;
     void append_alleles(window const& w, std::uint32_t bits, std::string& line) const;
     void append_results(window const& w, window_row const& row, std::string& line) const;
+    void append_name(window const& w, haplotype_name const& haplotype, std::string& line) const;
     bool has_long_alleles(window const& w) const;
 
     snp_table const& snps_;

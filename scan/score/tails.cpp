@@ -15,6 +15,10 @@ double log_p_chi_square(double chisq, unsigned df) {
     return pchisq(chisq, df, 0, 1);
 }
 
+double normal_quantile(double p) {
+    return qnorm5(p, 0, 1, 1, 0);
+}
+
 double chi_square_1(double log_p) {
     return qchisq(log_p, 1, 0, 1);
 }

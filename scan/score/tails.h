@@ -10,6 +10,9 @@ double log_p_two_sided(double z);
 // ln P(X > chisq) for a chi-square X with df degrees of freedom.
 double log_p_chi_square(double chisq, unsigned df);
 
+// The z below which a standard normal variable is with probability p.
+double normal_quantile(double p);
+
 // The chi-square of 1 degree of freedom whose tail has this probability.
 double chi_square_1(double log_p);
 

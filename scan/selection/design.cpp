@@ -15,7 +15,7 @@ constexpr double RANK_TOLERANCE = 1e-7;
 struct column {
     std::string name;
     Eigen::VectorXd values;
-    double unit = 1;
+    double unit = 1, mean = 0;
 };
 
 // Values of the used subjects.
@@ -51,7 +51,9 @@ void standardise(column& c) {
     // Scaled before and after, so that sums and squares of any numbers stay finite.
     double const largest = c.values.cwiseAbs().maxCoeff();
     c.values /= largest;
-    c.values.array() -= c.values.mean();
+    double const mean = c.values.mean();
+    c.values.array() -= mean;
+    c.mean = largest * mean;
     double const widest = c.values.cwiseAbs().maxCoeff();
     c.values /= widest;
     double const deviation =
@@ -105,6 +107,7 @@ null_design make_design(std::vector<covariate> const& covariates,
     design.columns.col(0).setOnes();
     design.names = {"intercept"};
     design.units = {1};
+    design.means = {0};
     for (Eigen::Index j = 0, next = 1; j < X.cols(); ++j) {
         column const& c = columns[static_cast<std::size_t>(j)];
         if (std::find(kept.begin(), kept.end(), j) == kept.end()) {
@@ -114,6 +117,7 @@ null_design make_design(std::vector<covariate> const& covariates,
         design.columns.col(next++) = X.col(j);
         design.names.push_back(c.name);
         design.units.push_back(c.unit);
+        design.means.push_back(c.mean);
     }
     return design;
 }

@@ -16,6 +16,7 @@ struct null_design {
     Eigen::MatrixXd columns;        // subjects x (1 + columns of covariates)
     std::vector<std::string> names; // of the columns; "intercept" first, "centre=B" of a category
     std::vector<double> units;      // what a step of 1 in a column is in the covariate's own unit
+    std::vector<double> means;      // where a column is 0, in the covariate's own unit
     std::vector<std::string> constant, collinear; // names of columns that were dropped
     std::vector<std::string> levels;              // categories with their counts, a line each
 };
