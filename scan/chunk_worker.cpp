@@ -68,11 +68,8 @@ std::size_t chunk_worker::form_blocks(std::size_t first, std::size_t end) {
 
 void chunk_worker::count_blocks() {
     block_rows_.resize(blocks_.size());
-    for (std::size_t b = 0; b < blocks_.size(); ++b) {
-        block_rows_[b].clear();
-        for (std::uint32_t place = blocks_[b].first; place < blocks_[b].end; ++place)
-            block_rows_[b].push_back(rows_.row(place));
-    }
+    for (std::size_t b = 0; b < blocks_.size(); ++b)
+        rows_.take(blocks_[b].first, blocks_[b].end - blocks_[b].first, block_rows_[b]);
     counter_.count(block_rows_);
 }
 

@@ -41,19 +41,19 @@ struct unfinished_study : example_study {
 std::string const TAKEN = "t.parts: 29 (1-29) of 74 parts taken.\n";
 
 // 100 windows that take their time, each a part.
-std::string const SLOW = "--chr 22 --to-bp 30318000 --window 8 ";
+std::string const SLOW = "--chr 22 --to-bp 30336000 --window 14 --max-snps 14 ";
 
 // Example study with a run of them to t that the signal ended when its first part was there. Returns
 // how many there are.
 unsigned long interrupt(example_study const& files, int number) {
+    std::string const run = "exec " QUILMAR_SCAN_PROGRAM
+                            " --bfile study --pheno pheno.txt --covar covar.txt --covar-name "
+                            "age,PC1 --threads 1 --quiet --resume --out t " +
+                            SLOW;
     pid_t const pid = fork();
     if (pid == 0) {
         signal(number, SIG_DFL);
-        if (chdir(files.path.c_str()) == 0)
-            execl(QUILMAR_SCAN_PROGRAM, "quilmar-scan", "--bfile", "study", "--pheno", "pheno.txt",
-                  "--covar", "covar.txt", "--covar-name", "age,PC1", "--chr", "22", "--to-bp",
-                  "30318000", "--window", "8", "--threads", "1", "--quiet", "--resume", "--out",
-                  "t", nullptr);
+        if (chdir(files.path.c_str()) == 0) execl("/bin/sh", "sh", "-c", run.c_str(), nullptr);
         _exit(127);
     }
     for (int i = 0; i < 120000 && !files.has("t.parts/001"); ++i)
