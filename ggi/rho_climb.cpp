@@ -1,4 +1,4 @@
-// Climbs from the best of a grid of rho, from two starts.
+// Climbs from the best of a grid of rho, from three starts.
 #include "ggi/rho_climb.h"
 
 #include "ggi/engine/rho_parameters.h"
@@ -15,25 +15,20 @@ constexpr double SAME = 1e-6;    // twice a difference of log-likelihoods that i
 constexpr double SMALL_S = 1e-6; // s below which rho may be on a way to 0
 constexpr double RHO_GRID[] = {.3, .1, .03, .01, .003, .001, .0003, .0001};
 
-// Where a climb in rho begins: at the equilibrium fit, of which what runs away starts anew because it
-// need not do so with rho, or at the frequencies of both groups without effects. An excess of
-// homozygotes among cases can come from either, and the likelihood may have a maximum for each.
-enum class rho_start { at_equilibrium, without_effects };
-
-bool start_rho(rho_start from, fitted_model const& equilibrium, double const* frequencies,
+// Begins at the equilibrium fit with a share of its effects. With all of them the frequencies are the
+// fit's, but what runs away starts anew because it need not do so with rho; with less they are those
+// of both groups. An excess of homozygotes among cases can come from effects, from rho or from both,
+// and the likelihood may have a maximum for each.
+bool start_rho(double share, fitted_model const& equilibrium, double const* frequencies,
                fitted_model& m) {
     unsigned const n = m.n_ratios(), effects = m.effect_parameters();
-    auto const is_kept = [&](unsigned k) {
-        return equilibrium.outcome.is_estimable(k) &&
-               (from == rho_start::at_equilibrium || k >= n + effects);
-    };
+    auto const is_estimable = [&](unsigned k) { return equilibrium.outcome.is_estimable(k); };
     for (unsigned k = 0; k < n; ++k)
-        m.x[k] = is_kept(k) ? equilibrium.x[k] : m.start_of(frequencies, k);
+        m.x[k] = share == 1 && is_estimable(k) ? equilibrium.x[k] : m.start_of(frequencies, k);
     for (unsigned e = 0; e < m.n_terms(); ++e) {
         double const b = equilibrium.x[n + e];
-        m.x[n + 1 + e] = is_kept(n + e)                      ? b
-                         : from == rho_start::at_equilibrium ? start_for_infinite(b)
-                                                             : 0;
+        m.x[n + 1 + e] =
+            (e < effects ? share : 1) * (is_estimable(n + e) ? b : start_for_infinite(b));
     }
     double const f = m.frequencies().back();
     std::vector<double> g(m.model.p);
@@ -51,13 +46,13 @@ bool start_rho(rho_start from, fitted_model const& equilibrium, double const* fr
 
 // Climbs in t, and where that has no end or an end at s = 0 with more than the equilibrium's
 // log-likelihood, from there in w. `plain` is the model in x.
-bool climb_from(rho_start from, safeguarded_model const& plain, fitted_model const& equilibrium,
+bool climb_from(double share, safeguarded_model const& plain, fitted_model const& equilibrium,
                 double const* frequencies, fitted_model& m) {
     unsigned const K = m.data.n_haplotypes;
     m.is_logarithmic = false;
     m.model = regular_at_zero(plain, K);
     m.outcome.log_likelihood = -INF;
-    if (!start_rho(from, equilibrium, frequencies, m)) return false;
+    if (!start_rho(share, equilibrium, frequencies, m)) return false;
     bool has_succeeded = m.climb();
     double const s = s_of_t(m.x[K - 1]);
     bool const is_more = m.outcome.log_likelihood > equilibrium.outcome.log_likelihood + SAME / 2;
@@ -93,8 +88,8 @@ bool climb_rho(fitted_model const& equilibrium, double const* frequencies, fitte
     safeguarded_outcome best_outcome{};
     std::vector<double> best_x;
     bool is_logarithmic = false;
-    for (rho_start const from : {rho_start::at_equilibrium, rho_start::without_effects}) {
-        bool const has_succeeded = climb_from(from, plain, equilibrium, frequencies, m);
+    for (double const share : {1.0, 0.5, 0.0}) {
+        bool const has_succeeded = climb_from(share, plain, equilibrium, frequencies, m);
         result.iterations += m.outcome.iterations;
         double const L = m.outcome.log_likelihood;
         seen = std::max(seen, L);

@@ -7,9 +7,11 @@
 #include "scan/input/snp_table.h"
 #include "scan/options.h"
 #include "scan/output/tables.h"
+#include "scan/score/block_counter.h"
 #include "scan/score/null_model.h"
 #include "scan/score/window.h"
 #include "scan/windows/window_list.h"
+#include "scan/windows/window_rows.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -24,7 +26,7 @@ struct scan_input {
     snp_table const& snps;
     bed_file const& bed;
     window_list const& list;
-    std::vector<std::uint32_t> const& subjects; // used ones, index in the .fam
+    std::vector<std::uint32_t> const& subjects; // used ones, index in the .fam, increasing
     null_model const& model;
     effect_input const* effects; // null for none
 };
@@ -36,24 +38,6 @@ struct chunk_result {
     std::vector<error_code> codes;
 };
 
-// Genotypes of the SNPs of a window. Neighbours share SNPs, which are read once: the SNP at place m of
-// the windows' members is kept in slot m modulo the number of slots.
-class window_genotypes {
-  public:
-    window_genotypes(scan_input const& input, std::uint32_t most_snps);
-
-    std::vector<std::uint8_t const*> const& rows(window const& w);
-
-  private:
-    static constexpr std::uint32_t NONE = ~std::uint32_t{0};
-
-    scan_input const& input_;
-    std::uint32_t most_snps_;
-    std::vector<std::uint32_t> place_; // of the SNP in a slot
-    std::vector<std::uint8_t> slots_;
-    std::vector<std::uint8_t const*> rows_;
-};
-
 // One per thread; owns all work arrays, and refers to input and options.
 class chunk_worker {
   public:
@@ -61,24 +45,42 @@ class chunk_worker {
 
     // The windows from `first` to before `end`. Throws read_failed.
     chunk_result run(std::size_t first, std::size_t end);
+    // The numbers of one window. Throws read_failed.
+    window_row const& compute_one(std::size_t w);
 
   private:
-    void compute(window const& w);
-    void estimate_effects(std::size_t w, chunk_result& result);
+    // A run of the windows' members whose genotypes are counted together.
+    struct window_block {
+        std::uint32_t first, end, most_end;
+    };
 
     scan_input const& input_;
     options const& options_;
-    window_genotypes genotypes_;
+    window_rows rows_;
+    block_counter counter_;
+    genotype_table genotypes_;
     window_test test_;
     std::optional<effect_test> effects_;
     table_rows tables_;
+    std::vector<window_block> blocks_;
+    std::vector<std::size_t> block_of_; // by window from the first of the blocks on
+    std::vector<std::vector<genotype_row>> block_rows_;
     window_row row_;
+    std::vector<genotype_row> effect_rows_;
     effect_result effect_result_;
+
+    error_code check(window const& w) const;
+    std::size_t form_blocks(std::size_t first, std::size_t end);
+    void count_blocks();
+    void compute(window const& w, std::size_t block);
+    void append(std::size_t w, chunk_result& result);
+    void estimate_effects(std::size_t w, chunk_result& result);
 };
 
-// Bytes that one worker takes for the genotypes of a window and for its work.
+// Bytes that one worker takes for the genotypes of its windows and for its work; n_columns are those
+// of the design, `longest` the SNPs of the longest window.
 double bytes_per_thread(std::size_t n_subjects, std::size_t n_columns, std::size_t row_bytes,
-                        std::uint32_t most_snps);
+                        std::uint32_t longest);
 
 } // namespace scan
 

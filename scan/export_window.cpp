@@ -1,5 +1,6 @@
 #include "scan/export_window.h"
 
+#include "scan/chunk_worker.h"
 #include "scan/error.h"
 #include "scan/output/numbers.h"
 #include "scan/output/output_file.h"
@@ -35,21 +36,19 @@ std::size_t find_window(window_list const& list, std::string const& id) {
 }
 
 // The .bed's rows of a window's SNPs.
-class window_rows {
+class exported_genotypes {
   public:
-    window_rows(study const& s, window const& w) : n_snps_(w.n_snps) {
+    exported_genotypes(study const& s, window const& w) : n_snps_(w.n_snps) {
         for (std::uint32_t l = 0; l < n_snps_; ++l) {
             bytes_.emplace_back(s.bed.row_bytes());
             s.bed.read(s.snps[s.windows.members[w.first + l]].row, bytes_.back().data());
-            rows_.push_back(bytes_.back().data());
         }
     }
 
-    std::vector<std::uint8_t const*> const& rows() const { return rows_; }
     // Copies of the first allele, -9 for missing.
     int copies(std::uint32_t l, std::uint32_t subject) const {
         constexpr int BY_CODE[4] = {2, -9, 1, 0};
-        return BY_CODE[rows_[l][subject / 4] >> subject % 4 * 2 & 3];
+        return BY_CODE[bytes_[l][subject / 4] >> subject % 4 * 2 & 3];
     }
     unsigned n_missing(std::uint32_t subject) const {
         unsigned n = 0;
@@ -61,22 +60,12 @@ class window_rows {
   private:
     std::uint32_t n_snps_;
     std::vector<std::vector<std::uint8_t>> bytes_;
-    std::vector<std::uint8_t const*> rows_;
 };
 
-window_row compute(study const& s, window const& w, window_rows const& genotypes,
-                   options const& o) {
-    window_row row;
-    if (w.n_snps == 0)
-        row.code = error_code::one_haplotype;
-    else if (w.is_too_long)
-        row.code = error_code::too_long;
-    else if (w.n_snps > o.max_snps)
-        row.code = error_code::too_many_snps;
-    else {
-        null_model const model = fit_null_model(s.used.is_case, s.design.columns, s.design.names);
-        window_test(model, s.used.used, o.test).run(genotypes.rows(), row);
-    }
+window_row compute(study const& s, std::size_t index, options const& o) {
+    null_model const model = fit_null_model(s.used.is_case, s.design.columns, s.design.names);
+    scan_input const input{s.snps, s.bed, s.windows, s.used.used, model, nullptr};
+    window_row row = chunk_worker(input, o).compute_one(index);
     if (row.code != error_code::none)
         throw failure(nothing_to_do,
                       "Window " + o.exported.first +
@@ -91,7 +80,7 @@ std::string word(std::string name) {
     return name;
 }
 
-std::string data_text(study const& s, window const& w, window_rows const& genotypes,
+std::string data_text(study const& s, window const& w, exported_genotypes const& genotypes,
                       double window_mind) {
     std::string table = "FID\tIID\tSTATUS";
     for (std::uint32_t l = 0; l < w.n_snps; ++l)
@@ -151,9 +140,10 @@ void export_window(options const& o, run_log& log) {
     output_file data(prefix + ".txt", input_paths(o)),
         specification(prefix + ".spec", input_paths(o));
     study const s(o, log);
-    window const& w = s.windows.windows[find_window(s.windows, id)];
-    window_rows const genotypes(s, w);
-    window_row const row = compute(s, w, genotypes, o);
+    std::size_t const index = find_window(s.windows, id);
+    window const& w = s.windows.windows[index];
+    exported_genotypes const genotypes(s, w);
+    window_row const row = compute(s, index, o);
     data.write(data_text(s, w, genotypes, o.test.window_mind));
     specification.write(specification_text(row, w.n_snps, s.design.names.size() - 1));
     for (output_file* file : {&data, &specification})

@@ -342,8 +342,9 @@ void check_together(CLI::App const& app, options const& o) {
     if (!o.covar.empty() && o.allow_no_covars)
         refuse("--covar and --allow-no-covars exclude each other.");
     check_windows(app, o);
-    if (o.is_dry_run && is_given(app, "--export-window"))
-        refuse("--export-window and --dry-run exclude each other.");
+    for (char const* scanning : {"--dry-run", "--parallel", "--resume"})
+        if (is_given(app, "--export-window") && is_given(app, scanning))
+            refuse(std::string("--export-window and ") + scanning + " exclude each other.");
     if (o.out.back() == '/') refuse("--out names a folder: add a prefix to it.");
 }
 
@@ -492,11 +493,10 @@ std::optional<options> read_command_line(int argc, char const* const* argv) {
     options o;
     o.n_threads = std::max(1u, std::thread::hardware_concurrency());
     std::vector<std::string> chromosomes;
-    std::pair<std::uint32_t, std::uint32_t> part{0, 0}; // not given
     std::string test = "score";
+    std::pair<std::uint32_t, std::uint32_t> part{0, 0}; // not given
     CLI::App app("Tests of the haplotypes of windows of SNPs in cases and controls: score tests "
-                 "adjusted for "
-                 "covariates, or likelihood ratios.",
+                 "adjusted for covariates, or likelihood ratios.",
                  "quilmar-scan");
     app.allow_extras();
     app.set_version_flag("--version", "quilmar-scan " QUILMAR_VERSION, "Print the version");

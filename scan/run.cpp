@@ -70,9 +70,12 @@ std::string subject_list(study const& s) {
 void note_memory(options const& o, study const& s, run_log& log) {
     double const n = static_cast<double>(s.used.used.size()),
                  columns = static_cast<double>(s.design.names.size());
-    double const model = 8 * n * (2 * columns + 2),
+    std::uint32_t longest = 0;
+    for (window const& w : s.windows.windows)
+        if (w.n_snps <= o.max_snps) longest = std::max(longest, w.n_snps);
+    double const model = 8 * n * (2 * columns + 2) + (columns > 1 ? 4 * n * (columns + 4) : 0),
                  thread = bytes_per_thread(s.used.used.size(), s.design.names.size(),
-                                           s.bed.row_bytes(), o.max_snps) +
+                                           s.bed.row_bytes(), longest) +
                           (o.effects.most_p ? effect_test::bytes(n, columns) : 0);
     log.note("Memory: at most about " + mib_text(peak_bytes() + model + o.n_threads * thread) +
              " with " + std::to_string(o.n_threads) + " threads.");

@@ -31,14 +31,15 @@ expect() {
 options=$(quilmar-scan --help | grep -v '^Example' | grep -oE '^ +(-.,)?--[a-z0-9-]+' | grep -oE -- '--.*')
 expect "$options" quilmar-scan --
 expect "$(printf -- '--bed\n--bfile\n--bim')" quilmar-scan --allow-no-covars --b
-# An option whose value is a file or a prefix completes files, one with another value nothing.
+# An option whose value is a file or a prefix completes files, one of a list of words these, others nothing.
 while read -r option kind; do
     case $option:$kind in
     --bfile:*) expect $'folder\nstudy one' quilmar-scan "$option" "" ;;
     *:FILE* | *:PREFIX*) expect "notes.txt" quilmar-scan "$option" no ;;
+    *{*) expect "$(grep -oE '[a-z]+' <<<"${kind#*:}")" quilmar-scan "$option" "" ;;
     *) expect "" quilmar-scan "$option" "" ;;
     esac
-done < <(quilmar-scan --help | grep -oE '^  (-.,)?--[a-z0-9-]+ [A-Z]+' | sed -E 's/^ +(-.,)?//')
+done < <(quilmar-scan --help | grep -oE '^  (-.,)?--[a-z0-9-]+ [A-Z]+(:\{[a-z,]+\})?' | sed -E 's/^ +(-.,)?//')
 expect "study.bim" quilmar-scan --bim = study.
 expect "notes.txt" quilmar-scan -R no
 expect "--quiet" quilmar-scan --dry-run --q

@@ -2,6 +2,7 @@
 # Makes the package of a build, unpacks it and runs what it holds: package_test.sh BUILD.
 set -eu
 build=$(cd "$1" && pwd)
+tests=$(cd "$(dirname "$0")" && pwd)
 place=$(mktemp -d)
 trap 'rm -r "$place"' EXIT
 cd "$place"
@@ -30,9 +31,7 @@ done
 for program in quilmar quilmar-scan; do
     bash -n root/usr/share/bash-completion/completions/$program || fail "completion of $program"
 done
-for link in $(grep -ohE '\]\((docs/)?[a-z_-]+\.(md|svg)' "$docs/README.md" | cut -c 3-); do
-    [ -e "$docs/$link" ] || fail "README.md links $link"
-done
+"$tests/links.py" "$docs" || fail "links of the installed documents"
 
 quilmar "$docs/examples/two_genes.txt" "$docs/examples/two_genes.spec" 2>said || [ $? = 1 ] || fail "quilmar"
 [ "$(grep -c 'Status: Success.' two_genes.txt.out)" = 2 ] || fail "no report: $(cat said)"

@@ -109,6 +109,9 @@ TEST(scan_export, errors) {
         {"-R empty --export-window e w", 13, "it has no numbers: ONE_HAPLOTYPE."},
         {"--min-hap-freq 0.9 --export-window 1 w", 13, "it has no numbers: ONE_HAPLOTYPE."},
         {"--export-window 1 w --dry-run", 8, "--export-window and --dry-run exclude each other."},
+        {"--export-window 1 w --parallel 1 2", 8,
+         "--export-window and --parallel exclude each other."},
+        {"--export-window 1 w --resume", 8, "--export-window and --resume exclude each other."},
         {"--pheno w.txt --export-window 1 w", 3, "w.txt: would replace an input of this run."},
         {"--export-window 1 no/w", 3, "no/w.txt: cannot be made: No such file"},
     };

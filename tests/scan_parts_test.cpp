@@ -6,63 +6,66 @@
 #include <iterator>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
-
-// 293 windows in chunks of 4, each a part of its own to --resume.
-constexpr unsigned N_WINDOWS = 293, CHUNK = 4, N_PARTS = 74;
-
-// What the run of the tests of --resume makes when nothing stops it: its tables, and its log.
-struct whole_run {
-    std::string tables, log;
-};
 
 std::string tables(scratch const& files) {
     return files.read("t.win.tsv") + files.read("t.hap.tsv") + files.read("t.id");
 }
 
-whole_run run_whole() {
+// Tables and log of a run that nothing stops.
+std::pair<std::string, std::string> whole_run(std::string const& arguments) {
     example_study files;
-    EXPECT_EQ(files.scan("--chr 22 --window 8 --quiet").exit_status, 0);
+    EXPECT_EQ(files.scan("--quiet " + arguments).exit_status, 0);
     return {tables(files), files.read("t.log")};
 }
 
-// Example study with that run on one thread, which a signal ended when one of its parts was there.
-struct interrupted_study : example_study {
-    explicit interrupted_study(int number = SIGKILL, std::string const& part = "001") {
-        pid_t const pid = fork();
-        if (pid == 0) {
-            signal(number, SIG_DFL);
-            if (chdir(path.c_str()) == 0)
-                execl(QUILMAR_SCAN_PROGRAM, "quilmar-scan", "--bfile", "study", "--pheno",
-                      "pheno.txt", "--covar", "covar.txt", "--covar-name", "age,PC1", "--chr", "22",
-                      "--window", "8", "--threads", "1", "--quiet", "--resume", "--out", "t",
-                      nullptr);
-            _exit(127);
-        }
-        for (int i = 0; i < 20000 && !has("t.parts/" + part); ++i)
-            usleep(1000);
-        kill(pid, number);
-        int status = 0;
-        EXPECT_EQ(waitpid(pid, &status, 0), pid);
-        EXPECT_TRUE(WIFSIGNALED(status) ? WTERMSIG(status) == number
-                                        : WEXITSTATUS(status) == 128 + number)
-            << status;
-        n_parts = std::stoul(run_shell(*this, "ls t.parts | grep -c '^[0-9]*$'").out);
-        EXPECT_GE(n_parts, 1u);
-        EXPECT_LT(n_parts, N_PARTS);
+// Example study with a run to t whose parts are whole but for the tables, which found no room.
+// 296 windows make 74 chunks, each a part of its own; those from 30 on are removed.
+struct unfinished_study : example_study {
+    unfinished_study() {
+        outcome const o = run("ulimit -f 40; quilmar-scan --bfile study --pheno pheno.txt --covar "
+                              "covar.txt --covar-name age,PC1 --chr 22 --quiet --resume --out t");
+        EXPECT_EQ(o.exit_status, 5);
+        EXPECT_NE(o.err.find("cannot be written: File too large."), std::string::npos) << o.err;
+        EXPECT_EQ(run_shell(*this, "rm t.parts/0[3-7]*; ls t.parts | tr '\\n' ' '").out,
+                  "001 002 003 004 005 006 007 008 009 010 011 012 013 014 015 016 017 018 019 020 "
+                  "021 022 023 024 025 026 027 028 029 record ");
     }
     outcome resume(std::string const& arguments = "") const {
-        return scan("--chr 22 --window 8 --resume " + arguments);
+        return scan("--chr 22 --resume " + arguments);
     }
-    // The line that says which parts were taken.
-    std::string taken(unsigned first, std::size_t last) const {
-        return "t.parts: " + std::to_string(last - first + 1) + " (" + std::to_string(first) +
-               (last > first ? "-" + std::to_string(last) : "") + ") of 74 parts taken.\n";
-    }
-
-    unsigned long n_parts; // finished
 };
+
+std::string const TAKEN = "t.parts: 29 (1-29) of 74 parts taken.\n";
+
+// 100 windows that take their time, each a part.
+std::string const SLOW = "--chr 22 --to-bp 30336000 --window 14 --max-snps 14 ";
+
+// Example study with a run of them to t that the signal ended when its first part was there. Returns
+// how many there are.
+unsigned long interrupt(example_study const& files, int number) {
+    std::string const run = "exec " QUILMAR_SCAN_PROGRAM
+                            " --bfile study --pheno pheno.txt --covar covar.txt --covar-name "
+                            "age,PC1 --threads 1 --quiet --resume --out t " +
+                            SLOW;
+    pid_t const pid = fork();
+    if (pid == 0) {
+        signal(number, SIG_DFL);
+        if (chdir(files.path.c_str()) == 0) execl("/bin/sh", "sh", "-c", run.c_str(), nullptr);
+        _exit(127);
+    }
+    for (int i = 0; i < 120000 && !files.has("t.parts/001"); ++i)
+        usleep(1000);
+    kill(pid, number);
+    int status = 0;
+    EXPECT_EQ(waitpid(pid, &status, 0), pid);
+    EXPECT_TRUE(WIFSIGNALED(status) ? WTERMSIG(status) == number
+                                    : WEXITSTATUS(status) == 128 + number)
+        << status;
+    return std::stoul(run_shell(files, "ls t.parts | grep -c '^[0-9]*$'").out);
+}
 
 } // namespace
 
@@ -110,21 +113,26 @@ TEST(scan_parts, concatenated_they_are_the_whole_run_for_all_threads) {
 }
 
 TEST(scan_parts, resume_takes_what_was_finished) {
-    whole_run const whole = run_whole();
+    auto const [whole, log] = whole_run(SLOW);
     // Lambda and the like are those of all windows.
-    std::size_t const from = whole.log.find("Lambda "), to = whole.log.find("Bonferroni");
+    std::size_t const from = log.find("Lambda "), to = log.find("Bonferroni");
     for (int const number : {SIGKILL, SIGINT, SIGTERM}) {
-        interrupted_study const files(number);
-        EXPECT_EQ(files.list("t.parts").find(".tmp"), std::string::npos);
-        // A killed run may leave these beside its parts.
+        example_study files;
+        unsigned long const n = interrupt(files, number);
+        ASSERT_TRUE(n > 0 && n < 100) << n;
+        // A killed run may leave these beside its parts, at other times than here.
         run_shell(files, "touch t.parts/record.tmp1 t.parts/002.tmp12");
-        outcome const o = files.resume("--threads 2");
+        outcome const o = files.scan(SLOW + "--resume --threads 2");
         EXPECT_EQ(o.exit_status, 0) << o.err;
-        EXPECT_NE(o.err.find(files.taken(1, files.n_parts)), std::string::npos) << o.err;
-        std::string const left = std::to_string(N_WINDOWS - CHUNK * files.n_parts);
+        std::string const taken = n == 1 ? "1" : "1-" + std::to_string(n),
+                          left = std::to_string(100 - n);
+        EXPECT_NE(
+            o.err.find("t.parts: " + std::to_string(n) + " (" + taken + ") of 100 parts taken.\n"),
+            std::string::npos)
+            << o.err;
         EXPECT_NE(o.err.find(left + " of " + left + " windows done"), std::string::npos) << o.err;
-        EXPECT_NE(o.err.find(whole.log.substr(from, to - from)), std::string::npos) << o.err;
-        EXPECT_TRUE(tables(files) == whole.tables) << number;
+        EXPECT_NE(o.err.find(log.substr(from, to - from)), std::string::npos) << o.err;
+        EXPECT_TRUE(tables(files) == whole) << number;
         EXPECT_FALSE(files.has("t.parts"));
     }
 }
@@ -157,7 +165,7 @@ TEST(scan_parts, damaged_parts_are_computed_anew) {
                                    "printf '~' | dd of=$p bs=1 seek=200 conv=notrunc",
                                    "sed -i '1s/ [0-9]*/ 5/' $p",
                                    "sed -i '1s/ [0-9]*$/ 99999999999/' $p"};
-    interrupted_study const files(SIGKILL, "012");
+    unfinished_study const files;
     std::string damage, warnings;
     for (std::size_t i = 0; i < std::size(damages); ++i) {
         std::string const part = "t.parts/00" + std::to_string(i + 2);
@@ -168,30 +176,28 @@ TEST(scan_parts, damaged_parts_are_computed_anew) {
     outcome const o = files.resume("--threads 2");
     EXPECT_EQ(o.exit_status, 0) << o.err;
     EXPECT_NE(o.err.find(warnings), std::string::npos) << o.err;
-    EXPECT_NE(o.err.find("(1, 10-" + std::to_string(files.n_parts) + ") of 74 parts taken.\n"),
-              std::string::npos)
+    EXPECT_NE(o.err.find("t.parts: 21 (1, 10-29) of 74 parts taken.\n"), std::string::npos)
         << o.err;
-    EXPECT_TRUE(tables(files) == run_whole().tables);
+    EXPECT_TRUE(tables(files) == whole_run("--chr 22").first);
     EXPECT_FALSE(files.has("t.parts"));
 }
 
 TEST(scan_parts, resume_refuses_parts_of_another_run) {
-    interrupted_study const files;
-    std::string const before = files.list("t.parts");
+    unfinished_study const files;
     struct {
         char const *prepare, *arguments, *undo, *message;
     } const cases[] = {
-        {"", "--window 8", "", "--chr was 22 and is not given"},
-        {"", "--chr 22 --window 9", "", "--window was 8 and is 9"},
-        {"", "--chr 22 --window 8 --maf 0.05", "", "--maf was not given and is 0.05"},
-        {"", "--chr 22 --window 8 --1", "", "--1 was not given and is given"},
-        {"", "--chr 22 --window 8 --pfilter 0.1", "", "--pfilter was 1 and is 0.1"},
-        {"", "--chr 22 --window 8 --covar-name age", "", "--covar-name was age,PC1 and is age"},
-        {"cp -p study.fam x; echo >>study.fam", "--chr 22 --window 8", "mv x study.fam",
+        {"", "", "", "--chr was 22 and is not given"},
+        {"", "--chr 22 --window 6", "", "--window was 5 and is 6"},
+        {"", "--chr 22 --maf 0.05", "", "--maf was not given and is 0.05"},
+        {"", "--chr 22 --1", "", "--1 was not given and is given"},
+        {"", "--chr 22 --pfilter 0.1", "", "--pfilter was 1 and is 0.1"},
+        {"", "--chr 22 --covar-name age", "", "--covar-name was age,PC1 and is age"},
+        {"cp -p study.fam x; echo >>study.fam", "--chr 22", "mv x study.fam",
          "the file of --fam was "},
-        {"cp -p covar.txt x; touch -d '2020-02-03 04:05:06.7 UTC' covar.txt", "--chr 22 --window 8",
+        {"cp -p covar.txt x; touch -d '2020-02-03 04:05:06.7 UTC' covar.txt", "--chr 22",
          "mv x covar.txt", " bytes of 2020-02-03 04:05:06.700000000.\n"},
-        {"cp -p t.parts/record x; sed -i 's/2.0$/1.9/' t.parts/record", "--chr 22 --window 8",
+        {"cp -p t.parts/record x; sed -i 's/2.0$/1.9/' t.parts/record", "--chr 22",
          "mv x t.parts/record", "version was 1.9 and is 2.0"},
     };
     for (auto const& c : cases) {
@@ -207,7 +213,7 @@ TEST(scan_parts, resume_refuses_parts_of_another_run) {
         run_shell(files, std::string(c.undo) + "\n:");
     }
     EXPECT_EQ(files.resume("--quiet --threads 2").exit_status, 0);
-    EXPECT_NE(files.read("t.log").find(files.taken(1, files.n_parts)), std::string::npos) << before;
+    EXPECT_NE(files.read("t.log").find(TAKEN), std::string::npos);
 }
 
 TEST(scan_parts, folder_of_someone_else) {
@@ -237,7 +243,7 @@ TEST(scan_parts, folder_of_someone_else) {
     EXPECT_EQ(changed.list("t.parts"), "record ");
     EXPECT_EQ(changed.scan("--resume --quiet").err, "");
     // A note beside the parts stays, and the folder with it.
-    interrupted_study const files;
+    unfinished_study const files;
     run_shell(files, "echo mine >t.parts/notes");
     EXPECT_EQ(files.resume().exit_status, 0);
     EXPECT_EQ(files.list("t.parts"), "notes ");

@@ -91,6 +91,30 @@ TEST(scan_run, bytes_do_not_depend_on_threads) {
     EXPECT_EQ(tables[2], tables[0]);
 }
 
+// A window has the same row whatever windows it is computed with.
+TEST(scan_run, bytes_do_not_depend_on_other_windows) {
+    for (std::string const n : {"5", "9"}) {
+        example_study files;
+        run_shell(files, "awk 'NR>510&&NR%4{print $2}' study.bim >some");
+        std::string const some = "--window-mind 0.1 --extract some ",
+                          sliding = some + "--window " + n;
+        ASSERT_EQ(files.scan(sliding).exit_status, 0);
+        std::string const rows = "cut -f 1-3,5- t.win.tsv";
+        run_shell(files, rows + " >all");
+        ASSERT_EQ(files.scan(sliding + " --step 3").exit_status, 0);
+        run_shell(files, rows + " >steps");
+        EXPECT_GT(files.read("steps").size(), 1500u);
+        EXPECT_EQ(run_shell(files, "grep -vxFf all steps").out, "");
+        // Lists of the same SNPs do not share them.
+        run_shell(files, "awk '{id[NR]=$1}END{for(i=NR-" + n +
+                             "+1;i>0;--i){printf \"w%d\",i;"
+                             "for(k=i;k<i+" +
+                             n + ";++k)printf \" %s\",id[k];print \"\"}}' some >lists");
+        ASSERT_EQ(files.scan(some + "--hap-list lists").exit_status, 0);
+        EXPECT_EQ(run_shell(files, rows + " | diff - all").out, "");
+    }
+}
+
 TEST(scan_run, windows) {
     expect_windows("", "--window 2",
                    {{"WINDOW", "1 2 3 4 5 "},

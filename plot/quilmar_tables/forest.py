@@ -14,7 +14,8 @@ from .wording import interval_text, p_text, percent_text
 MOST_ROWS = 120
 ROW, TOP, BOTTOM, PLOT = 0.23, 0.45, 0.75, 3.2  # inches
 CHARACTER = 0.073  # inches, of the fixed-width font at 8.5 points
-STEPS = np.array([1, 2, 5])
+# Ticks within a power of ten, the densest first.
+STEPS = ([1, 1.1, 1.2, 1.3, 1.5, 2, 2.5, 3, 4, 5, 6, 7, 8, 9], [1, 1.5, 2, 3, 4, 6, 8], [1, 2, 5], [1])
 
 
 @dataclass
@@ -53,11 +54,14 @@ def limits(rows):
 
 
 def ticks(low, high):
-    """1, 2 and 5 times powers of ten, or those powers alone where there would be many."""
+    """Round numbers between the ends, as many as have room."""
     powers = 10.0 ** np.arange(np.floor(np.log10(low)), np.ceil(np.log10(high)) + 1)
-    every = np.outer(powers, STEPS).ravel()
-    shown = every[(every >= low) & (every <= high)]
-    return shown if len(shown) <= 8 else powers[(powers >= low) & (powers <= high)]
+    for steps in STEPS:
+        every = np.outer(powers, steps).ravel()
+        shown = every[(every >= low) & (every <= high)]
+        if len(shown) <= 8:
+            break
+    return shown[::1 + (len(shown) - 1) // 8]
 
 
 def draw_interval(axes, y, row, low, high):

@@ -78,13 +78,21 @@ void bed_file::check(std::uint32_t n_snps, std::uint32_t n_subjects) const {
                                      "study, and whole.");
 }
 
-void bed_file::read(std::uint32_t row, std::uint8_t* genotypes) const {
+void bed_file::read(std::uint32_t row, std::uint8_t* genotypes, std::uint32_t n_rows) const {
+    std::size_t const size = n_rows * row_bytes_;
     ssize_t const got =
-        read_at(descriptor_, genotypes, row_bytes_, HEADER + std::uint64_t{row} * row_bytes_);
-    if (got == static_cast<ssize_t>(row_bytes_)) return;
+        read_at(descriptor_, genotypes, size, HEADER + std::uint64_t{row} * row_bytes_);
+    if (got == static_cast<ssize_t>(size)) return;
     std::string const why = got < 0 ? std::strerror(errno) : "it has become shorter";
-    throw failure(read_failed,
-                  path_ + ": SNP " + std::to_string(row + 1) + " cannot be read: " + why + ".");
+    std::size_t const whole = got < 0 ? 0 : static_cast<std::size_t>(got) / row_bytes_;
+    throw failure(read_failed, path_ + ": SNP " + std::to_string(row + whole + 1) +
+                                   " cannot be read: " + why + ".");
+}
+
+void bed_file::expect(std::uint32_t row, std::uint32_t n_rows) const {
+    // A hint: where it fails, the rows are read when they are needed.
+    posix_fadvise(descriptor_, static_cast<off_t>(HEADER + std::uint64_t{row} * row_bytes_),
+                  static_cast<off_t>(n_rows * row_bytes_), POSIX_FADV_WILLNEED);
 }
 
 } // namespace scan

@@ -23,8 +23,10 @@ class bed_file {
     bed_file& operator=(bed_file const&) = delete;
 
     std::size_t row_bytes() const { return row_bytes_; }
-    // Reads a row into row_bytes() bytes. Throws read_failed.
-    void read(std::uint32_t row, std::uint8_t* genotypes) const;
+    // Reads n_rows neighbouring rows into row_bytes() bytes each. Throws read_failed.
+    void read(std::uint32_t row, std::uint8_t* genotypes, std::uint32_t n_rows = 1) const;
+    // Rows that will be read soon may come from the disk meanwhile.
+    void expect(std::uint32_t row, std::uint32_t n_rows) const;
 
   private:
     void check(std::uint32_t n_snps, std::uint32_t n_subjects) const;

@@ -12,6 +12,7 @@
 #include <htslib/hts.h>
 #include <htslib/hts_log.h>
 #include <htslib/vcf.h>
+#include <new>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -20,12 +21,14 @@ namespace scan {
 namespace {
 
 constexpr std::uint8_t BED_START[3] = {0x6c, 0x1b, 0x01};
+constexpr int NO_MEMORY = -4; // status of bcf_get_genotypes
 // Chromosomes and fields that the header does not announce are read nonetheless.
 constexpr int HEADER_LACKS = BCF_ERR_CTG_UNDEF | BCF_ERR_TAG_UNDEF;
 constexpr std::uint8_t MISSING = 1, BY_COPIES[3] = {3, 2, 0};
 
 bool is_nucleotide(char const* allele) {
-    return std::strchr("ACGTacgt", allele[0]) != nullptr && allele[1] == '\0';
+    constexpr std::string_view LETTERS = "ACGTacgt";
+    return LETTERS.find(allele[0]) != LETTERS.npos && allele[1] == '\0';
 }
 
 // A file that vanishes with its last descriptor.
@@ -36,7 +39,10 @@ std::FILE* open_unnamed(std::string const& folder) {
         throw failure(open_failed, folder + ": a temporary file cannot be made there: " +
                                        std::strerror(errno) + ". Change TMPDIR or --out.");
     unlink(name.c_str());
-    return fdopen(descriptor, "w+");
+    std::FILE* const file = fdopen(descriptor, "w+");
+    if (file != nullptr) return file;
+    close(descriptor);
+    throw std::bad_alloc();
 }
 
 [[noreturn]] void cannot_write() {
@@ -69,6 +75,7 @@ void vcf_file::closer::operator()(bcf1_t* record) const {
 
 vcf_file::vcf_file(std::string const& path, std::string const& folder)
     : path_(path), record_(bcf_init()), bed_(open_unnamed(folder)) {
+    if (!record_) throw std::bad_alloc();
     hts_set_log_level(HTS_LOG_OFF);
     open();
     header_.reset(bcf_hdr_read(file_.get()));
@@ -170,6 +177,7 @@ bool vcf_file::next(snp_record& record) {
 
 void vcf_file::read_genotypes() {
     int const n_calls = bcf_get_genotypes(header_.get(), record_.get(), &calls_, &calls_size_);
+    if (n_calls == NO_MEMORY) throw std::bad_alloc();
     if (n_calls <= 0) fail("the record has no genotypes (GT).");
     int const ploidy = n_calls / static_cast<int>(n_subjects_);
     std::fill(row_.begin(), row_.end(), std::uint8_t{0});

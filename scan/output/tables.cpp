@@ -148,10 +148,12 @@ void table_rows::append_haplotypes(std::size_t index, window_row const& row,
 
 void table_rows::append_name(window const& w, haplotype_name const& haplotype,
                              std::string& line) const {
-    if (haplotype.kind == haplotype_name::one) return append_alleles(w, haplotype.bits, line);
-    line += haplotype.kind == haplotype_name::rare   ? "rare\t"
-            : haplotype.kind == haplotype_name::rest ? "rest\t"
-                                                     : ".\t";
+    switch (haplotype.kind) {
+    case haplotype_name::nothing: line += ".\t"; break;
+    case haplotype_name::one: append_alleles(w, haplotype.bits, line); break;
+    case haplotype_name::rare: line += "rare\t"; break;
+    case haplotype_name::rest: line += "rest\t"; break;
+    }
 }
 
 void table_rows::append_effects(std::size_t index, std::string const& model,

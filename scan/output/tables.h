@@ -36,9 +36,9 @@ class table_rows {
 
   private:
     void append_place(std::size_t w, std::string& line) const;
-    void append_name(window const& w, haplotype_name const& haplotype, std::string& line) const;
     void append_alleles(window const& w, std::uint32_t bits, std::string& line) const;
     void append_results(window const& w, window_row const& row, std::string& line) const;
+    void append_name(window const& w, haplotype_name const& haplotype, std::string& line) const;
     bool has_long_alleles(window const& w) const;
 
     snp_table const& snps_;

@@ -1,106 +1,81 @@
 #include "scan/score/genotype_table.h"
 
-#include <algorithm>
-#include <bitset>
+#include <array>
 
 namespace scan {
 
 namespace {
 
-constexpr std::uint32_t NONE = ~std::uint32_t{0};
-constexpr std::uint64_t LOW_BITS = 0x5555555555555555u; // the lower bit of every code
+// Masks of the 4 SNPs of a byte of a key. Codes: 00 two copies of the first allele, 01 missing, 10
+// one, 11 none.
+struct masks {
+    std::uint8_t missing = 0, twos = 0, ones = 0;
+};
 
-// Codes of the .bed: 00 two copies of the first allele, 01 missing, 10 one, 11 none.
-std::uint64_t missing_codes(std::uint64_t key) {
-    return key & ~(key >> 1) & LOW_BITS;
-}
-
-std::uint64_t hash(std::uint64_t key) {
-    key *= 0x9e3779b97f4a7c15u;
-    return key ^ (key >> 32);
-}
-
-genotype_count decode(std::uint64_t key, std::size_t n) {
-    genotype_count g{};
-    for (std::size_t l = 0; l < n; ++l) {
-        std::uint32_t const bit = std::uint32_t{1} << l;
-        switch ((key >> (2 * l)) & 3) {
-        case 0: g.twos |= bit; [[fallthrough]];
-        case 2: g.ones |= bit; break;
-        case 1: g.missing |= bit; break;
+constexpr std::array<masks, 256> make_masks() {
+    std::array<masks, 256> result{};
+    for (unsigned byte = 0; byte < 256; ++byte)
+        for (unsigned l = 0; l < 4; ++l) {
+            auto const bit = static_cast<std::uint8_t>(1 << l);
+            masks& m = result[byte];
+            switch (byte >> 2 * l & 3) {
+            case 0: m.twos |= bit; [[fallthrough]];
+            case 2: m.ones |= bit; break;
+            case 1: m.missing |= bit; break;
+            }
         }
-    }
-    return g;
+    return result;
 }
+
+constexpr std::array<masks, 256> masks_of_byte = make_masks();
 
 } // namespace
-
-genotype_table::genotype_table(null_model const& model, std::vector<std::uint32_t> const& sample)
-    : model_(model), sample_(sample), keys_(sample.size()), slots_(64, NONE) {}
 
 Eigen::Map<row_major_matrix const> genotype_table::sums() const {
     return {sums_.data(), static_cast<Eigen::Index>(genotypes.size()), model_.subjects.cols()};
 }
 
-void genotype_table::read_keys(std::vector<std::uint8_t const*> const& rows) {
-    std::fill(keys_.begin(), keys_.end(), 0);
-    for (std::uint8_t const* const row : rows)
-        for (std::size_t i = 0; i < keys_.size(); ++i) {
-            std::uint32_t const s = sample_[i];
-            keys_[i] = keys_[i] << 2 | ((row[s / 4] >> (s % 4 * 2)) & 3u);
-        }
-}
-
-std::uint32_t& genotype_table::slot_of(std::uint64_t key) {
-    std::size_t const last = slots_.size() - 1;
-    std::size_t s = hash(key) & last;
-    while (slots_[s] != NONE && distinct_[slots_[s]] != key)
-        s = (s + 1) & last;
-    return slots_[s];
-}
-
-// Index of a key that is new, at n SNPs.
-std::uint32_t genotype_table::add(std::uint64_t key, std::size_t n) {
-    auto const index = static_cast<std::uint32_t>(distinct_.size());
-    distinct_.push_back(key);
-    genotypes.push_back(decode(key, n));
-    sums_.resize(sums_.size() + static_cast<std::size_t>(model_.subjects.cols()), 0.0);
-    if (2 * distinct_.size() > slots_.size()) {
-        slots_.assign(2 * slots_.size(), NONE);
-        for (std::uint32_t r = 0; r < index; ++r)
-            slot_of(distinct_[r]) = r;
-    }
-    return slot_of(key) = index;
-}
-
-void genotype_table::collapse(std::vector<std::uint8_t const*> const& rows, unsigned max_missing) {
+void genotype_table::clear(unsigned number_of_snps) {
+    n_snps = number_of_snps;
     genotypes.clear();
-    distinct_.clear();
-    sums_.clear();
     left_out.clear();
     n_subjects = n_cases = 0;
-    std::fill(slots_.begin(), slots_.end(), NONE);
-    read_keys(rows);
+}
 
+void genotype_table::add(genotype_cell const& cell) {
+    genotype_count g{0, 0, 0, cell.controls, cell.cases};
+    for (unsigned l = 0; l < n_snps; l += 4) {
+        masks const& m = masks_of_byte[cell.key >> 2 * l & 255];
+        g.missing |= unsigned{m.missing} << l;
+        g.twos |= unsigned{m.twos} << l;
+        g.ones |= unsigned{m.ones} << l;
+    }
+    unsigned const snps = (1u << n_snps) - 1; // the last byte may be of fewer than 4
+    g.twos &= snps, g.ones &= snps;
+    genotypes.push_back(g);
+    n_subjects += cell.controls + cell.cases;
+    n_cases += cell.cases;
+}
+
+void genotype_table::sum(double const* whole, std::vector<std::uint32_t> const& genotype) {
     auto const columns = static_cast<std::size_t>(model_.subjects.cols());
-    for (std::size_t i = 0; i < keys_.size(); ++i) {
-        std::uint64_t const key = keys_[i];
-        if (std::bitset<64>(missing_codes(key)).count() > max_missing) {
-            left_out.push_back(static_cast<std::uint32_t>(i));
-            continue;
-        }
-        std::uint32_t index = slot_of(key);
-        if (index == NONE) index = add(key, rows.size());
-        ++n_subjects;
-        n_cases += model_.is_case[i];
-        ++(model_.is_case[i] != 0 ? genotypes[index].cases : genotypes[index].controls);
-        double const* const subject = model_.subjects.data() + i * columns;
-        double* const sum = sums_.data() + index * columns;
-        double const weight = subject[null_model::WEIGHT];
-        sum[null_model::RESIDUAL] += subject[null_model::RESIDUAL];
-        sum[null_model::WEIGHT] += weight;
-        for (std::size_t c = null_model::FIRST_COVARIATE; c < columns; ++c)
-            sum[c] += weight * subject[c];
+    sums_.assign(genotypes.size() * columns, 0.0);
+    // All columns but the intercept's, which takes the last place until its turn comes.
+    score_rows const& rows = model_.to_sum;
+    for (std::size_t c = 0; c < genotype.size(); ++c) {
+        if (genotype[c] == NONE) continue;
+        double* const sum = sums_.data() + genotype[c] * columns;
+        for (std::size_t k = 0; k + 1 < columns; ++k)
+            sum[k] += whole[c * rows.width() + k];
+    }
+    double const intercept = model_.subjects(0, null_model::FIRST_COVARIATE);
+    for (std::size_t g = 0; g < genotypes.size(); ++g) {
+        double* const sum = sums_.data() + g * columns;
+        for (std::size_t k = columns - 1; k > null_model::FIRST_COVARIATE; --k)
+            sum[k] = sum[k - 1] * rows.unit(k - 1);
+        sum[null_model::RESIDUAL] *= rows.unit(null_model::RESIDUAL);
+        sum[null_model::WEIGHT] *= rows.unit(null_model::WEIGHT);
+        sum[null_model::FIRST_COVARIATE] = sum[null_model::WEIGHT] * intercept;
     }
 }
 

@@ -2,6 +2,7 @@
 #ifndef QUILMAR_SCAN_SCORE_GENOTYPE_TABLE_H
 #define QUILMAR_SCAN_SCORE_GENOTYPE_TABLE_H
 
+#include "scan/score/genotype_block.h"
 #include "scan/score/null_model.h"
 
 #include "ggi/garray.h"
@@ -11,39 +12,35 @@
 
 namespace scan {
 
-// Reused from window to window, so that it does not allocate.
+// Filled by block_counter. Reused from window to window, so that it does not allocate.
 class genotype_table {
   public:
-    // sample: index of every subject of the null model in the .bed's order. Both are referred to.
-    genotype_table(null_model const& model, std::vector<std::uint32_t> const& sample);
+    // Refers to the model.
+    explicit genotype_table(null_model const& model) : model_(model) {}
 
-    // Collapses the subjects to their genotypes at n = rows.size() <= MAX_SNPS SNPs; rows[l] holds
-    // the codes of SNP l, four subjects a byte. Those with more than max_missing missing SNPs are
-    // left out.
-    void collapse(std::vector<std::uint8_t const*> const& rows, unsigned max_missing);
-
-    static constexpr unsigned MAX_SNPS = 20;
-
-    // After collapse, bit n - 1 of the masks standing for the first SNP and allele 1 for the first
-    // allele of the .bim:
+    unsigned n_snps = 0;
+    // In the order of their keys, bit n_snps - 1 of the masks standing for the first SNP and allele 1
+    // for the first allele of the .bim.
     std::vector<genotype_count> genotypes;
-    // Per distinct genotype the sums over its subjects of r, w and w q (see null_model).
+    // Per distinct genotype the sums over its subjects of r, w and w q (see null_model), where there
+    // are covariates.
     Eigen::Map<row_major_matrix const> sums() const;
-    // Subjects (indices in the null model) that were left out.
+    // The subjects of the genotypes. Those with too many missing SNPs are left out, and listed, by
+    // their index in the null model, where there are covariates.
+    unsigned n_subjects = 0, n_cases = 0;
     std::vector<std::uint32_t> left_out;
-    unsigned n_subjects, n_cases;
+
+    // For block_counter: makes the table empty, adds a genotype, and sums. `whole` holds the sums of
+    // the cells of a block, as the model's to_sum makes them, and `genotype` the index of each cell's
+    // genotype in the window, or NONE.
+    static constexpr std::uint32_t NONE = ~std::uint32_t{0};
+    void clear(unsigned number_of_snps);
+    void add(genotype_cell const& cell);
+    void sum(double const* whole, std::vector<std::uint32_t> const& genotype);
 
   private:
     null_model const& model_;
-    std::vector<std::uint32_t> const& sample_;
-    std::vector<std::uint64_t> keys_;     // per subject: the codes, the first SNP highest
-    std::vector<std::uint64_t> distinct_; // per distinct genotype: its key
-    std::vector<std::uint32_t> slots_;    // open addressing, at most half full
     std::vector<double> sums_;
-
-    void read_keys(std::vector<std::uint8_t const*> const& rows);
-    std::uint32_t& slot_of(std::uint64_t key);
-    std::uint32_t add(std::uint64_t key, std::size_t n);
 };
 
 } // namespace scan

@@ -78,6 +78,15 @@ null_model fit_null_model(std::vector<std::uint8_t> is_case, Eigen::MatrixXd con
     model.subjects.col(null_model::WEIGHT) = fit.weight;
     model.subjects.rightCols(c) = information.matrixL().solve(design.transpose()).transpose();
     model.is_case = std::move(is_case);
+    if (model.has_covariates()) {
+        model.to_sum = score_rows(static_cast<std::size_t>(n), static_cast<std::size_t>(c + 1));
+        model.to_sum.set(null_model::RESIDUAL, fit.residual);
+        model.to_sum.set(null_model::WEIGHT, fit.weight);
+        for (Eigen::Index k = 1; k < c; ++k)
+            model.to_sum.set(
+                static_cast<std::size_t>(null_model::FIRST_COVARIATE + k - 1),
+                fit.weight.cwiseProduct(model.subjects.col(null_model::FIRST_COVARIATE + k)));
+    }
     return model;
 }
 

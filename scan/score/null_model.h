@@ -3,9 +3,12 @@
 //   ln(mu_i / (1 - mu_i)) = b'z_i,     w_i = mu_i (1 - mu_i),     r_i = y_i - mu_i
 //
 // What a window needs of it per subject lies side by side in one row: r_i, w_i and q_i = L^-1 z_i,
-// where L L' = Z'WZ. So sum of w q q' = I and sum of r q = 0 over all subjects.
+// where L L' = Z'WZ. So sum of w q q' = I and sum of r q = 0 over all subjects. The first q stands for
+// the intercept and is the same for all.
 #ifndef QUILMAR_SCAN_SCORE_NULL_MODEL_H
 #define QUILMAR_SCAN_SCORE_NULL_MODEL_H
+
+#include "scan/score/score_rows.h"
 
 #include <Eigen/Core>
 
@@ -15,8 +18,6 @@
 
 namespace scan {
 
-using row_major_matrix = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
-
 struct null_model {
     // Columns of `subjects`; q begins at FIRST_COVARIATE.
     enum column { RESIDUAL, WEIGHT, FIRST_COVARIATE };
@@ -25,9 +26,13 @@ struct null_model {
     Eigen::VectorXd standard_errors;   // square roots of the diagonal of (Z'WZ)^-1
     std::vector<std::uint8_t> is_case; // per subject, 0 or 1
     row_major_matrix subjects;         // subjects x (2 + columns of the design)
+    // r, w and w q but for the first q, to be summed; nothing without covariates, where
+    // the counts say all.
+    score_rows to_sum{0, 0};
 
     Eigen::Index n_subjects() const { return subjects.rows(); }
     Eigen::Index n_columns() const { return coefficients.size(); }
+    bool has_covariates() const { return n_columns() > 1; }
 };
 
 // Fits the model by iteratively reweighted least squares. is_case holds 0 or 1 per subject, both of

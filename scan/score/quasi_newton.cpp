@@ -6,6 +6,8 @@ namespace {
 
 // Least curvature along a step, in units of EM's, that is believed.
 constexpr double LEAST_CURVATURE = 1e-6;
+// Most by which the step in directions of which nothing is known is longer than EM's.
+constexpr double LONGER = 2;
 
 } // namespace
 
@@ -38,6 +40,8 @@ void quasi_newton::find_direction() {
         alpha_[i] = inverse_[i] * at(STEPS + i).dot(d);
         d -= alpha_[i] * at(CHANGES + i);
     }
+    if (n_steps_ > 0)
+        d *= std::min(LONGER, 1 / (inverse_[newest_] * at(CHANGES + newest_).squaredNorm()));
     for (Eigen::Index k = n_steps_ - 1; k >= 0; --k) {
         Eigen::Index const i = (newest_ - k + MEMORY) % MEMORY;
         d += (alpha_[i] - inverse_[i] * at(CHANGES + i).dot(d)) * at(STEPS + i);

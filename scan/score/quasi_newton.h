@@ -33,6 +33,7 @@ class quasi_newton {
   private:
     static constexpr Eigen::Index MEMORY = 8;
     static constexpr unsigned MAX_GRADIENTS = 20000;
+    static constexpr double ROUNDING = 1e-20; // below it f's gain is noise
     static constexpr double LONGEST_STEP = 0.25; // the sum of squares of x is about 1
 
     using vector = Eigen::Map<Eigen::VectorXd>;
@@ -66,7 +67,7 @@ bool quasi_newton::maximise(function&& gradient, double gain, std::vector<double
             d = g;
             slope = g.squaredNorm();
         }
-        if (slope <= 2 * gain) {
+        if (slope <= 2 * std::max(gain, ROUNDING)) {
             x += d;
             return true;
         }

@@ -11,6 +11,10 @@ namespace {
 // Copies from which on the rare haplotypes together are there at all.
 constexpr double FEWEST_COPIES = 1e-3;
 
+// Of a logarithm of a p-value, within which two are the same. Two haplotypes that share all copies
+// have equal ones but for rounding; the more frequent is then the top.
+constexpr double TIE = 1e-9;
+
 // As new, but for the memory of the haplotypes.
 void clear(window_row& row) {
     std::vector<haplotype_row> haplotypes = std::move(row.haplotypes);
@@ -31,7 +35,9 @@ void fail(error_code code, window_row& row) {
 void set_top(window_row& row) {
     unsigned tests = 0;
     for (haplotype_row const& h : row.haplotypes)
-        if (!std::isnan(h.log_p) && (tests++ == 0 || h.log_p < row.top.log_p)) row.top = h;
+        if (!std::isnan(h.log_p) &&
+            (tests++ == 0 || h.log_p < row.top.log_p - TIE * (1 - row.top.log_p)))
+            row.top = h;
     if (tests > 0) row.top_log_p_bonferroni = std::min(0.0, row.top.log_p + std::log(tests));
 }
 
@@ -54,15 +60,14 @@ char const* text(test_kind kind) {
     return kind == test_kind::lrt ? "LRT" : "SCORE";
 }
 
-window_test::window_test(null_model const& model, std::vector<std::uint32_t> const& sample,
+window_test::window_test(null_model const& model, genotype_table const& table,
                          window_settings const& settings)
-    : settings_(settings), table_(model, sample), score_(model) {}
+    : settings_(settings), table_(table), score_(model) {}
 
-void window_test::run(std::vector<std::uint8_t const*> const& rows, window_row& result) {
+void window_test::run(window_row& result) {
     clear(result);
-    error_code code = count(rows, result);
-    if (code == error_code::none &&
-        !estimate_.run(table_.genotypes, static_cast<unsigned>(rows.size())))
+    error_code code = count(result);
+    if (code == error_code::none && !estimate_.run(table_.genotypes, table_.n_snps))
         code = error_code::em_maxiter;
     if (code == error_code::none) {
         choose_haplotypes(result);
@@ -72,10 +77,8 @@ void window_test::run(std::vector<std::uint8_t const*> const& rows, window_row& 
     set_top(result);
 }
 
-// Distinct genotypes and the subjects used.
-error_code window_test::count(std::vector<std::uint8_t const*> const& rows, window_row& result) {
-    if (rows.size() > genotype_table::MAX_SNPS) return error_code::too_many_snps;
-    table_.collapse(rows, static_cast<unsigned>(settings_.window_mind * rows.size()));
+// The subjects used.
+error_code window_test::count(window_row& result) const {
     result.obs = table_.n_subjects;
     result.cases = table_.n_cases;
     result.controls = table_.n_subjects - table_.n_cases;

@@ -76,27 +76,24 @@ struct window_row {
     std::vector<haplotype_row> haplotypes; // tested, by frequency from the highest on, then bits
 };
 
-// One per thread; owns all work arrays, and refers to model and sample.
+// One per thread; owns all work arrays, and refers to the model and to a table of genotypes.
 class window_test {
   public:
-    // sample: the index in the .fam of every subject of the null model.
-    window_test(null_model const& model, std::vector<std::uint32_t> const& sample,
+    window_test(null_model const& model, genotype_table const& table,
                 window_settings const& settings);
 
-    // rows[l] holds the .bed's codes of the window's SNP l, 2 bits a subject in the .fam's order:
-    // 00 two copies of the .bim's first allele, 01 missing, 10 one, 11 none. More than MAX_SNPS
-    // rows are too_many_snps.
-    void run(std::vector<std::uint8_t const*> const& rows, window_row& result);
+    // Tests the window whose genotypes the table holds.
+    void run(window_row& result);
 
   private:
     window_settings settings_;
-    genotype_table table_;
+    genotype_table const& table_;
     frequency_estimate estimate_;
     score_test score_;
     ratio_test ratio_{estimate_};
     std::vector<std::size_t> tested_; // in the estimate's list
 
-    error_code count(std::vector<std::uint8_t const*> const& rows, window_row& result);
+    error_code count(window_row& result) const;
     void choose_haplotypes(window_row& result);
     error_code test(window_row& result);
 };
