@@ -10,8 +10,7 @@
 // Every window is a locus of its own with 1,000 founder chromosomes (500 per population) from scrm,
 // from which the chromosomes of cases and controls are drawn with replacement.
 #include "examples/simulation.h"
-#include "scan/score/window.h"
-#include "tests/window_runner.h"
+#include "scan/score/window_runner.h"
 
 #include <algorithm>
 #include <cmath>
@@ -141,7 +140,7 @@ std::vector<scan::window_row> scan_all(subjects const& s, std::vector<genotypes>
     std::vector<std::uint32_t> sample(s.status.size());
     for (std::size_t i = 0; i < sample.size(); ++i)
         sample[i] = static_cast<std::uint32_t>(i);
-    window_runner test(model, sample, settings);
+    scan::window_runner test(model, sample, settings);
     std::vector<scan::window_row> rows;
     for (genotypes const& window : windows) {
         std::vector<std::uint8_t const*> pointers;

@@ -1,13 +1,10 @@
 // Equilibrium first, then rho where the data ask for it; estimates, errors, tests and intervals.
 #include "ggi/case_control_ggi_safeguarded.h"
 
-#include "ggi/case_control_ggi.h"
-#include "ggi/case_control_ggi_hwd.h"
-#include "ggi/case_control_ggi_hwdx.h"
-#include "ggi/case_control_ggi_hwq.h"
-#include "ggi/case_control_ggi_hwqx.h"
 #include "ggi/engine/profile.h"
 #include "ggi/engine/rho_parameters.h"
+#include "ggi/fitted_model.h"
+#include "ggi/rho_climb.h"
 #include "ggi/settings.h"
 #include "ggi/standardised_record.h"
 #include "numeric/nutil.h"
@@ -16,186 +13,17 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <memory>
+#include <vector>
 
 namespace {
 
-constexpr double SMALLEST_START = 1e-3; // copies among all subjects that a haplotype starts with
-constexpr double INFINITE_START = 4;    // in place of an infinite estimate
-constexpr double SAME = 1e-6;           // twice a difference of log-likelihoods that is rounding
-constexpr double SMALL_S = 1e-6; // rho over the reference's frequency that may be on a way to 0
-constexpr double LARGEST_FREQUENCY_RUN = 1e-6;
-constexpr double RHO_GRID[] = {.3, .1, .03, .01, .003, .001, .0003, .0001};
-
-template <typename likelihood> safeguarded_model model_of(case_control_ggi_data const& data) {
-    auto const work = std::make_shared<likelihood_work<likelihood>>(data);
-    return {data.n_parameters,
-            [work](double const* x, double& L, double* g) { return work->evaluate(x, L, g); },
-            [work](double* H) { work->information(H); }, nullptr};
-}
-
-// A likelihood model of the thread while it is set up, in the parameters of the fit: the log ratios
-// of the haplotypes to the last one, under disequilibrium t (rho_parameters.h), and the terms.
-struct fitted_model {
-    case_control_ggi_data data;
-    unsigned hw;
-    int status;
-    safeguarded_model model;
-    std::vector<double> x;
-    safeguarded_outcome outcome;
-    bool is_logarithmic; // w, not t
-
-    fitted_model(case_control_ggi_data const& record, unsigned hardy_weinberg, unsigned mode)
-        : data(record), hw(hardy_weinberg), model{}, is_logarithmic(false) {
-        status = case_control_ggi_set_model(data, hw, mode);
-        if (status != SUCCESS) return;
-        if (has_environment(data))
-            model = hw == EQUILIBRIUM ? model_of<case_control_ggi_hwqx>(data)
-                                      : model_of<case_control_ggi_hwdx>(data);
-        else
-            model = hw == EQUILIBRIUM ? model_of<case_control_ggi_hwq>(data)
-                                      : model_of<case_control_ggi_hwd>(data);
-        x.resize(data.n_parameters);
-    }
-    ~fitted_model() {
-        if (status == SUCCESS) case_control_ggi_clear_model(data, hw);
-    }
-    fitted_model(fitted_model const&) = delete;
-
-    unsigned n_ratios() const { return data.n_haplotypes - 1; }
-    unsigned first_term() const { return n_ratios() + (hw == EQUILIBRIUM ? 0 : 1); }
-    unsigned effect_parameters() const {
-        parameter_layout const where = layout_of(data, hw);
-        return where.kappa() - where.effect(0);
-    }
-    unsigned n_terms() const { return data.n_parameters - first_term(); }
-    bool climb() {
-        outcome = safeguarded_fit(model, nullptr, x.data());
-        return outcome.has_succeeded();
-    }
-};
-
-double start_of(double const* frequencies, fitted_model const& m, unsigned k) {
-    double const reference = frequencies[m.data.haplotypes[m.n_ratios()]];
-    double const smallest = SMALLEST_START / (2.0 * m.data.n_informative);
-    return std::log(std::max(frequencies[m.data.haplotypes[k]] / reference, smallest));
-}
-
-std::vector<double> frequencies_of(fitted_model const& m) {
-    std::vector<double> f(m.n_ratios() + 1, 1.0);
-    double sum = 1;
-    for (unsigned k = 0; k < m.n_ratios(); ++k)
-        sum += f[k] = std::exp(m.x[k]);
-    for (double& f_k : f)
-        f_k /= sum;
-    return f;
-}
-
-// Where a climb in rho begins: at the equilibrium fit, of which what runs away starts anew because it
-// need not do so with rho, or at the frequencies of both groups without effects. An excess of
-// homozygotes among cases can come from either, and the likelihood may have a maximum for each.
-enum class rho_start { at_equilibrium, without_effects };
-
-bool start_rho(rho_start from, fitted_model const& equilibrium, double const* frequencies,
-               fitted_model& m) {
-    unsigned const n = m.n_ratios(), effects = m.effect_parameters();
-    auto const is_kept = [&](unsigned k) {
-        return equilibrium.outcome.is_estimable(k) &&
-               (from == rho_start::at_equilibrium || k >= n + effects);
-    };
-    for (unsigned k = 0; k < n; ++k)
-        m.x[k] = is_kept(k) ? equilibrium.x[k] : start_of(frequencies, m, k);
-    for (unsigned e = 0; e < m.n_terms(); ++e) {
-        double const b = equilibrium.x[n + e];
-        double const cut = std::max(-INFINITE_START, std::min(b, INFINITE_START));
-        m.x[n + 1 + e] = is_kept(n + e) ? b : from == rho_start::at_equilibrium ? cut : 0;
-    }
-    double const f = frequencies_of(m).back();
-    std::vector<double> g(m.model.p);
-    double best = -INF, best_t = 0;
-    for (double const rho : RHO_GRID) {
-        double L;
-        m.x[n] = t_of_rho(rho, f);
-        if (m.model.evaluate(m.x.data(), L, g.data()) != SUCCESS || !(L > best)) continue;
-        best = L;
-        best_t = m.x[n];
-    }
-    m.x[n] = best_t;
-    return best > -INF;
-}
-
-// Climbs in t, and where that has no end or an end at s = 0 with more than the equilibrium's
-// log-likelihood, from there in w. `plain` is the model in x.
-bool climb_from(rho_start from, safeguarded_model const& plain, fitted_model const& equilibrium,
-                double const* frequencies, fitted_model& m) {
-    unsigned const K = m.data.n_haplotypes;
-    m.is_logarithmic = false;
-    m.model = regular_at_zero(plain, K);
-    m.outcome.log_likelihood = -INF;
-    if (!start_rho(from, equilibrium, frequencies, m)) return false;
-    bool has_succeeded = m.climb();
-    double const s = s_of_t(m.x[K - 1]);
-    bool const is_more = m.outcome.log_likelihood > equilibrium.outcome.log_likelihood + SAME / 2;
-    if (has_succeeded && (s > SMALL_S || !is_more)) return true;
-    unsigned const iterations = m.outcome.iterations;
-    m.is_logarithmic = true;
-    m.model = logarithmic_in_s(plain, K);
-    m.x[K - 1] = -std::log(s);
-    has_succeeded = m.climb();
-    m.outcome.iterations += iterations;
-    return has_succeeded;
-}
-
-// Is rho above 0, with the best fit for it in m? If not, the result says that rho is 0, or that it
-// has not been found out.
-bool climb_rho(fitted_model const& equilibrium, double const* frequencies, fitted_model& m,
-               safeguarded_result& result) {
-    safeguarded_model const plain = m.model;
-    unsigned const K = m.data.n_haplotypes;
-    double const at_equilibrium = equilibrium.outcome.log_likelihood;
-    std::vector<double> at(m.x);
-    std::copy(equilibrium.x.begin(), equilibrium.x.begin() + K - 1, at.begin());
-    std::copy(equilibrium.x.begin() + K - 1, equilibrium.x.end(), at.begin() + K);
-    result.rho = result.rho_ratio = 0;
-    result.rho_p = 1;
-    bool const is_scored = rho_score(plain, K, at.data(), result.rho_score) == SUCCESS;
-    bool const is_maximum = is_scored && result.rho_score <= 0;
-    double best = at_equilibrium + (is_maximum ? SAME / 2 : 0), seen = best;
-    safeguarded_outcome best_outcome{};
-    std::vector<double> best_x;
-    bool is_logarithmic = false;
-    for (rho_start const from : {rho_start::at_equilibrium, rho_start::without_effects}) {
-        bool const has_succeeded = climb_from(from, plain, equilibrium, frequencies, m);
-        result.iterations += m.outcome.iterations;
-        double const L = m.outcome.log_likelihood;
-        seen = std::max(seen, L);
-        if (!has_succeeded || !(L > best)) continue;
-        best = L;
-        best_outcome = m.outcome;
-        best_x = m.x;
-        is_logarithmic = m.is_logarithmic;
-    }
-    // Where a climb without an end has seen more than the others have reached, nothing is known.
-    if (seen > best + SAME / 2 || (best_x.empty() && !is_maximum)) {
-        result.status = NOT_CONVERGED;
-        result.end = m.outcome.has_succeeded() ? fit_end::broken_down : m.outcome.end;
-        return false;
-    }
-    if (best_x.empty()) return false;
-    m.x = best_x;
-    m.outcome = best_outcome;
-    m.is_logarithmic = is_logarithmic;
-    m.model = is_logarithmic ? logarithmic_in_s(plain, K) : regular_at_zero(plain, K);
-    result.rho_ratio = 2 * (best - at_equilibrium);
-    result.rho_p = std::erfc(std::sqrt(result.rho_ratio / 2)) / 2;
-    return true;
-}
+constexpr double RUN_OUT = 1e-6; // a frequency that has gone to 0 is below
 
 // Frequencies, rho and their errors by the delta method from the covariance V.
 void report_population(fitted_model const& m, std::vector<double> const& V,
                        safeguarded_result& result) {
     std::size_t const p = m.model.p, n = m.n_ratios();
-    std::vector<double> const f = frequencies_of(m);
+    std::vector<double> const f = m.frequencies();
     std::vector<double> slope(p);
     auto const error = [&] {
         double sum = 0;
@@ -211,7 +39,7 @@ void report_population(fitted_model const& m, std::vector<double> const& V,
             slope[l] = f[k] * ((k == l ? 1 : 0) - f[l]);
         if (k == n || m.outcome.is_estimable(static_cast<unsigned>(k)))
             result.frequency_errors[k] = error();
-        else if (f[k] < LARGEST_FREQUENCY_RUN)
+        else if (f[k] < RUN_OUT)
             result.frequencies[k] = 0;
     }
     if (m.hw == EQUILIBRIUM) return;
@@ -310,7 +138,7 @@ void profile_terms(fitted_model const& m, safeguarded_settings const& settings,
     safeguarded_model const model = penalised(m.model, sparse);
     std::vector<double> x = m.x;
     for (unsigned const k : sparse)
-        x[k] = std::max(-INFINITE_START, std::min(x[k], INFINITE_START));
+        x[k] = start_for_infinite(x[k]);
     safeguarded_outcome const outcome = safeguarded_fit(model, nullptr, x.data());
     if (!outcome.has_succeeded()) return;
     for (unsigned const k : sparse) {
@@ -354,7 +182,7 @@ int case_control_ggi_safeguarded(case_control_ggi_data& data, safeguarded_settin
     if (equilibrium.status != SUCCESS) return result.status;
     std::vector<double> const A = record.way_back(settings.mode == CODOMINANT ? 2 : 1);
     for (unsigned k = 0; k < equilibrium.n_ratios(); ++k)
-        equilibrium.x[k] = start_of(frequencies, equilibrium, k);
+        equilibrium.x[k] = equilibrium.start_of(frequencies, k);
     bool const has_succeeded = equilibrium.climb();
     result.end = equilibrium.outcome.end;
     result.iterations = equilibrium.outcome.iterations;

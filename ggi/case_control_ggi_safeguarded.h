@@ -60,8 +60,9 @@ struct safeguarded_result {
     // By position of the modelled haplotype, and their standard errors; 0 and not a number for one
     // that the maximum does without.
     std::vector<double> frequencies, frequency_errors;
-    // The inbreeding coefficient. Where the score at 0 is not positive it is 0, the rest is the fit
-    // under equilibrium, ratio is 0 and p is 1. p: half of chi-square's with one degree of freedom.
+    // The inbreeding coefficient, under disequilibrium. Where no fit is above the one under equilibrium
+    // it is 0, the rest is that fit, ratio is 0 and p is 1. score: of rho at 0, not above 0 where that
+    // is a maximum. p: half of chi-square's with one degree of freedom.
     double rho, rho_error, rho_score, rho_ratio, rho_p;
     // From the first effect on, as parameter_layout puts them: effects, then with covariates kappa,
     // environment terms and interactions; of effects and interactions two each when codominant.

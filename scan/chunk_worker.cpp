@@ -68,11 +68,8 @@ std::size_t chunk_worker::form_blocks(std::size_t first, std::size_t end) {
 
 void chunk_worker::count_blocks() {
     block_rows_.resize(blocks_.size());
-    for (std::size_t b = 0; b < blocks_.size(); ++b) {
-        block_rows_[b].clear();
-        for (std::uint32_t place = blocks_[b].first; place < blocks_[b].end; ++place)
-            block_rows_[b].push_back(rows_.row(place));
-    }
+    for (std::size_t b = 0; b < blocks_.size(); ++b)
+        rows_.take(blocks_[b].first, blocks_[b].end - blocks_[b].first, block_rows_[b]);
     counter_.count(block_rows_);
 }
 
@@ -99,9 +96,7 @@ void chunk_worker::append(std::size_t w, chunk_result& result) {
 
 void chunk_worker::estimate_effects(std::size_t w, chunk_result& result) {
     window const& x = input_.list.windows[w];
-    effect_rows_.clear();
-    for (std::uint32_t place = x.first; place < x.first + x.n_snps; ++place)
-        effect_rows_.push_back(rows_.row(place));
+    rows_.take(x.first, x.n_snps, effect_rows_);
     effects_->run(effect_rows_, row_, effect_result_);
     tables_.append_effects(w, input_.effects->model_name(), effect_result_, result.effect_rows);
 }

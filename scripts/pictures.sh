@@ -17,3 +17,4 @@ plot/quilmar-plot manhattan out/t2d.win.tsv -o "$folder/manhattan.svg"
 plot/quilmar-plot qq out/t2d.win.tsv -o "$folder/qq.svg"
 plot/quilmar-plot region out/t2d.win.tsv --hap out/t2d.hap.tsv --range 22:30450000-30455000 \
     -o "$folder/region.svg"
+plot/quilmar-plot forest out/t2d.effects.tsv --hap out/t2d.hap.tsv --window 448 -o "$folder/forest.svg"

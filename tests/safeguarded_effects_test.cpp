@@ -428,3 +428,28 @@ TEST(safeguarded_effects, rho_that_goes_to_zero_with_a_frequency) {
     EXPECT_NEAR(s.fit.log_likelihood, saturated, 1e-6);
     EXPECT_NEAR(s.fit.rho_ratio, 2 * (saturated - at_equilibrium), 1e-5);
 }
+
+// Homozygotes of rare haplotypes in excess among cases: recessive effects with rho = 0 are a maximum,
+// at which the score of rho is negative, and rho with lesser effects is a higher one.
+TEST(safeguarded_effects, higher_of_two_maxima) {
+    double const beta = std::log(3.0);
+    simulation design{{3}, {}, {}, 150, 150, 0.03, 0.1, RECESSIVE};
+    design.haplotypes = {{0, .45}, {3, .30}, {5, .15},  {6, .06},
+                         {1, .02}, {2, .01}, {4, .007}, {7, .003}};
+    design.effects = {{{3}, 0.3}, {{1}, beta}, {{2}, beta}, {{4}, beta}, {{7}, beta}};
+    safeguarded_study s(
+        simulate(design, 3522),
+        "STATUS=2\nGENE=3 4 5\nEFFECT=3\nEFFECT=1\nSAMPLE=combined\nMODEL=recessive\n"
+        "THRESHOLD=1e-7\n",
+        EQUILIBRIUM);
+    std::vector<unsigned> rare;
+    for (unsigned k = 0; k < s.ccg.n_haplotypes; ++k)
+        if (std::string("247").find(static_cast<char>('0' + s.ccg.haplotypes[k])) < 3)
+            rare.push_back(k);
+    set_effects(s.ccg, {{3}, {1}, {pool_haplotypes(s.ccg, 0, rare)}});
+    s.refit(DISEQUILIBRIUM, {});
+    ASSERT_EQ(s.fit.status, SUCCESS);
+    EXPECT_LT(s.fit.rho_score, 0);
+    EXPECT_NEAR(s.fit.rho, 0.1002, 1e-4);
+    EXPECT_NEAR(s.fit.rho_ratio, 5.9008, 1e-3);
+}

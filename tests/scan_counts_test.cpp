@@ -105,6 +105,7 @@ void expect_plain(random_study const& s, scan::genotype_table const& table,
         ASSERT_NE(at, plain.genotypes.end());
         EXPECT_EQ(found.controls, at->second.controls);
         EXPECT_EQ(found.cases, at->second.cases);
+        if (!s.model.has_covariates()) continue;
         Eigen::RowVectorXd const error =
             table.sums().row(static_cast<Eigen::Index>(g)) - at->second.sums;
         EXPECT_LT(error.cwiseAbs().maxCoeff(), 3e-9 * std::sqrt(plain.n_subjects));
@@ -112,15 +113,17 @@ void expect_plain(random_study const& s, scan::genotype_table const& table,
 }
 
 // A window's table does not depend on its block, to the last bit.
-void expect_same(scan::genotype_table const& a, scan::genotype_table const& b) {
+void expect_same(scan::genotype_table const& a, scan::genotype_table const& b, bool has_sums) {
     ASSERT_EQ(a.genotypes.size(), b.genotypes.size());
     for (std::size_t g = 0; g < a.genotypes.size(); ++g) {
         EXPECT_EQ(a.genotypes[g].ones, b.genotypes[g].ones);
         EXPECT_EQ(a.genotypes[g].missing, b.genotypes[g].missing);
         EXPECT_EQ(a.genotypes[g].controls, b.genotypes[g].controls);
     }
-    EXPECT_EQ(a.sums(), b.sums());
     EXPECT_EQ(a.left_out, b.left_out);
+    if (has_sums) {
+        EXPECT_EQ(a.sums(), b.sums());
+    }
 }
 
 } // namespace
@@ -159,7 +162,7 @@ TEST(scan_counts, equal_those_of_subjects) {
                     expect_plain(s, table, plain_window(s, 4 + first, n, max_missing));
                     counter.count({s.rows(4 + first, n)});
                     counter.make_window(0, 0, n, max_missing, alone);
-                    expect_same(table, alone);
+                    expect_same(table, alone, c.n_covariates > 0);
                 }
     }
 }

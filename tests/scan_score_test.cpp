@@ -2,11 +2,10 @@
 // pairs of haplotypes, and against closed forms.
 #include "scan/error.h"
 #include "scan/score/tails.h"
-#include "scan/score/window.h"
+#include "scan/score/window_runner.h"
 #include "tests/scan_data.h"
 #include "tests/scan_reference.h"
 #include "tests/support.h"
-#include "tests/window_runner.h"
 
 #include <Eigen/Dense>
 #include <cmath>
@@ -52,7 +51,7 @@ struct scan_input {
 scan::window_row run(scan_sample const& s, scan::window_settings const& settings = {}) {
     scan_input const input(s);
     scan::window_row row;
-    window_runner(input.model, input.sample, settings).run(input.rows(0, s.n_snps), row);
+    scan::window_runner(input.model, input.sample, settings).run(input.rows(0, s.n_snps), row);
     return row;
 }
 
@@ -418,12 +417,12 @@ TEST(ScanScore, WindowsDoNotDependOnEachOther) {
     scan_sample const s(scan_data_sets[3]);
     scan_input const input(s);
     auto const scan_all = [&](std::vector<double>& numbers) {
-        window_runner test(input.model, input.sample, {});
+        scan::window_runner test(input.model, input.sample, {});
         for (std::size_t n : {3, 8, 2, 5, 1})
             for (std::size_t first = 0; first + n <= 8; ++first) {
                 scan::window_row again, fresh;
                 test.run(input.rows(first, n), again);
-                window_runner(input.model, input.sample, {}).run(input.rows(first, n), fresh);
+                scan::window_runner(input.model, input.sample, {}).run(input.rows(first, n), fresh);
                 for (scan::window_row const* row : {&again, &fresh}) {
                     numbers.insert(numbers.end(), {row->chisq, row->log_p, row->rare_freq});
                     for (scan::haplotype_row const& h : row->haplotypes)

@@ -93,7 +93,8 @@ def draw_effects(options):
     from . import forest
     from .effects import read_effects
     effects = read_effects(options.table, options.hap)
-    return forest.draw(effects.of_windows(options.window)), effects.summary()
+    drawn = effects.of_windows(options.window)
+    return forest.draw(drawn), drawn.summary()
 
 
 def main():

@@ -68,9 +68,9 @@ void block_counter::make_window(std::size_t b, unsigned first, unsigned n_snps,
         take_whole(block, max_missing, table);
     else
         take_part(block, first, max_missing, table);
+    if (!model_.has_covariates()) return;
     table.sum(sums_[b].data(), genotype_);
-    if (model_.has_covariates() &&
-        std::find(genotype_.begin(), genotype_.end(), NONE) != genotype_.end())
+    if (std::find(genotype_.begin(), genotype_.end(), NONE) != genotype_.end())
         list_left_out(block, first, max_missing, table);
 }
 

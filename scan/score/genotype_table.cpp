@@ -1,6 +1,5 @@
 #include "scan/score/genotype_table.h"
 
-#include <algorithm>
 #include <array>
 
 namespace scan {
@@ -30,14 +29,7 @@ constexpr std::array<masks, 256> make_masks() {
 
 constexpr std::array<masks, 256> masks_of_byte = make_masks();
 
-Eigen::Index first_of(std::vector<std::uint8_t> const& is_case, std::uint8_t status) {
-    return std::find(is_case.begin(), is_case.end(), status) - is_case.begin();
-}
-
 } // namespace
-
-genotype_table::genotype_table(null_model const& model)
-    : model_(model), first_{first_of(model.is_case, 0), first_of(model.is_case, 1)} {}
 
 Eigen::Map<row_major_matrix const> genotype_table::sums() const {
     return {sums_.data(), static_cast<Eigen::Index>(genotypes.size()), model_.subjects.cols()};
@@ -68,7 +60,6 @@ void genotype_table::add(genotype_cell const& cell) {
 void genotype_table::sum(double const* whole, std::vector<std::uint32_t> const& genotype) {
     auto const columns = static_cast<std::size_t>(model_.subjects.cols());
     sums_.assign(genotypes.size() * columns, 0.0);
-    if (!model_.has_covariates()) return sum_counts();
     // All columns but the intercept's, which takes the last place until its turn comes.
     score_rows const& rows = model_.to_sum;
     for (std::size_t c = 0; c < genotype.size(); ++c) {
@@ -85,20 +76,6 @@ void genotype_table::sum(double const* whole, std::vector<std::uint32_t> const& 
         sum[null_model::RESIDUAL] *= rows.unit(null_model::RESIDUAL);
         sum[null_model::WEIGHT] *= rows.unit(null_model::WEIGHT);
         sum[null_model::FIRST_COVARIATE] = sum[null_model::WEIGHT] * intercept;
-    }
-}
-
-// Without covariates all cases have the same values, and all controls.
-void genotype_table::sum_counts() {
-    auto const control = model_.subjects.row(first_[0]), a_case = model_.subjects.row(first_[1]);
-    double const weight = control[null_model::WEIGHT],
-                 intercept = control[null_model::FIRST_COVARIATE];
-    double* sum = sums_.data();
-    for (genotype_count const& g : genotypes) {
-        *sum++ =
-            g.cases * a_case[null_model::RESIDUAL] + g.controls * control[null_model::RESIDUAL];
-        *sum++ = (g.cases + g.controls) * weight;
-        *sum++ = (g.cases + g.controls) * weight * intercept;
     }
 }
 

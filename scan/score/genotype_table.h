@@ -16,13 +16,14 @@ namespace scan {
 class genotype_table {
   public:
     // Refers to the model.
-    explicit genotype_table(null_model const& model);
+    explicit genotype_table(null_model const& model) : model_(model) {}
 
     unsigned n_snps = 0;
     // In the order of their keys, bit n_snps - 1 of the masks standing for the first SNP and allele 1
     // for the first allele of the .bim.
     std::vector<genotype_count> genotypes;
-    // Per distinct genotype the sums over its subjects of r, w and w q (see null_model).
+    // Per distinct genotype the sums over its subjects of r, w and w q (see null_model), where there
+    // are covariates.
     Eigen::Map<row_major_matrix const> sums() const;
     // The subjects of the genotypes. Those with too many missing SNPs are left out, and listed, by
     // their index in the null model, where there are covariates.
@@ -31,7 +32,7 @@ class genotype_table {
 
     // For block_counter: makes the table empty, adds a genotype, and sums. `whole` holds the sums of
     // the cells of a block, as the model's to_sum makes them, and `genotype` the index of each cell's
-    // genotype in the window, or NONE; without covariates neither is read.
+    // genotype in the window, or NONE.
     static constexpr std::uint32_t NONE = ~std::uint32_t{0};
     void clear(unsigned number_of_snps);
     void add(genotype_cell const& cell);
@@ -39,10 +40,7 @@ class genotype_table {
 
   private:
     null_model const& model_;
-    Eigen::Index first_[2]; // control, case
     std::vector<double> sums_;
-
-    void sum_counts();
 };
 
 } // namespace scan

@@ -26,8 +26,8 @@ struct null_model {
     Eigen::VectorXd standard_errors;   // square roots of the diagonal of (Z'WZ)^-1
     std::vector<std::uint8_t> is_case; // per subject, 0 or 1
     row_major_matrix subjects;         // subjects x (2 + columns of the design)
-    // r, w and w q but for the first q, to be summed; nothing without covariates, where r and w are
-    // the same in all cases and in all controls.
+    // r, w and w q but for the first q, to be summed; nothing without covariates, where
+    // the counts say all.
     score_rows to_sum{0, 0};
 
     Eigen::Index n_subjects() const { return subjects.rows(); }

@@ -44,9 +44,14 @@ void window_rows::read_rows() {
     bed_.expect(rows_.back() + 1, static_cast<std::uint32_t>(rows_.size()));
 }
 
-std::uint8_t const* window_rows::row(std::uint32_t place) const {
-    auto const at = std::lower_bound(rows_.begin(), rows_.end(), bed_row(place));
-    return genotypes_.data() + static_cast<std::size_t>(at - rows_.begin()) * bed_.row_bytes();
+void window_rows::take(std::uint32_t first, std::uint32_t n,
+                       std::vector<std::uint8_t const*>& rows) const {
+    rows.clear();
+    for (std::uint32_t place = first; place < first + n; ++place) {
+        auto const at = std::lower_bound(rows_.begin(), rows_.end(), bed_row(place));
+        rows.push_back(genotypes_.data() +
+                       static_cast<std::size_t>(at - rows_.begin()) * bed_.row_bytes());
+    }
 }
 
 } // namespace scan

@@ -26,8 +26,9 @@ class window_rows {
     // first that was not read. Throws read_failed.
     std::size_t read(std::size_t first, std::size_t end);
 
-    // Row of the SNP at a place of the windows' members, of a window that has been read.
-    std::uint8_t const* row(std::uint32_t place) const;
+    // Makes `rows` those of n places of the windows' members, from one on, of windows that have been
+    // read. They stay where they are until the next read.
+    void take(std::uint32_t first, std::uint32_t n, std::vector<std::uint8_t const*>& rows) const;
 
   private:
     snp_table const& snps_;
