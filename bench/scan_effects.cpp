@@ -8,6 +8,7 @@
 // "case-control": as many cases as controls are taken of it. The estimates are those of the mode.
 #include "examples/simulation.h"
 #include "scan/effects/effect_test.h"
+#include "scan/score/window_runner.h"
 
 #include <array>
 #include <cmath>
@@ -117,7 +118,7 @@ scan::effect_result estimate(scenario const& s, data_set const& d) {
     scan::window_settings test;
     test.min_hap_copies = 0; // sparse ones, too
     scan::window_row tested;
-    scan::window_test(model, d.places, test).run(rows, tested);
+    scan::window_runner(model, d.places, test).run(rows, tested);
     scan::effect_input const input(settings, test, design, d.places, d.is_case);
     scan::effect_result result;
     scan::effect_test(input, model).run(rows, tested, result);

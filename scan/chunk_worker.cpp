@@ -96,9 +96,7 @@ void chunk_worker::append(std::size_t w, chunk_result& result) {
 
 void chunk_worker::estimate_effects(std::size_t w, chunk_result& result) {
     window const& x = input_.list.windows[w];
-    effect_rows_.clear();
-    for (std::uint32_t place = x.first; place < x.first + x.n_snps; ++place)
-        effect_rows_.push_back(rows_.row(place));
+    rows_.take(x.first, x.n_snps, effect_rows_);
     effects_->run(effect_rows_, row_, effect_result_);
     tables_.append_effects(w, input_.effects->model_name(), effect_result_, result.effect_rows);
 }

@@ -2,10 +2,10 @@
 #include "scan/effects/effect_test.h"
 #include "scan/effects/prospective.h"
 #include "scan/score/haplotypes.h"
+#include "scan/score/window_runner.h"
 #include "tests/scan_data.h"
 #include "tests/scan_effects_reference.h"
 #include "tests/support.h"
-#include "tests/window_runner.h"
 
 #include "numeric/status_code.h"
 
@@ -67,7 +67,7 @@ struct effects_case {
     scan::effect_result run(scan::effect_settings const& settings) const {
         scan::null_model const model = scan::fit_null_model(s.status, design.columns, design.names);
         scan::window_row tested;
-        window_runner(model, places, test).run(rows(), tested);
+        scan::window_runner(model, places, test).run(rows(), tested);
         scan::effect_input const input(settings, test, design, places, s.status);
         scan::effect_result result;
         scan::effect_test(input, model).run(rows(), tested, result);
