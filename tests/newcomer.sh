@@ -10,10 +10,11 @@ cd "$place/clone"
 fail() { echo "$*" >&2; exit 1; }
 
 sed -n '/^## From a clone/,/^## [^F]/s/^    //p' README.md >../commands
-[ "$(grep -c '^quilmar' ../commands)" = 5 ] || fail "README: other commands than expected: $(cat ../commands)"
+[ "$(grep -c '^quilmar' ../commands)" = 6 ] || fail "README: other commands than expected: $(cat ../commands)"
 bash -euo pipefail ../commands >../said 2>&1 || fail "$(cat ../said)"
 cd out/study
 grep -q '<svg' t2d.svg && grep -q '22:30453000\|448' t2d.svg || fail "no Manhattan plot"
+grep -q '>2.61 (1.82-3.75)<' forest.svg || fail "no odds ratios"
 [ "$(grep -c '^Status: Success.' best.txt.out)" = 2 ] || fail "no report of the best window"
 # The table of the page is the one that was printed.
 grep '^| Gene 1 |' ../../README.md | while read -r row; do

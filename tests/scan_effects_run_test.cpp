@@ -201,6 +201,21 @@ TEST(scan_effects_run, not_identifiable) {
     }
 }
 
+// Homozygotes of one sex alone, or of cases alone: effects that run away beside ones that cannot be told
+// apart.
+TEST(scan_effects_run, every_fit_is_decided) {
+    example_study files;
+    ASSERT_EQ(files
+                  .scan("--chr 22 --from-bp 30009000 --to-bp 30021000 --covar-name sex,age --mode "
+                        "codominant --interaction sex --effects all --quiet")
+                  .exit_status,
+              0);
+    std::string const codes = table(files.read("t.effects.tsv")).column("ERRCODE");
+    for (char const* code : {"INFINITE", "NOT_IDENTIFIABLE", "PENALISED", ". "})
+        EXPECT_NE(codes.find(code), std::string::npos) << code;
+    EXPECT_EQ(codes.find("NO_CONVERGENCE"), std::string::npos) << codes;
+}
+
 TEST(scan_effects_run, retrospective_rows_are_quilmars) {
     struct {
         char const *data, *gene, *effects;

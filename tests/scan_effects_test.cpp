@@ -161,10 +161,9 @@ struct small_likelihood {
                     for (unsigned t = 0; t < 3; ++t) {
                         unsigned const n = (terms.labels[a] == t + 1) + (terms.labels[d] == t + 1);
                         auto const add = [&](unsigned code, double z) {
-                            eta += z * x[likelihood.first_effect() + code];
+                            eta += z * x[likelihood.effect(code)];
                             if (environment >= 0)
-                                eta +=
-                                    z * x[likelihood.first_interaction() + code] * row[environment];
+                                eta += z * x[likelihood.interaction(code)] * row[environment];
                         };
                         if (terms.code.is_codominant) {
                             add(2 * t, n);
@@ -209,6 +208,31 @@ TEST(scan_effects, likelihood_and_derivatives) {
                         << j << "," << k;
             }
         }
+}
+
+// Rows of fewer than 10 expected copies in the smaller group; homozygotes for REC, and for an
+// interaction those in the rarer half of a covariate of two values.
+TEST(scan_effects, sparse_rows_are_penalised) {
+    scan_sample const sample(data_set("adjusted"));
+    int n[2] = {};
+    for (inheritance const mode : {ADDITIVE, RECESSIVE, CODOMINANT}) {
+        scan::effect_settings settings;
+        settings.mode = mode;
+        settings.interaction = "sex";
+        double const share = sample.design.col(2).mean();
+        for (effect_row const& row : effects_case(sample).run(settings).rows) {
+            bool const is_homozygous = row.test[0] == 'R' || row.test[0] == 'H';
+            double const copies =
+                300 * row.frequency * (is_homozygous ? row.frequency : 2) *
+                (row.test.find('x') == row.test.npos ? 1 : std::min(share, 1 - share));
+            bool const is_penalised =
+                scan::text(row.estimate.code).find("PENAL") != std::string::npos;
+            if (row.estimate.code == scan::effect_code::not_identifiable) continue;
+            EXPECT_EQ(is_penalised, copies < 10) << row.test << " " << row.frequency;
+            n[is_penalised] += copies > 4 && copies < 16;
+        }
+    }
+    EXPECT_GE(std::min(n[0], n[1]), 2);
 }
 
 TEST(scan_effects, haplo_glm) {

@@ -40,8 +40,8 @@ struct unfinished_study : example_study {
 
 std::string const TAKEN = "t.parts: 29 (1-29) of 74 parts taken.\n";
 
-// 100 windows that take their time, each a part.
-std::string const SLOW = "--chr 22 --to-bp 30336000 --window 14 --max-snps 14 ";
+// 60 windows that take their time, each a part.
+std::string const SLOW = "--chr 22 --to-bp 30216000 --window 14 --max-snps 14 ";
 
 // Example study with a run of them to t that the signal ended when its first part was there. Returns
 // how many there are.
@@ -119,15 +119,15 @@ TEST(scan_parts, resume_takes_what_was_finished) {
     for (int const number : {SIGKILL, SIGINT, SIGTERM}) {
         example_study files;
         unsigned long const n = interrupt(files, number);
-        ASSERT_TRUE(n > 0 && n < 100) << n;
+        ASSERT_TRUE(n > 0 && n < 60) << n;
         // A killed run may leave these beside its parts, at other times than here.
         run_shell(files, "touch t.parts/record.tmp1 t.parts/002.tmp12");
         outcome const o = files.scan(SLOW + "--resume --threads 2");
         EXPECT_EQ(o.exit_status, 0) << o.err;
         std::string const taken = n == 1 ? "1" : "1-" + std::to_string(n),
-                          left = std::to_string(100 - n);
+                          left = std::to_string(60 - n);
         EXPECT_NE(
-            o.err.find("t.parts: " + std::to_string(n) + " (" + taken + ") of 100 parts taken.\n"),
+            o.err.find("t.parts: " + std::to_string(n) + " (" + taken + ") of 60 parts taken.\n"),
             std::string::npos)
             << o.err;
         EXPECT_NE(o.err.find(left + " of " + left + " windows done"), std::string::npos) << o.err;

@@ -19,6 +19,7 @@ constexpr double RUNNING = 0.2;          // a long step, in units
 constexpr double FAR = 20;               // steps along a ridge, each of which leaves 1 / e of it
 constexpr double SMALLEST_PIVOT = 1e-10; // of C, below which it counts as singular
 constexpr double INVOLVED = 1e-4;        // share of a null vector's largest component
+constexpr double FLAT = 3e-7;            // score along a null vector that is rounding
 
 // The information of the free parameters scaled to unit diagonal, and its Cholesky factor.
 struct scaled_information {
@@ -95,12 +96,16 @@ struct climb {
     std::vector<unsigned> free;
     std::vector<double> g, H, step, trial, at_trial, v;
     scaled_information information;
+    // The first null vector of C, in its scale and as a direction, and its pivot.
+    std::vector<double> null_vector, null_direction;
+    double null_pivot;
     double L;
     bool is_here; // the last evaluation was at x, where the model is asked for the information
 
     climb(safeguarded_model const& of, double* start, safeguarded_outcome& outcome)
         : model(of), x(start), out(outcome), p(of.p), g(p), H(p * p), step(p), trial(p),
-          at_trial(p), v(p), information{0, H, H, g, 0}, L(QNAN), is_here(false) {}
+          at_trial(p), v(p), information{0, H, H, g, 0}, null_vector(p), null_direction(p),
+          null_pivot(0), L(QNAN), is_here(false) {}
 
     double unit(unsigned k) const { return model.units == nullptr ? 1 : model.units[k]; }
     bool is_finite(int status, double value, std::vector<double> const& score) const {
@@ -136,11 +141,12 @@ struct climb {
         out.held[k] = 1;
         free.erase(std::find(free.begin(), free.end(), k));
     }
-    // The free components in `from`, scaled back, as a direction of all parameters.
-    void spread(std::vector<double> const& from, std::vector<double>& direction) const {
+    // The components of some parameters in `from`, scaled back, as a direction of all parameters.
+    void spread(std::vector<unsigned> const& of, std::vector<double> const& from,
+                std::vector<double>& direction) const {
         std::fill(direction.begin(), direction.end(), 0.0);
-        for (std::size_t i = 0; i < free.size(); ++i)
-            direction[free[i]] = from[i] / information.scale[i];
+        for (std::size_t i = 0; i < of.size(); ++i)
+            direction[of[i]] = from[i] / information.scale[i];
     }
     double along(std::vector<double> const& direction) const {
         double sum = 0;
@@ -160,23 +166,44 @@ struct climb {
         return most;
     }
 
-    // Newton's step and decrement at x; the row at which C proved singular or indefinite, or how
-    // many are free.
-    std::size_t newton() {
+    enum class definiteness { definite, flat, shifted };
+
+    // Newton's step and decrement at x. Parameters along whose null vector neither score nor
+    // information is left stay where they are: a shift for their sake would hold up those that run.
+    definiteness newton() {
         model.information(H.data());
-        information.take(free, p, H);
-        std::size_t const failed = information.factorise(0);
-        if (failed < free.size()) information.null_vector(failed, v.data());
-        for (double lambda = 1e-3; failed < free.size() && !std::isinf(lambda); lambda *= 4)
-            if (information.factorise(lambda) == free.size()) break;
+        std::vector<unsigned> active = free;
+        definiteness found = definiteness::definite;
+        while (true) {
+            information.take(active, p, H);
+            std::size_t const failed = information.factorise(0);
+            if (failed == active.size()) break;
+            information.null_vector(failed, v.data());
+            spread(active, v, trial);
+            if (found == definiteness::definite) {
+                null_vector = v;
+                null_direction = trial;
+                null_pivot = information.pivot;
+            }
+            found = definiteness::flat;
+            if (is_saddle(information.pivot) || std::fabs(along(trial)) > FLAT) {
+                found = definiteness::shifted;
+                break;
+            }
+            active.erase(active.begin() + static_cast<std::ptrdiff_t>(failed));
+        }
+        if (found == definiteness::shifted)
+            for (double lambda = 1e-3; !std::isinf(lambda); lambda *= 4)
+                if (information.factorise(lambda) == active.size()) break;
         std::fill(trial.begin(), trial.end(), 0.0);
-        for (std::size_t i = 0; i < free.size(); ++i)
-            trial[i] = g[free[i]] / information.scale[i];
+        for (std::size_t i = 0; i < active.size(); ++i)
+            trial[i] = g[active[i]] / information.scale[i];
         information.solve(trial.data());
-        spread(trial, step);
+        spread(active, trial, step);
         out.decrement = along(step);
-        return failed;
+        return found;
     }
+    static bool is_saddle(double pivot) { return pivot < -1e3 * SMALLEST_PIVOT; }
     // Bounds the step; the slope of the log-likelihood along it.
     double bound_step() {
         std::copy(step.begin(), step.end(), trial.begin());
@@ -283,18 +310,16 @@ struct climb {
         while (true) {
             if (!is_here && !evaluate()) return fit_end::broken_down;
             if (free.empty()) return fit_end::converged;
-            bool const is_singular = newton() < free.size();
-            if (!is_singular && is_on_ridge()) {
+            definiteness const found = newton();
+            if (found != definiteness::shifted && is_on_ridge()) {
                 follow_ridge();
                 if (++out.iterations >= MOST_ITERATIONS) return fit_end::limit_reached;
                 continue;
             }
-            if (is_singular && out.decrement <= CONVERGED) {
-                std::vector<double> const scaled = v;
-                spread(scaled, v);
-                bool const is_saddle = information.pivot < -1e3 * SMALLEST_PIVOT;
-                if (!is_saddle || !leave_saddle()) {
-                    settle_null_vector(scaled);
+            if (found != definiteness::definite && out.decrement <= CONVERGED) {
+                v = null_direction;
+                if (!is_saddle(null_pivot) || !leave_saddle()) {
+                    settle_null_vector(null_vector);
                     continue;
                 }
             } else if (out.decrement <= CONVERGED) {

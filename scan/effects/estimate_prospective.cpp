@@ -12,16 +12,21 @@ estimate_prospective(effect_input const& input, Eigen::VectorXd const& coefficie
     prospective_likelihood likelihood(sample, haplotypes, terms, input.environment);
     std::vector<effect_row> rows;
     std::vector<reported_parameter> reported;
+    std::vector<std::size_t> places; // of their rows
     for (planned_row const& p : planned) {
-        unsigned const first =
-            p.is_interaction ? likelihood.first_interaction() : likelihood.first_effect();
-        reported.push_back(
-            {first + p.code, p.is_interaction ? input.environment_unit() : 1, p.is_sparse});
         rows.push_back(p.row);
+        rows.back().estimate.code = effect_code::not_identifiable;
+        unsigned const parameter =
+            p.is_interaction ? likelihood.interaction(p.code) : likelihood.effect(p.code);
+        if (parameter == prospective_likelihood::NO_PARAMETER) continue;
+        places.push_back(rows.size() - 1);
+        reported.push_back(
+            {parameter, p.is_interaction ? input.environment_unit() : 1, p.is_sparse});
     }
     for (std::size_t j = 1; input.settings.shows_covariates && j < input.design.names.size(); ++j) {
         reported.push_back({likelihood.first_covariate() + static_cast<unsigned>(j),
                             input.design.units[j], false});
+        places.push_back(rows.size());
         rows.push_back(covariate_row(input.design.names[j], terms));
     }
 
@@ -33,8 +38,8 @@ estimate_prospective(effect_input const& input, Eigen::VectorXd const& coefficie
         likelihood.move_origin(input.environment_mean() / input.environment_unit(), x.data());
     }
     auto const estimates = estimate_effects(model, reported, input.settings.level, x.data());
-    for (std::size_t r = 0; r < rows.size(); ++r)
-        rows[r].estimate = estimates[r];
+    for (std::size_t k = 0; k < estimates.size(); ++k)
+        rows[places[k]].estimate = estimates[k];
     return rows;
 }
 

@@ -29,7 +29,7 @@ prospective_likelihood::prospective_likelihood(window_sample const& sample,
       start_frequencies_(Eigen::Map<Eigen::VectorXd const>(
           haplotypes.frequencies.data(), static_cast<Eigen::Index>(haplotypes.size()))),
       n_haplotypes_(static_cast<unsigned>(haplotypes.size())),
-      n_covariates_(static_cast<unsigned>(sample.covariates.cols())), n_codes_(terms.n_codes()),
+      n_covariates_(static_cast<unsigned>(sample.covariates.cols())),
       n_moments_(environment < 0 ? 1 : 2) {
     for (std::size_t r = 0; environment >= 0 && r < sample.n_rows(); ++r)
         environment_.push_back(sample.covariates(static_cast<Eigen::Index>(r), environment));
@@ -44,6 +44,20 @@ prospective_likelihood::prospective_likelihood(window_sample const& sample,
     genotypes_.resize(haplotypes.pairs.size());
     for (std::size_t g = 0; g < genotypes_.size(); ++g)
         code_genotype(haplotypes.pairs[g], table, genotypes_[g]);
+    leave_out_absent_codes(terms.n_codes());
+}
+
+// Of the terms' n codes those that some pair has get their places.
+void prospective_likelihood::leave_out_absent_codes(unsigned n) {
+    places_.assign(n, NO_PARAMETER);
+    for (design_vector const& d : codes_)
+        for (unsigned const code : d.index)
+            places_[code] = 0;
+    for (unsigned& place : places_)
+        if (place != NO_PARAMETER) place = n_codes_++;
+    for (design_vector& d : codes_)
+        for (unsigned& code : d.index)
+            code = places_[code];
 }
 
 void prospective_likelihood::code_genotype(std::vector<std::pair<unsigned, unsigned>> const& pairs,
@@ -174,7 +188,7 @@ void prospective_likelihood::move_origin(double shift, double* x) {
     for (double& e : environment_)
         e += shift;
     for (unsigned k = 0; k < n_codes_; ++k)
-        x[first_effect() + k] -= shift * x[first_interaction() + k];
+        x[first_effect() + k] -= shift * x[first_effect() + n_codes_ + k];
 }
 
 safeguarded_model prospective_likelihood::model() {

@@ -7,7 +7,7 @@
 //   p_h = exp(r_h) / sum of exp(r),  r = 0 for the most frequent haplotype,  c = 1 for a = b, else 2
 //
 // where e is the covariate that interacts, if one does. Parameters in their order: r of all haplotypes
-// but the most frequent one, b, beta, gamma. Pairs with one code depend on status and covariates alike
+// but the most frequent one, b, beta, gamma. A code that is 0 in all pairs of the sample has none. Pairs with one code depend on status and covariates alike
 // and are summed once, as a class.
 //
 // Score and information follow from those that known pairs would give (Louis TA, Journal of the Royal
@@ -38,9 +38,13 @@ class prospective_likelihood {
                            haplotype_terms const& terms, int environment);
 
     unsigned n_parameters() const { return first_effect() + n_codes_ * n_moments_; }
+    // Parameters of a code of the terms; NO_PARAMETER for one that is 0 in all pairs.
+    unsigned effect(unsigned code) const { return parameter(code, 0); }
+    unsigned interaction(unsigned code) const { return parameter(code, 1); }
     unsigned first_covariate() const { return n_haplotypes_ - 1; }
     unsigned first_effect() const { return first_covariate() + n_covariates_; }
-    unsigned first_interaction() const { return first_effect() + n_codes_; }
+
+    static constexpr unsigned NO_PARAMETER = ~0u;
 
     // The EM estimates, the coefficients b of the null model, and effects 0.
     Eigen::VectorXd start(Eigen::VectorXd const& coefficients) const;
@@ -74,7 +78,10 @@ class prospective_likelihood {
     window_sample const& sample_;
     std::vector<double> environment_; // e by row
     Eigen::VectorXd start_frequencies_;
-    unsigned n_haplotypes_, n_covariates_, n_codes_, n_moments_;
+    unsigned n_haplotypes_, n_covariates_;
+    unsigned n_codes_ = 0; // that are not 0 in all pairs
+    unsigned n_moments_;
+    std::vector<unsigned> places_;     // of the terms' codes among those, or NO_PARAMETER
     std::vector<design_vector> codes_; // distinct ones
     std::vector<coded_genotype> genotypes_;
 
@@ -90,6 +97,11 @@ class prospective_likelihood {
 
     void code_genotype(std::vector<std::pair<unsigned, unsigned>> const& pairs,
                        term_table const& table, coded_genotype& g);
+    void leave_out_absent_codes(unsigned n);
+    unsigned parameter(unsigned code, unsigned moment) const {
+        return places_[code] == NO_PARAMETER ? NO_PARAMETER
+                                             : first_effect() + moment * n_codes_ + places_[code];
+    }
     void set_parameters(double const* x);
     void weigh(coded_genotype& g) const;
     void compute_block(coded_genotype const& g, Eigen::Index first, Eigen::Index n);
