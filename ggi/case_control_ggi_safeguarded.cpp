@@ -69,7 +69,7 @@ term_end end_of(fitted_model const& m, std::vector<double> const& A, unsigned te
 void report_terms(fitted_model const& m, std::vector<double> const& A, std::vector<double> const& V,
                   safeguarded_result& result) {
     std::size_t const p = m.model.p, n = m.n_terms(), first = m.first_term();
-    result.terms.assign(n, {term_end::finite, QNAN, QNAN, QNAN, QNAN, QNAN, QNAN, QNAN, QNAN, QNAN});
+    result.terms.assign(n, {term_end::finite, QNAN, QNAN, QNAN, QNAN, QNAN, QNAN, QNAN, QNAN});
     for (unsigned j = 0; j < n; ++j) {
         double const* const a = A.data() + j * n;
         double estimate = 0, variance = 0;
@@ -147,9 +147,6 @@ void profile_terms(fitted_model const& m, safeguarded_settings const& settings,
         term_fit const at(model, x, A, first, n, k - first);
         term.penalised = at.x[k] * at.unit;
         at.interval(outcome, settings.quantile, QNAN, term.penalised_lower, term.penalised_upper);
-        double ratio;
-        if (profile_ratio({at.model, outcome, at.x.data()}, at.k, ratio) == SUCCESS)
-            term.penalised_ratio = ratio;
     }
 }
 

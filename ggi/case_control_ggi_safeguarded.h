@@ -47,7 +47,7 @@ struct fitted_term {
     double standard_error;
     double ratio;        // chi-square with one degree of freedom
     double lower, upper; // of the profile interval; where the term is infinite, one of them is
-    double penalised, penalised_lower, penalised_upper, penalised_ratio;
+    double penalised, penalised_lower, penalised_upper;
 };
 
 struct safeguarded_result {

@@ -40,7 +40,7 @@ class Effect:
 
     @property
     def is_penalised(self):
-        """The numbers are those of a penalised likelihood."""
+        """The interval is that of a penalised likelihood."""
         return self.code.endswith("PENALISED")
 
     @property

@@ -95,27 +95,23 @@ effect_estimate estimate_of(fitted_term const& term, bool is_sparse, double quan
     if (term.end == term_end::not_identifiable)
         return failed_estimate(effect_code::not_identifiable);
     effect_estimate e;
-    e.log_p = e.log_ratio_p = log_p_chi_square(is_sparse ? term.penalised_ratio : term.ratio, 1);
+    e.beta = term.estimate;
+    e.log_p = e.log_ratio_p = log_p_chi_square(term.ratio, 1);
     if (term.end != term_end::finite) {
         bool const is_up = term.end == term_end::plus_infinity;
-        e.beta = term.estimate;
         e.lower = !is_up ? term.estimate : is_sparse ? term.penalised_lower : term.lower;
         e.upper = is_up ? term.estimate : is_sparse ? term.penalised_upper : term.upper;
         e.code = is_sparse ? effect_code::infinite_penalised : effect_code::infinite;
-    } else if (is_sparse) {
-        e.beta = term.penalised;
-        e.lower = term.penalised_lower;
-        e.upper = term.penalised_upper;
-        e.code = effect_code::penalised;
-        if (std::isnan(e.beta)) return failed_estimate(effect_code::no_convergence);
-    } else {
-        e.beta = term.estimate;
-        e.standard_error = term.standard_error;
-        e.lower = e.beta - quantile * e.standard_error;
-        e.upper = e.beta + quantile * e.standard_error;
-        e.z = e.beta / e.standard_error;
-        e.log_p = log_p_two_sided(e.z);
+        return e;
     }
+    if (is_sparse && std::isnan(term.penalised))
+        return failed_estimate(effect_code::no_convergence);
+    e.standard_error = term.standard_error;
+    e.lower = is_sparse ? term.penalised_lower : e.beta - quantile * e.standard_error;
+    e.upper = is_sparse ? term.penalised_upper : e.beta + quantile * e.standard_error;
+    e.z = e.beta / e.standard_error;
+    e.log_p = log_p_two_sided(e.z);
+    e.code = is_sparse ? effect_code::penalised : effect_code::none;
     return e;
 }
 
@@ -133,8 +129,10 @@ int fit_terms(effect_input const& input, haplotype_terms const& terms,
               case_control_ggi_data& data, double quantile, safeguarded_result& fit) {
     safeguarded_settings settings{input.settings.hw, input.settings.mode, quantile, {}};
     settings.requests.resize(n_reported(input, terms), 0);
-    for (planned_row const& p : planned)
-        settings.requests[place_of(p, terms)] = p.is_sparse ? PENALISED_INTERVAL : RATIO;
+    for (planned_row const& p : planned) {
+        settings.requests[place_of(p, terms)] = RATIO;
+        if (p.is_sparse) settings.requests[place_of(p, terms)] |= PENALISED_INTERVAL;
+    }
     if (input.has_interaction()) settings.requests[terms.n_codes() + 1] = RATIO;
     int const status = case_control_ggi_safeguarded(data, settings, frequencies, fit);
     bool is_infinite = false;

@@ -67,27 +67,27 @@ effect_estimate wald(fitted const& fit, unsigned k, double quantile) {
     return e;
 }
 
-effect_estimate penalised_estimate(fitted const& fit, unsigned k, double quantile) {
-    effect_estimate e;
-    double const start = quantile * std::min(fit.standard_error(k), FIRST_DISTANCE);
-    e.beta = fit.x[k];
-    e.lower = fit.bound(k, -1, quantile, start);
-    e.upper = fit.bound(k, 1, quantile, start);
-    e.log_p = e.log_ratio_p = fit.log_ratio_p(k);
+// With the bounds of the penalised profile.
+effect_estimate sparse_estimate(fitted const& fit, fitted const& penalised_fit, unsigned k,
+                                double quantile) {
+    effect_estimate e = wald(fit, k, quantile);
+    double const start = quantile * std::min(penalised_fit.standard_error(k), FIRST_DISTANCE);
+    e.lower = penalised_fit.bound(k, -1, quantile, start);
+    e.upper = penalised_fit.bound(k, 1, quantile, start);
     e.code = effect_code::penalised;
     return e;
 }
 
 // An estimate at infinity. `profiled`: the fit whose profile bounds it on the other side.
-effect_estimate infinite_estimate(fitted const& profiled, unsigned k, int direction,
-                                  double quantile) {
+effect_estimate infinite_estimate(fitted const& fit, fitted const& profiled, unsigned k,
+                                  int direction, double quantile) {
     double const infinity = std::numeric_limits<double>::infinity();
     effect_estimate e;
     e.beta = direction * infinity;
     double const bound = profiled.bound(k, -direction, quantile, FIRST_DISTANCE);
     e.lower = direction > 0 ? bound : -infinity;
     e.upper = direction > 0 ? infinity : bound;
-    e.log_p = e.log_ratio_p = profiled.log_ratio_p(k);
+    e.log_p = e.log_ratio_p = fit.log_ratio_p(k);
     e.code = effect_code::infinite;
     return e;
 }
@@ -152,10 +152,10 @@ std::vector<effect_estimate> estimate_effects(safeguarded_model const& model,
         else if (!profiled.has_succeeded)
             e = failed_estimate(effect_code::no_convergence);
         else if (direction != 0) {
-            e = infinite_estimate(profiled, r.index, direction, quantile);
+            e = infinite_estimate(fit, profiled, r.index, direction, quantile);
             if (r.is_sparse) e.code = effect_code::infinite_penalised;
         } else
-            e = r.is_sparse ? penalised_estimate(profiled, r.index, quantile)
+            e = r.is_sparse ? sparse_estimate(fit, profiled, r.index, quantile)
                             : wald(fit, r.index, quantile);
         divide(e, r.unit);
         estimates.push_back(e);

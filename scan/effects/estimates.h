@@ -13,8 +13,8 @@ namespace scan {
 enum class effect_code {
     none,
     infinite,           // the likelihood rises to the end of the scale
-    infinite_penalised, // so does it, and there are too few copies for its profile
-    penalised,          // too few copies: all numbers are those of the penalised likelihood
+    infinite_penalised, // so does it, and the finite bound is that of the penalised profile
+    penalised,          // too few copies: the interval is the profile one of the penalised likelihood
     not_identifiable,   // cannot be told apart from other parameters
     no_convergence,     // the fit failed
     too_many_haplotypes // there was none
@@ -41,7 +41,7 @@ effect_estimate failed_estimate(effect_code code);
 struct reported_parameter {
     unsigned index;
     double unit;    // beta is the parameter divided by it
-    bool is_sparse; // too few copies for a likelihood that is not penalised
+    bool is_sparse; // too few copies for an interval without a penalty
 };
 
 // Expected copies in the smaller group below which a term is sparse.

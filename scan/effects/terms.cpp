@@ -63,13 +63,6 @@ std::string test_name(inheritance mode, unsigned which) {
     }
 }
 
-// Copies, or homozygotes where a term is about these, that are expected in the smaller group.
-double copies_of(inheritance mode, unsigned which, double frequency, window_sample const& sample) {
-    double const smaller = std::min(sample.n_cases, sample.n_subjects - sample.n_cases);
-    bool const counts_homozygotes = mode == RECESSIVE || which == 1;
-    return smaller * frequency * (counts_homozygotes ? frequency : 2);
-}
-
 } // namespace
 
 std::vector<haplotype_terms> make_models(effect_input const& input,
@@ -91,11 +84,11 @@ std::vector<planned_row> plan_rows(effect_input const& input, haplotype_terms co
                                    window_sample const& sample) {
     std::vector<planned_row> rows;
     unsigned const per_term = terms.code.per_term();
+    double const smaller = std::min(sample.n_cases, sample.n_subjects - sample.n_cases);
     for (unsigned t = 0; t < terms.n_terms(); ++t)
         for (unsigned which = 0; which < per_term; ++which) {
             std::string const test = test_name(input.settings.mode, which);
-            double const frequency = terms.frequencies[t],
-                         copies = copies_of(input.settings.mode, which, frequency, sample);
+            double const frequency = terms.frequencies[t], copies = 2 * smaller * frequency;
             effect_row row{terms.names[t], terms.reference, test, frequency, true, {}};
             unsigned const code = t * per_term + which;
             rows.push_back({row, code, false, copies < LEAST_COPIES});

@@ -33,7 +33,7 @@ class quasi_newton {
   private:
     static constexpr Eigen::Index MEMORY = 8;
     static constexpr unsigned MAX_GRADIENTS = 20000;
-    static constexpr double ROUNDING = 1e-20; // below it f's gain is noise
+    static constexpr double ROUNDING = 1e-20;    // below it f's gain is noise
     static constexpr double LONGEST_STEP = 0.25; // the sum of squares of x is about 1
 
     using vector = Eigen::Map<Eigen::VectorXd>;
