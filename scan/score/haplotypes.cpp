@@ -19,8 +19,8 @@ constexpr double GAIN = 1e-13;
 constexpr unsigned FIRST_STEPS = 6, FIRST_STEPS_LONG = 10;
 constexpr unsigned LONG = 9; // SNPs
 // Expected copies in the sample: fewer than FEWEST are dropped in a long window, and up to FEW a
-// haplotype may have all but vanished.
-constexpr double FEWEST = 1e-8, FEW = 1e-2;
+// haplotype may have all but vanished; fewer than VANISHED are what the ascent leaves of none.
+constexpr double FEWEST = 1e-8, FEW = 1e-2, VANISHED = 1e-6;
 // Of D / 2N above 1 at a maximum.
 constexpr double TOLERANCE = 1e-6;
 constexpr unsigned MAX_ROUNDS = 50;
@@ -109,8 +109,10 @@ bool frequency_estimate::climb() {
 void frequency_estimate::finish() {
     double* const p = expected_.frequencies();
     double total = 0;
-    for (double const x : roots_)
+    for (double& x : roots_) {
+        if (x * x * chromosomes_ < VANISHED) x = 0;
         total += x * x;
+    }
     for (std::size_t h = 0; h < roots_.size(); ++h)
         p[h] = roots_[h] * roots_[h] / total;
     expected_.step();
