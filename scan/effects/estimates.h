@@ -14,9 +14,9 @@ enum class effect_code {
     none,
     infinite,           // the likelihood rises to the end of the scale
     infinite_penalised, // so does it, and the finite bound is that of the penalised profile
-    penalised,          // too few copies: the interval is the profile one of the penalised likelihood
-    not_identifiable,   // cannot be told apart from other parameters
-    no_convergence,     // the fit failed
+    penalised,        // too few copies: the interval is the profile one of the penalised likelihood
+    not_identifiable, // cannot be told apart from other parameters
+    no_convergence,   // the fit failed
     too_many_haplotypes // there was none
 };
 
