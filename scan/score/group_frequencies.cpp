@@ -19,7 +19,7 @@ namespace scan {
 namespace {
 
 // As for the pooled frequencies.
-constexpr double GAIN = 1e-12, FEW = 1e-2, TOLERANCE = 1e-6;
+constexpr double GAIN = 1e-14, FEW = 1e-2, TOLERANCE = 1e-6;
 constexpr unsigned MAX_ROUNDS = 50;
 // Expected copies in a group below which a haplotype has vanished.
 constexpr double VANISHED = 1e-6;

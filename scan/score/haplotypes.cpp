@@ -15,7 +15,7 @@ namespace scan {
 namespace {
 
 // To the maximum of the log-likelihood.
-constexpr double GAIN = 1e-13;
+constexpr double GAIN = 1e-15;
 constexpr unsigned FIRST_STEPS = 6, FIRST_STEPS_LONG = 10;
 constexpr unsigned LONG = 9; // SNPs
 // Expected copies in the sample: fewer than FEWEST are dropped in a long window, and up to FEW a

@@ -35,6 +35,7 @@ class quasi_newton {
     static constexpr unsigned MAX_GRADIENTS = 20000;
     static constexpr double ROUNDING = 1e-20;    // below it f's gain is noise
     static constexpr double LONGEST_STEP = 0.25; // the sum of squares of x is about 1
+    static constexpr double SHORTEST_STEP = 1e-6, MOST_HIDDEN = 1e3;
 
     using vector = Eigen::Map<Eigen::VectorXd>;
 
@@ -71,7 +72,8 @@ bool quasi_newton::maximise(function&& gradient, double gain, std::vector<double
             x += d;
             return true;
         }
-        double t = std::min(stretch, LONGEST_STEP / d.norm());
+        double const first = std::min(stretch, LONGEST_STEP / d.norm());
+        double t = first;
         // The mean of the slopes at both ends tells whether f has grown.
         for (;; ++n_gradients) {
             x1 = x + t * d;
@@ -83,6 +85,13 @@ bool quasi_newton::maximise(function&& gradient, double gain, std::vector<double
             }
             if (n_gradients >= MAX_GRADIENTS) return false;
             t *= std::isfinite(end) ? std::max(slope / (slope - end), 0.1) : 0.1;
+            if (t < SHORTEST_STEP * first) break;
+        }
+        if (t < SHORTEST_STEP * first) {
+            // Rounding spoils the memory first, and then hides the rest of the way.
+            if (n_steps_ == 0) return slope <= MOST_HIDDEN * std::max(gain, ROUNDING);
+            n_steps_ = 0;
+            continue;
         }
         ++n_gradients;
         remember(t);

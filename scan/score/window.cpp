@@ -11,6 +11,8 @@ namespace {
 // Copies from which on the rare haplotypes together are there at all.
 constexpr double FEWEST_COPIES = 1e-3;
 
+// Of a frequency, which symmetry makes equal for two haplotypes now and then but for rounding.
+constexpr double EQUAL = 1e-8;
 // Of a logarithm of a p-value, within which two are the same. Two haplotypes that share all copies
 // have equal ones but for rounding; the more frequent is then the top.
 constexpr double TIE = 1e-9;
@@ -101,7 +103,8 @@ void window_test::choose_haplotypes(window_row& result) {
         else
             result.rare_freq += estimate_.frequency(h);
     std::sort(tested_.begin(), tested_.end(), [&](std::size_t a, std::size_t b) {
-        double const p = estimate_.frequency(a), q = estimate_.frequency(b);
+        auto const p = std::llround(estimate_.frequency(a) / EQUAL),
+                   q = std::llround(estimate_.frequency(b) / EQUAL);
         return p != q ? p > q : bits[a] < bits[b];
     });
     result.n_haplotypes = static_cast<unsigned>(tested_.size());
