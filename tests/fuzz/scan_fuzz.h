@@ -9,9 +9,9 @@
 #include <optional>
 
 // The files of an input, which lines "---" separate; those that are not there are empty.
-struct input_files {
+struct input_texts {
     std::string rest;
-    input_files(std::uint8_t const* bytes, std::size_t size)
+    input_texts(std::uint8_t const* bytes, std::size_t size)
         : rest(reinterpret_cast<char const*>(bytes), size) {}
     std::string next() {
         std::string const line = "---\n";

@@ -41,7 +41,7 @@ void check_windows(snp_table const& snps, window_list const& list) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size) {
-    input_files files(bytes, size);
+    input_texts files(bytes, size);
     auto const snps = read_text(files.next(), [](auto const& path) { return snp_table(path); });
     if (!snps) return 0;
     check_bed(files.next(), *snps);

@@ -21,7 +21,7 @@ void check_design(subject_selection const& used, covariate_table const& covariat
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size) {
-    input_files files(bytes, size);
+    input_texts files(bytes, size);
     auto const subjects =
         read_text(files.next(), [](auto const& path) { return subject_table(path); });
     if (!subjects) return 0;
