@@ -28,8 +28,6 @@ class quasi_newton {
     template <typename function>
     bool maximise(function&& gradient, double gain, std::vector<double>& x);
 
-    unsigned n_gradients = 0; // of the last call
-
   private:
     static constexpr Eigen::Index MEMORY = 8;
     static constexpr unsigned MAX_GRADIENTS = 20000;
@@ -60,7 +58,7 @@ bool quasi_newton::maximise(function&& gradient, double gain, std::vector<double
     vector g = at(GRADIENT), d = at(DIRECTION), x1 = at(POINT), g1 = at(NEXT_GRADIENT);
     gradient(x.data(), g.data());
     double stretch = 1;
-    for (n_gradients = 1; n_gradients < MAX_GRADIENTS;) {
+    for (unsigned n_gradients = 1; n_gradients < MAX_GRADIENTS;) {
         find_direction();
         double slope = g.dot(d);
         if (!(slope > 0)) {
