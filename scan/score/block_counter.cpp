@@ -70,6 +70,7 @@ void block_counter::make_window(std::size_t b, unsigned first, unsigned n_snps,
         take_part(block, first, max_missing, table);
     if (!model_.has_covariates()) return;
     table.sum(sums_[b].data(), genotype_);
+    table.set_cells(block.ids(), genotype_);
     if (std::find(genotype_.begin(), genotype_.end(), NONE) != genotype_.end())
         list_left_out(block, first, max_missing, table);
 }

@@ -29,6 +29,11 @@ class genotype_table {
     // their index in the null model, where there are covariates.
     unsigned n_subjects = 0, n_cases = 0;
     std::vector<std::uint32_t> left_out;
+    // The genotype of a subject of the null model, an index in `genotypes`, or NONE for one that is
+    // left out; where there are covariates, and until the counter counts anew.
+    std::uint32_t genotype_of(std::size_t subject) const {
+        return genotype_of_cell_[cell_of_[subject]];
+    }
 
     // For block_counter: makes the table empty, adds a genotype, and sums. `whole` holds the sums of
     // the cells of a block, as the model's to_sum makes them, and `genotype` the index of each cell's
@@ -37,10 +42,16 @@ class genotype_table {
     void clear(unsigned number_of_snps);
     void add(genotype_cell const& cell);
     void sum(double const* whole, std::vector<std::uint32_t> const& genotype);
+    // cell_of: by subject the id of its cell. Refers to both.
+    void set_cells(std::uint32_t const* cell_of, std::vector<std::uint32_t> const& genotype) {
+        cell_of_ = cell_of, genotype_of_cell_ = genotype.data();
+    }
 
   private:
     null_model const& model_;
     std::vector<double> sums_;
+    std::uint32_t const* cell_of_ = nullptr;
+    std::uint32_t const* genotype_of_cell_ = nullptr;
 };
 
 } // namespace scan
