@@ -91,17 +91,19 @@ std::size_t place_of(planned_row const& p, haplotype_terms const& terms) {
     return p.code + (p.is_interaction ? terms.n_codes() + 2 : 0);
 }
 
-effect_estimate estimate_of(fitted_term const& term, bool is_sparse, double quantile) {
+effect_estimate estimate_of(fitted_term const& term, term_support support, double quantile) {
+    bool const is_sparse = support.is_sparse;
     if (term.end == term_end::not_identifiable)
         return failed_estimate(effect_code::not_identifiable);
     effect_estimate e;
     e.beta = term.estimate;
-    e.log_p = e.log_ratio_p = log_p_chi_square(term.ratio, 1);
+    e.log_ratio_p = log_p_chi_square(term.ratio, 1);
     if (term.end != term_end::finite) {
         bool const is_up = term.end == term_end::plus_infinity;
         e.lower = !is_up ? term.estimate : is_sparse ? term.penalised_lower : term.lower;
         e.upper = is_up ? term.estimate : is_sparse ? term.penalised_upper : term.upper;
         e.code = is_sparse ? effect_code::infinite_penalised : effect_code::infinite;
+        choose_p(support, e);
         return e;
     }
     if (is_sparse && std::isnan(term.penalised))
@@ -110,8 +112,8 @@ effect_estimate estimate_of(fitted_term const& term, bool is_sparse, double quan
     e.lower = is_sparse ? term.penalised_lower : e.beta - quantile * e.standard_error;
     e.upper = is_sparse ? term.penalised_upper : e.beta + quantile * e.standard_error;
     e.z = e.beta / e.standard_error;
-    e.log_p = log_p_two_sided(e.z);
     e.code = is_sparse ? effect_code::penalised : effect_code::none;
+    choose_p(support, e);
     return e;
 }
 
@@ -119,7 +121,8 @@ effect_estimate rho_estimate(safeguarded_result const& fit) {
     effect_estimate e;
     e.beta = fit.rho;
     e.standard_error = fit.rho_error;
-    e.log_p = e.log_ratio_p = std::log(fit.rho_p);
+    e.log_ratio_p = std::log(fit.rho_p);
+    choose_p({}, e);
     return e;
 }
 
@@ -131,7 +134,7 @@ int fit_terms(effect_input const& input, haplotype_terms const& terms,
     settings.requests.resize(n_reported(input, terms), 0);
     for (planned_row const& p : planned) {
         settings.requests[place_of(p, terms)] = RATIO;
-        if (p.is_sparse) settings.requests[place_of(p, terms)] |= PENALISED_INTERVAL;
+        if (p.support.is_sparse) settings.requests[place_of(p, terms)] |= PENALISED_INTERVAL;
     }
     if (input.has_interaction()) settings.requests[terms.n_codes() + 1] = RATIO;
     int const status = case_control_ggi_safeguarded(data, settings, frequencies, fit);
@@ -139,7 +142,8 @@ int fit_terms(effect_input const& input, haplotype_terms const& terms,
     for (planned_row const& p : planned) {
         term_end const end =
             status == SUCCESS ? fit.terms[place_of(p, terms)].end : term_end::finite;
-        if (p.is_sparse || end == term_end::finite || end == term_end::not_identifiable) continue;
+        if (p.support.is_sparse || end == term_end::finite || end == term_end::not_identifiable)
+            continue;
         settings.requests[place_of(p, terms)] |= INTERVAL;
         is_infinite = true;
     }
@@ -179,10 +183,10 @@ std::vector<effect_row> estimate_retrospective(effect_input const& input,
     };
     fit.terms.resize(n_reported(input, terms));
     for (planned_row const& p : planned)
-        add(p.row, estimate_of(fit.terms[place_of(p, terms)], p.is_sparse, quantile));
+        add(p.row, estimate_of(fit.terms[place_of(p, terms)], p.support, quantile));
     if (input.settings.shows_covariates && input.has_interaction())
         add(covariate_row(input.environment_name(), terms),
-            estimate_of(fit.terms[terms.n_codes() + 1], false, quantile));
+            estimate_of(fit.terms[terms.n_codes() + 1], support_of_covariate(sample), quantile));
     if (input.settings.hw != EQUILIBRIUM) {
         effect_row row;
         row.test = "RHO";
