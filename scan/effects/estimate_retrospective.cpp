@@ -131,7 +131,7 @@ int fit_terms(effect_input const& input, haplotype_terms const& terms,
     settings.requests.resize(n_reported(input, terms), 0);
     for (planned_row const& p : planned) {
         settings.requests[place_of(p, terms)] = RATIO;
-        if (p.is_sparse) settings.requests[place_of(p, terms)] |= PENALISED_INTERVAL;
+        if (p.is_sparse) settings.requests[place_of(p, terms)] |= PENALISED;
     }
     if (input.has_interaction()) settings.requests[terms.n_codes() + 1] = RATIO;
     int const status = case_control_ggi_safeguarded(data, settings, frequencies, fit);
