@@ -95,12 +95,32 @@ void divide(effect_estimate& e, double unit) {
         *value /= unit;
 }
 
-std::vector<unsigned> sparse_ones(std::vector<reported_parameter> const& reported,
-                                  safeguarded_outcome const& outcome) {
-    std::vector<unsigned> sparse;
+std::vector<reported_parameter> sparse_ones(std::vector<reported_parameter> const& reported,
+                                            safeguarded_outcome const& outcome) {
+    std::vector<reported_parameter> sparse;
     for (reported_parameter const& r : reported)
-        if (r.support.is_sparse && !outcome.unidentified[r.index]) sparse.push_back(r.index);
+        if (r.support.is_sparse && !outcome.unidentified[r.index]) sparse.push_back(r);
     return sparse;
+}
+
+// The model with `sign` times its slopes: from the parameters to what is penalised, or back.
+safeguarded_model moved(safeguarded_model model, std::vector<reported_parameter> const& sparse,
+                        int sign) {
+    for (reported_parameter const& r : sparse) {
+        if (r.slope == 0) continue;
+        std::vector<double> c(model.p);
+        c[r.interaction] = sign * r.slope;
+        model = sheared(model, r.index, c);
+    }
+    return model;
+}
+
+safeguarded_model penalised_model(safeguarded_model const& model,
+                                  std::vector<reported_parameter> const& sparse) {
+    std::vector<unsigned> parameters;
+    for (reported_parameter const& r : sparse)
+        parameters.push_back(r.index);
+    return moved(penalised(moved(model, sparse, 1), parameters), sparse, -1);
 }
 
 } // namespace
@@ -142,9 +162,9 @@ std::vector<effect_estimate> estimate_effects(safeguarded_model const& model,
         x[k] = fit.outcome.direction[k] == 0
                    ? fit.x[k]
                    : std::clamp(fit.x[k], -FARTHEST_START, FARTHEST_START);
-    std::vector<unsigned> const sparse = sparse_ones(reported, fit.outcome);
+    std::vector<reported_parameter> const sparse = sparse_ones(reported, fit.outcome);
     std::optional<fitted> penalised_fit;
-    if (!sparse.empty()) penalised_fit.emplace(penalised(model, sparse), x);
+    if (!sparse.empty()) penalised_fit.emplace(penalised_model(model, sparse), x);
 
     std::vector<effect_estimate> estimates;
     for (reported_parameter const& r : reported) {

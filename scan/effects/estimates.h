@@ -49,6 +49,10 @@ struct reported_parameter {
     unsigned index;
     double unit; // beta is the parameter divided by it
     term_support support;
+    // The penalty is on the parameter plus `slope` times the parameter `interaction`: an effect at
+    // the mean of the covariate that interacts.
+    unsigned interaction = 0;
+    double slope = 0;
 };
 
 // Fits the model from x and estimates the given parameters; level: that of the intervals. x receives
