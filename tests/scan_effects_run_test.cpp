@@ -277,6 +277,7 @@ TEST(scan_effects_run, retrospective_rows_are_quilmars) {
                     << name << column;
         }
     }
+    EXPECT_GE(n_compared, 30);
 }
 
 // Known haplotypes make the prospective likelihood an ordinary logistic regression, whatever the units

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <memory>
 #include <optional>
 
 namespace scan {
@@ -103,6 +104,14 @@ std::vector<reported_parameter> sparse_ones(std::vector<reported_parameter> cons
     return sparse;
 }
 
+// The same model behind a pointer: copies of it, and of what is made of it, are small.
+safeguarded_model shared(safeguarded_model const& model) {
+    auto const kept = std::make_shared<safeguarded_model>(model);
+    return {model.p,
+            [kept](double const* x, double& L, double* g) { return kept->evaluate(x, L, g); },
+            [kept](double* H) { kept->information(H); }, model.units};
+}
+
 // The model with `sign` times its slopes: from the parameters to what is penalised, or back.
 safeguarded_model moved(safeguarded_model model, std::vector<reported_parameter> const& sparse,
                         int sign) {
@@ -110,7 +119,7 @@ safeguarded_model moved(safeguarded_model model, std::vector<reported_parameter>
         if (r.slope == 0) continue;
         std::vector<double> c(model.p);
         c[r.interaction] = sign * r.slope;
-        model = sheared(model, r.index, c);
+        model = shared(sheared(model, r.index, c));
     }
     return model;
 }
