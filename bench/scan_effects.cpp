@@ -184,10 +184,10 @@ void study(scenario const& s, unsigned n_sets) {
 int main(int argc, char** argv) {
     unsigned const n_sets =
         argc > 1 ? static_cast<unsigned>(std::strtoul(argv[1], nullptr, 10)) : 400;
-    std::printf(
-        "| design, mode | subjects | odds ratio | usual rows | covered | .05 | .01 | penalised rows | "
-        "covered | .05 | .01 | infinite | not identifiable | undecided "
-        "|\n|---|---|---|---|---|---|---|---|---|---|---|---|---|---|\n");
+    std::printf("| design, mode | subjects | odds ratio | usual rows | covered | .05 | .01 | "
+                "penalised rows | "
+                "covered | .05 | .01 | infinite | not identifiable | undecided "
+                "|\n|---|---|---|---|---|---|---|---|---|---|---|---|---|---|\n");
     for (bool const is_case_control : {false, true})
         for (inheritance const mode : {ADDITIVE, RECESSIVE, DOMINANT, CODOMINANT})
             for (unsigned const n : {300u, 2000u})

@@ -77,7 +77,8 @@ effect_estimate sparse_estimate(fitted const& penalised_fit, unsigned k, double 
     return e;
 }
 
-// An estimate at infinity. `profiled`: the fit whose profile bounds it on the other side and tests it.
+// An estimate at infinity. `profiled`: the fit whose profile bounds it on the other side, and that
+// tests it.
 effect_estimate infinite_estimate(fitted const& profiled, unsigned k, int direction,
                                   double quantile) {
     double const infinity = std::numeric_limits<double>::infinity();

@@ -1,7 +1,7 @@
-// What the genotypes of a group tell of the effects, as a share of what seen haplotypes would. Where all
-// calls of a SNP are missing in the cases, haplotypes that differ by it alone are told apart by the
-// controls' deviation from equilibrium, whose estimate has no normal distribution. With x the codes of
-// a subject, whose pair is drawn given the genotype under the haplotypes' frequencies,
+// What the genotypes of a group tell of the effects, as a share of what seen haplotypes would. Where
+// all calls of a SNP are missing in the cases, haplotypes that differ by it alone are told apart by
+// the controls' deviation from equilibrium, and such an estimate is not normally distributed. With x
+// the codes of a subject, whose pair is drawn given the genotype under the haplotypes' frequencies,
 //
 //   V = sum over the group of (E(x) - mean) (E(x) - mean)',   M = sum over the group of Var(x)
 //   share of code k = ((V + M + d I)^-1)_kk / ((V + d I)^-1)_kk,   d = a hundredth of a copy
