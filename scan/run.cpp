@@ -1,5 +1,6 @@
 #include "scan/run.h"
 
+#include "scan/error.h"
 #include "scan/export_window.h"
 #include "scan/output/numbers.h"
 #include "scan/output/run_log.h"
@@ -9,8 +10,11 @@
 #include "scan/score/null_model.h"
 #include "scan/study.h"
 
+#include "numeric/available_memory.h"
+
 #include <chrono>
 #include <cmath>
+#include <malloc.h>
 #include <numeric>
 #include <optional>
 #include <string>
@@ -77,8 +81,21 @@ void note_memory(options const& o, study const& s, run_log& log) {
                  thread = bytes_per_thread(s.used.used.size(), s.design.names.size(),
                                            s.bed.row_bytes(), longest) +
                           (o.effects.most_p ? effect_test::bytes(n, columns) : 0);
-    log.note("Memory: at most about " + mib_text(peak_bytes() + model + o.n_threads * thread) +
-             " with " + std::to_string(o.n_threads) + " threads.");
+    double const more = model + o.n_threads * thread, left = available_memory("");
+    if (o.is_dry_run)
+        log.note("Memory: at most about " + mib_text(peak_bytes() + more) + " with " +
+                 std::to_string(o.n_threads) + " threads.");
+    if (more > left)
+        log.warn("The run may take " + mib_text(more) +
+                 " more, but machine, job and ulimit leave " + mib_text(std::max(0.0, left)) +
+                 ": fewer --threads take less.");
+}
+
+// Each thread's own heap would reserve address space beforehand, which fails again and again where
+// there is little of it.
+void share_heap_where_tight(unsigned n_threads) {
+    constexpr double RESERVED = 128 * MIB;
+    if (available_memory("") < n_threads * RESERVED) mallopt(M_ARENA_MAX, 1);
 }
 
 // "Part 2 of 7".
@@ -106,6 +123,13 @@ void note_part(options const& o, chunk_grid const& grid, index_range const& chun
              std::to_string(windows.end) + ".");
 }
 
+void check_unchanged(run_record const& before, run_record const& now) {
+    std::string const differs = difference(before, now);
+    if (!differs.empty())
+        throw failure(read_failed, "An input was changed during the run: " + differs +
+                                       ".\nNo table was made; run again.");
+}
+
 void note_summary(options const& o, scan_summary const& summary, window_list const& list,
                   index_range const& chunks, run_log& log) {
     if (chunks.size() == 0) return;
@@ -117,19 +141,24 @@ void note_summary(options const& o, scan_summary const& summary, window_list con
 
 void run(options const& o) {
     auto const start = std::chrono::steady_clock::now();
+    share_heap_where_tight(o.n_threads);
     run_log log(o.is_quiet);
     record_start(o, log);
     if (!o.exported.first.empty()) return export_window(o, log);
-    result_files files(o);
+    run_record const inputs = record_of_inputs(o);
+    check_targets(o);
+    std::optional<result_files> files;
+    if (!o.is_dry_run) files.emplace(o);
     std::optional<part_folder> kept;
-    if (o.is_resumed && !o.is_dry_run) kept.emplace(o.prefix + ".parts", record_of(o));
+    if (o.is_resumed && !o.is_dry_run) kept.emplace(o);
     study const s(o, log);
     chunk_grid const grid(s.windows.windows.size());
     index_range const chunks = chunks_of(o, grid);
     note_part(o, grid, chunks, log);
     std::optional<effect_input> effects;
     if (o.effects.most_p) effects.emplace(o.effects, o.test, s.design, s.used.used, s.used.is_case);
-    if (o.is_dry_run) return note_memory(o, s, log);
+    note_memory(o, s, log);
+    if (o.is_dry_run) return;
 
     null_model const model = fit_null_model(s.used.is_case, s.design.columns, s.design.names);
     note_test(o.test.test, s.design.names.size() > 1, log);
@@ -139,7 +168,7 @@ void run(options const& o) {
                            s.used.used, model, effects ? &*effects : nullptr};
     scan_summary summary;
     auto const receive = [&](std::size_t c, chunk_result const& chunk) {
-        files.write(chunk);
+        files->write(chunk);
         summary.add(grid.windows({c, c + 1}).first, chunk);
     };
     if (kept)
@@ -147,9 +176,12 @@ void run(options const& o) {
     else
         scan_windows(input, o, grid, numbers_of(chunks), receive);
     note_summary(o, summary, s.windows, chunks, log);
+    check_unchanged(inputs, record_of_inputs(o));
+    for (std::string const& path : files->stale())
+        log.note(path + " is of an earlier run and removed: this run makes none.");
     std::chrono::duration<double> const seconds = std::chrono::steady_clock::now() - start;
     log.note(number_text(seconds.count()) + " s, at most " + mib_text(peak_bytes()) + ".");
-    files.publish(subject_list(s), log.text());
+    files->publish(subject_list(s), log.text());
     if (kept) kept->remove();
 }
 
