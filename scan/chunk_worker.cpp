@@ -90,8 +90,8 @@ void chunk_worker::append(std::size_t w, chunk_result& result) {
     if (row_.code == error_code::none && row_.log_p <= std::log(options_.pfilter))
         tables_.append_haplotypes(w, row_, result.haplotype_rows);
     if (effects_ && effects_->wants(row_)) estimate_effects(w, result);
-    result.log_p.push_back(row_.log_p);
-    result.codes.push_back(row_.code);
+    result.outcomes.push_back(
+        {row_.code, row_.df, row_.chisq, row_.log_p, row_.top_log_p_bonferroni});
 }
 
 void chunk_worker::estimate_effects(std::size_t w, chunk_result& result) {

@@ -31,11 +31,17 @@ struct scan_input {
     effect_input const* effects; // null for none
 };
 
-// The rows of the tables and, by window, ln P and the code.
+// What is known of all windows together: numbers of a window_row.
+struct window_outcome {
+    error_code code = error_code::none;
+    unsigned df = 0;
+    double chisq = NOT_COMPUTED, log_p = NOT_COMPUTED, top_log_p_bonferroni = NOT_COMPUTED;
+};
+
+// The rows of the tables and what came of each window.
 struct chunk_result {
     std::string window_rows, haplotype_rows, effect_rows;
-    std::vector<double> log_p;
-    std::vector<error_code> codes;
+    std::vector<window_outcome> outcomes;
 };
 
 // One per thread; owns all work arrays, and refers to input and options.

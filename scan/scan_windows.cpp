@@ -20,10 +20,9 @@ void scan_windows(scan_input const& input, options const& o, chunk_grid const& g
     ordered_writer<chunk_result> writer(
         [&](chunk_result const& chunk) {
             receive(chunks[n_delivered++], chunk);
-            n_done += chunk.codes.size();
-            n_failed += chunk.codes.size() -
-                        static_cast<std::size_t>(
-                            std::count(chunk.codes.begin(), chunk.codes.end(), error_code::none));
+            n_done += chunk.outcomes.size();
+            for (window_outcome const& outcome : chunk.outcomes)
+                n_failed += outcome.code != error_code::none;
             shown.update(n_done, n_failed);
         },
         4 * n_threads);

@@ -7,9 +7,8 @@ import sys
 import numpy as np
 
 from .columns import DataError
-from .picture import FORMATS, counted, save
-from .tails import inflation
-from .windows import bonferroni, read_windows
+from .picture import FORMATS, save
+from .windows import bonferroni, counted, read_windows
 
 
 def picture_name(text):
@@ -84,8 +83,9 @@ def draw_windows(options):
     else:
         figure = {"manhattan": manhattan, "qq": qq}[options.command].draw(tests, level, shown_tests)
     n_beyond = int((tests.neg_log10_p >= -np.log10(level)).sum())
-    return figure, (f"{counted(n_tests)}, {tests.n_without} without a p-value left out. Lambda "
-                    f"{inflation(tests.neg_log10_p):.6g}. {n_beyond} at or below P {level:.6g}.")
+    lambda_text = f" Lambda {tests.inflation}." if tests.inflation else ""
+    return figure, (f"{counted(n_tests)}, {tests.n_without} without a p-value left out.{lambda_text} "
+                    f"{n_beyond} at or below P {level:.6g}.")
 
 
 def draw_effects(options):

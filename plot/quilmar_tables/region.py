@@ -9,7 +9,8 @@ from matplotlib.patches import Rectangle
 
 from .columns import DataError, numbers_of, read_columns
 from .effects import KEY
-from .picture import DARK, HIT, counted, level_line, new_figure, shortened
+from .picture import DARK, HIT, level_line, new_figure, shortened
+from .windows import counted
 from .wording import p_text
 
 WIDTH, LEFT, RIGHT = 10.0, 0.65, 0.35  # inches

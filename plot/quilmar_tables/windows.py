@@ -4,6 +4,7 @@ from dataclasses import dataclass
 import numpy as np
 
 from .columns import DataError, numbers_of, read_columns
+from .tails import inflation_text
 
 
 @dataclass
@@ -15,7 +16,13 @@ class WindowTests:
     last: np.ndarray
     name: np.ndarray
     neg_log10_p: np.ndarray
+    inflation: str  # lambda of all windows of the table, or nothing
     n_without: int
+
+    @property
+    def heading(self):
+        """Their number, and lambda."""
+        return counted(len(self.name)) + (f", λ = {self.inflation}" if self.inflation else "")
 
     @property
     def middle(self):
@@ -25,7 +32,7 @@ class WindowTests:
     def select(self, chosen):
         """The windows of a mask or of indices."""
         return WindowTests(self.path, self.chromosome[chosen], self.first[chosen], self.last[chosen],
-                           self.name[chosen], self.neg_log10_p[chosen], 0)
+                           self.name[chosen], self.neg_log10_p[chosen], self.inflation, 0)
 
     def title(self, i):
         """The window's name, or its place where windows are numbered."""
@@ -37,9 +44,10 @@ class WindowTests:
 def read_windows(path):
     """All windows with a p-value; there must be one."""
     # N_SNP is not used, but tells the table from that of haplotypes.
-    names = ["CHROM", "POS", "END", "WINDOW", "N_SNP", "NEG_LOG10_P"]
+    names = ["CHROM", "POS", "END", "WINDOW", "N_SNP", "DF", "CHISQ", "NEG_LOG10_P"]
     columns, rows = read_columns(path, names)
-    first, last, y = (numbers_of(path, name, columns[name], rows) for name in ("POS", "END", "NEG_LOG10_P"))
+    first, last, df, chi_square, y = (numbers_of(path, name, columns[name], rows)
+                                      for name in ("POS", "END", "DF", "CHISQ", "NEG_LOG10_P"))
     for name, values, wrong in (("POS", first, ~np.isfinite(first)), ("END", last, ~np.isfinite(last)),
                                 ("NEG_LOG10_P", y, np.isinf(y) | (y < 0))):
         if wrong.any():
@@ -49,7 +57,13 @@ def read_windows(path):
     if not has_p.any():
         raise DataError(f"{path}: none of the {len(y)} windows has a p-value.")
     return WindowTests(path, np.array(columns["CHROM"])[has_p], first[has_p], last[has_p],
-                       np.array(columns["WINDOW"])[has_p], y[has_p], int((~has_p).sum()))
+                       np.array(columns["WINDOW"])[has_p], y[has_p], inflation_text(chi_square[has_p], df[has_p]),
+                       int((~has_p).sum()))
+
+
+def counted(n):
+    """1 window, 700,000 windows."""
+    return f"{n:,} window{'' if n == 1 else 's'}"
 
 
 def bonferroni(tests):

@@ -15,14 +15,17 @@ std::uint32_t crc_of(std::string_view text) {
         crc32_z(0, reinterpret_cast<Bytef const*>(text.data()), text.size()));
 }
 
-// "code lnP" by window, in digits that give the number back.
+// Code, degrees of freedom and the other numbers of each window, in digits that give them back.
 std::string window_lines(chunk_result const& chunk) {
     std::string lines;
-    for (std::size_t i = 0; i < chunk.codes.size(); ++i) {
-        char digits[32];
-        auto const end = std::to_chars(digits, digits + sizeof digits, chunk.log_p[i]);
-        lines += std::to_string(static_cast<int>(chunk.codes[i])) + " ";
-        lines.append(digits, end.ptr).push_back('\n');
+    for (window_outcome const& w : chunk.outcomes) {
+        lines += std::to_string(static_cast<int>(w.code)) + " " + std::to_string(w.df);
+        for (double const number : {w.chisq, w.log_p, w.top_log_p_bonferroni}) {
+            char digits[32];
+            auto const end = std::to_chars(digits, digits + sizeof digits, number);
+            lines.append(" ").append(digits, end.ptr);
+        }
+        lines += '\n';
     }
     return lines;
 }
@@ -30,11 +33,14 @@ std::string window_lines(chunk_result const& chunk) {
 void read_window_lines(std::string const& lines, chunk_result& chunk) {
     std::istringstream stream(lines);
     int code;
-    for (std::string number; stream >> code >> number;) {
-        double log_p = 0;
-        std::from_chars(number.data(), number.data() + number.size(), log_p);
-        chunk.codes.push_back(static_cast<error_code>(code));
-        chunk.log_p.push_back(log_p);
+    for (window_outcome w; stream >> code >> w.df;) {
+        w.code = static_cast<error_code>(code);
+        for (double* const number : {&w.chisq, &w.log_p, &w.top_log_p_bonferroni}) {
+            std::string digits;
+            stream >> digits;
+            std::from_chars(digits.data(), digits.data() + digits.size(), *number);
+        }
+        chunk.outcomes.push_back(w);
     }
 }
 

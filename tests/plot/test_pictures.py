@@ -12,7 +12,7 @@ from matplotlib.colors import to_rgb
 from support import EFFECT_COLUMNS, HAPLOTYPE_COLUMNS, ROOT, WINDOW_COLUMNS, Drawing, Scratch, read, write_table
 
 from quilmar_tables import picture
-from quilmar_tables.tails import inflation, neg_log10_p_of_z, null_band
+from quilmar_tables.tails import neg_log10_p_of_z, null_band
 
 # Chromosome, first and last position, name, SNPs, -log10 P, code.
 WINDOWS = ["1 1000000 1000200 1 5 0.25 .", "1 3000000 3000000 2 1 1.5 .", "1 3000100 3000300 3 5 NA TOO_LONG",
@@ -31,16 +31,15 @@ class WindowPictures(Scratch):
 
     def test_manhattan(self):
         status, said = self.run_program("quilmar-plot", "manhattan w.tsv -o p.svg")
-        # Bonferroni's line stands at 0.05 / 6; the middle p-values 10^-0.75 and 10^-1.5 have the chi-squares
-        # 1.815684 and 4.618831 (R's qchisq), so that lambda is 7.072.
-        self.assertEqual((status, said), (0, "p.svg: 6 windows, 1 without a p-value left out. Lambda 7.07188. "
-                                             "2 at or below P 0.00833333.\n"))
+        # Bonferroni's line stands at 0.05 / 6.
+        self.assertEqual((status, said), (0, "p.svg: 6 windows, 1 without a p-value left out. 2 at or below P "
+                                             "0.00833333.\n"))
         drawn = Drawing("p.svg")
         self.assertTrue(about(drawn.values("chromosome_1", "y"), [0.25, 1.5]))
         self.assertTrue(about(drawn.values("chromosome_2", "y"), [0.75, 0.125]))
         self.assertTrue(about(drawn.values("hits", "y"), [2.5, 3.5]))
         self.assertTrue(about(drawn.values("level", "y"), [-math.log10(0.05 / 6)] * 2))
-        self.assertTrue({"6 windows, λ = 7.072", "dashed: P = 0.00833 (0.05 / 6)", "GENE$1$", "2:8000300-8000500",
+        self.assertTrue({"6 windows", "dashed: P = 0.00833 (0.05 / 6)", "GENE$1$", "2:8000300-8000500",
                          "Chromosome", "−log₁₀ P"} <= set(drawn.texts))
         self.assertEqual([label for label, _ in drawn.labels("x")], ["1", "2"])
         # Positions are on one scale, with 0.012 of all base pairs between the chromosomes.
@@ -106,11 +105,14 @@ class WindowPictures(Scratch):
             self.assertEqual([d[:len(beginning)] for d in drawings], [beginning], "one picture of one table")
 
     def test_many_points_become_an_image(self):
-        rows = [f"1 {k} {k} {k} 1 {k % 100 / 50} ." for k in range(1, 10_050)] + ["1 20000 20000 x 1 9 ."]
+        # A third each has a chi-square of 2, 2 and 4 times its median (R: qchisq(0.5, c(1, 8))); one has no df.
+        rows = [f"1 {k} {k} {k} 1 {k % 100 / 50} . {['1 0.9098728', '8 14.688242', '8 29.376484'][k % 3]}"
+                for k in range(1, 10_050)] + ["1 20000 20000 x 1 9 . 0 0"]
         write_table("w.tsv", WINDOW_COLUMNS, rows)
         drawn = self.plot("manhattan w.tsv")
         self.assertEqual(len(drawn.elements(drawn.root, "image")), 1)
         self.assertEqual(len(drawn.places("hits")), 1)
+        self.assertIn("10,050 windows, λ = 2", drawn.texts)
         self.assertLess(len(self.plot("qq w.tsv").places("windows")), 2000)
 
 
@@ -151,7 +153,6 @@ class Numbers(unittest.TestCase):
         # R: pnorm(-40, log = TRUE), qbeta(c(0.975, 0.025), 3, 590).
         self.assertAlmostEqual(float(neg_log10_p_of_z(40)), 349.1360, 4)
         self.assertTrue(np.allclose(null_band(3, 592), [1.915419, 2.980354], atol=2e-6))
-        self.assertAlmostEqual(inflation(np.array([500.0])), 2294.394 / 0.4549364, 0)
 
     def test_shades_differ_in_grey(self):
         grey = [np.dot(to_rgb(color), (0.299, 0.587, 0.114)) for color in (picture.DARK, picture.HIT, picture.LIGHT)]
@@ -160,16 +161,17 @@ class Numbers(unittest.TestCase):
 
 class Errors(Scratch):
     def test_errors(self):
-        good = "1 100 200 1 5 0.5 ."
+        good = "1 100 200 1 5 0.5 . 1 1"
         for text, message in (
-                ("A\tB\n1\t2\n", "no column CHROM, POS, END, WINDOW, N_SNP, NEG_LOG10_P in the header line; is it the "
-                                 "right table?"),
-                ("", "no column CHROM, POS, END, WINDOW, N_SNP, NEG_LOG10_P in the header line; is it the right table?"),
+                ("A\tB\n1\t2\n", "no column CHROM, POS, END, WINDOW, N_SNP, DF, CHISQ, NEG_LOG10_P in the header line; "
+                                 "is it the right table?"),
+                ("", "no column CHROM, POS, END, WINDOW, N_SNP, DF, CHISQ, NEG_LOG10_P in the header line; is it the right "
+                     "table?"),
                 ([], "the table has no rows."),
-                ([good, "1 100 200 2 5 NA TOO_LONG x"], "3: 8 columns, but the header has 7."),
-                ([good, "1 100 200 2 5 0,5 ."], "3: NEG_LOG10_P is '0,5', which is no number."),
-                ([good, "1 NA 200 2 5 0.5 ."], "3: POS is NA."), ([good, "1 100 200 2 5 -1 ."], "3: NEG_LOG10_P is -1."),
-                (["1 100 200 2 5 NA TOO_LONG"], "none of the 1 windows has a p-value."),
+                ([good, "1 100 200 2 5 NA TOO_LONG 1 1 x"], "3: 10 columns, but the header has 9."),
+                ([good, "1 100 200 2 5 0,5 . 1 1"], "3: NEG_LOG10_P is '0,5', which is no number."),
+                ([good, "1 NA 200 2 5 0.5 . 1 1"], "3: POS is NA."), ([good, "1 100 200 2 5 -1 . 1 1"], "3: NEG_LOG10_P is -1."),
+                (["1 100 200 2 5 NA TOO_LONG NA NA"], "none of the 1 windows has a p-value."),
                 (b"\x1f\x8b\x08\x00broken", "the compressed data are damaged or cut short.")):
             with open("w.tsv", "wb") as file:
                 if isinstance(text, list):
