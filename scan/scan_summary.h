@@ -21,10 +21,8 @@ class scan_summary {
     void note(window_list const& list, run_log& log) const;
 
   private:
-    static constexpr std::size_t N_CODES = 7;
-
-    std::array<std::size_t, N_CODES> by_code_{}; // windows
-    std::vector<double> medians_;                // of chi-square, by degrees of freedom
+    std::array<std::size_t, N_ERROR_CODES> by_code_{}; // windows
+    std::vector<double> medians_;                      // of chi-square, by degrees of freedom
     std::vector<double> inflations_; // by window with degrees of freedom: chi-square by its median
     std::size_t n_tested_ = 0;       // windows with a P
     std::size_t smallest_ = 0;       // window of the smallest P, where there is one
