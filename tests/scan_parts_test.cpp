@@ -12,7 +12,8 @@
 namespace {
 
 std::string tables(scratch const& files) {
-    return files.read("t.win.tsv") + files.read("t.hap.tsv") + files.read("t.id");
+    return files.read("t.win.tsv") + files.read("t.hap.tsv") + files.read("t.lead.tsv") +
+           files.read("t.effects.tsv") + files.read("t.id");
 }
 
 // Tables and log of a run that nothing stops.
@@ -82,14 +83,15 @@ TEST(scan_parts, concatenated_they_are_the_whole_run_for_all_threads) {
                        {"--chr 22 --to-bp 30024000", 12, 2}};
     for (auto const& c : cases) {
         example_study files;
-        ASSERT_EQ(files.scan(c.arguments).exit_status, 0);
+        std::string const arguments = std::string(c.arguments) + " --effects 1e-4";
+        ASSERT_EQ(files.scan(arguments).exit_status, 0);
         std::string const of = "of" + std::to_string(c.n_parts), id = files.read("t.id");
         unsigned end = 0;
         for (unsigned k = 1; k <= c.n_parts; ++k) {
             std::string const number = std::to_string(k), pad(c.n_parts > 9 && k < 10, '0');
             outcome const o =
                 files.scan("--parallel " + number + " " + std::to_string(c.n_parts) +
-                           " --threads " + std::to_string(c.threads) + " " + c.arguments);
+                           " --threads " + std::to_string(c.threads) + " " + arguments);
             EXPECT_EQ(o.exit_status, 0) << o.err;
             std::string const prefix = "t." + pad + number + of,
                               part = "Part " + number + " of " + std::to_string(c.n_parts);

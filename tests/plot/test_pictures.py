@@ -9,7 +9,8 @@ import unittest
 import numpy as np
 from matplotlib.colors import to_rgb
 
-from support import EFFECT_COLUMNS, HAPLOTYPE_COLUMNS, ROOT, WINDOW_COLUMNS, Drawing, Scratch, read, write_table
+from support import (EFFECT_COLUMNS, HAPLOTYPE_COLUMNS, LEAD_COLUMNS, ROOT, WINDOW_COLUMNS, Drawing, Scratch, read,
+                     write_table)
 
 from quilmar_tables import picture
 from quilmar_tables.tails import neg_log10_p_of_z, null_band
@@ -74,7 +75,7 @@ class WindowPictures(Scratch):
         self.assertTrue(about(drawn.values("bars", "x"), [8.0000, 8.0002, 8.0003, 8.0005], 1e-6))
         self.assertTrue(about(drawn.values("bars", "y"), [0.125, 0.125, 3.5, 3.5]))
         self.assertTrue(about(drawn.values("middles", "x"), [8.0001, 8.0004], 1e-6))
-        self.assertTrue({"2 windows of 2:8000150-8000300", "8000000", "P 0.75", "8000300", "P 3.2e-4", "ACG", "TCG",
+        self.assertTrue({"2 windows of 2:8000150-8000300", "8000000-8000200", "P 0.75", "P 3.2e-4", "ACG", "TCG",
                          "▼ 41.0 / 52.0", "30.0 / 29.0", "▲ 12.3 / 9.4", "CCC"} <= set(drawn.texts))
         self.assertNotIn("GGG", drawn.texts)
         status, said = self.run_program("quilmar-plot", "region w.tsv --range 2:1-10 -o p.svg")
@@ -90,6 +91,32 @@ class WindowPictures(Scratch):
         self.assertEqual(headings, ["P 1.6e-4", "P 1.3e-4", "P 1.0e-4"])
         self.assertEqual(drawn.texts.count("and 3 more"), 3)
         self.assertIn("ACGTACGTACGTACGTACGTACGTACGTACGTACGTACG…", drawn.texts)
+
+    def test_region_of_leads(self):
+        # Windows of 100 bases, one every 40, the better the later: those of a column overlap by half at most.
+        rows = [f"3 {k * 40} {k * 40 + 100} {k} 5 {k / 1000} ." for k in range(1, 1001)]
+        write_table("s.win.tsv", WINDOW_COLUMNS, [*rows, "4 7 8 GENE 5 9 ."])
+        write_table("h.tsv", HAPLOTYPE_COLUMNS, [" ".join(row.split()[:4]) + " ACG 0.1 0.1 0 0.1" for row in rows])
+        write_table("s.lead.tsv", LEAD_COLUMNS, ["3 2000 2100 50 5 0.05 . 1 1 7 2000 2140",
+                                                 "3 12000 12100 300 5 0.3 . 1 1 9 12000 22000"])
+
+        def places(command):
+            drawn = self.plot("region s.win.tsv --hap h.tsv " + command)
+            return [text.split("-")[0] for text in drawn.texts if re.fullmatch(r"\d+-\d+", text)], drawn
+
+        found, drawn = places("--top 4")  # the lead's locus, with as much again on both sides
+        self.assertIn("753 windows of 3:2000-32000", drawn.texts)
+        self.assertEqual(found, ["2000", "12000", "31920", "32000"])
+        self.assertEqual(len(drawn.places("middles")), 753)
+        self.assertNotIn("stroke", read("p.svg").split('id="middles"')[1].split("</g>")[0])
+        self.assertEqual(places("--range 3:1900-12100 --top 3")[0], ["2000", "12000", "12080"])
+        found, drawn = places("--window 300 --window 301")
+        self.assertEqual(found, ["12000", "12040"])
+        self.assertIn("506 windows of 3:2000-22140", drawn.texts)
+        for command, message in (("--window X", "no window X with a p-value."),
+                                 ("--window 1 --window GENE", "these windows lie on several chromosomes.")):
+            self.assertEqual(self.run_program("quilmar-plot", f"region s.win.tsv {command} -o p.svg"),
+                             (1, f"quilmar-plot: s.win.tsv: {message}\n"))
 
     def test_compressed_tables_and_formats(self):
         with open("w.tsv", "rb") as plain, gzip.open("w.gz", "wb") as compressed:
@@ -146,6 +173,16 @@ class Forest(Scratch):
         self.assertNotIn("AAG", drawn.texts)
         status, said = self.run_program("quilmar-plot", "forest e.tsv --window X -o p.svg")
         self.assertEqual((status, said), (1, "quilmar-plot: e.tsv: no window X.\n"))
+        # The leads beside the table are its choice: first the one with the smaller P.
+        os.rename("e.tsv", "e.effects.tsv")
+        for leads, options, titles in ((["22 300 400 G 5 9 . 1 1 3 1 2", "22 500 600 8 5 5 . 1 1 1 1 2"], "", "G"),
+                                       (["22 300 400 G 5 9 . 1 1 3 1 2", "22 100 200 7 5 10 . 1 1 1 1 2"], "--top 1", "2"),
+                                       (["22 300 400 G 5 9 . 1 1 3 1 2"], "--all", "2G"), ([], "", "2G")):
+            write_table("e.lead.tsv", LEAD_COLUMNS, leads)
+            texts = self.plot("forest e.effects.tsv " + options).texts
+            self.assertEqual("".join(text[0] for text in texts if "reference " in text), titles)
+        status, said = self.run_program("quilmar-plot", "forest e.effects.tsv --top 2 -o p.svg")
+        self.assertIn("e.effects.tsv: --top needs the scan's table .lead.tsv beside it", said)
 
 
 class Numbers(unittest.TestCase):
@@ -196,6 +233,7 @@ class Errors(Scratch):
         for command, message in (("qq w.tsv -o p.jpg", "'p.jpg' does not end in .png, .svg or .pdf"),
                                  ("qq w.tsv -o p.png --level 2", "'2' is no number between 0 and 1"),
                                  ("region w.tsv -o p.png --range 22", "'22' is not CHR:FROM-TO"),
+                                 ("region w.tsv -o p.png --top 0", "'0' is no whole number from 1 on"),
                                  ("region w.tsv -o p.png --range 2:9-8", "'2:9-8' ends before it begins"),
                                  ("", "the following arguments are required: PICTURE")):
             status, said = self.run_program("quilmar-plot", command)

@@ -108,13 +108,14 @@ tail -c 60000 study.bed | cat <(head -c 3 study.bed) - >chr22.bed
 head -n 300 study.bim >chr21.bim
 tail -n 300 study.bim >chr22.bim
 plots=false
-ln -s "$source/plot/quilmar-plot" "$dir/bin"
+ln -s "$source"/plot/quilmar-{plot,table} "$dir/bin"
 ! python3 -c "import matplotlib, scipy" 2>/dev/null || plots=true
 snakemake -s "$source/workflow/Snakefile" -j 2 --config 'bfile=chr{chromosome}' chromosomes=21-22 \
     out=by/chr parts=2 plots=$plots >snakemake.log 2>&1 || fail "the workflow by chromosome"
 zcat by/chr.win.tsv.gz | cut -f 1-3,5- | cmp - <(cut -f 1-3,5- plain.win.tsv) || fail "by chromosome"
 [ $plots = false ] || [ "$(head -q -c 4 by/chr.{manhattan,qq}.png | tr -d '\211')" = PNGPNG ] ||
     fail "no plots"
+[ $plots = false ] || cut -f 1-3,5- by/chr.lead.tsv | cmp - <(cut -f 1-3,5- plain.lead.tsv) || fail "other leads"
 
 for key in $(sed -n 's/^\([a-z_]*\):.*/\1/p' config.yaml); do
     grep -q "^|.*\`$key\`.*|" "$source/docs/cluster.md" || fail "$key is not in docs/cluster.md"
