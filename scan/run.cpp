@@ -150,6 +150,7 @@ void run(options const& o) {
     note_test(o.test.test, s.design.names.size() > 1, log);
     note_model(model, s.design, log);
     if (effects) log.note(effects->model_text());
+    if (effects && effects->has_interaction()) log.note(effects->interaction_text());
     scan_input const input{s.snps,      s.bed, s.windows,
                            s.used.used, model, effects ? &*effects : nullptr};
     scan_summary summary;

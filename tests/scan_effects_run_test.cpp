@@ -133,7 +133,10 @@ TEST(scan_effects_run, one_snp) {
             row const& r = rows[0];
             SCOPED_TRACE(model + " " + c.code + " " + r.at("BETA"));
             EXPECT_EQ(r.at("ERRCODE"), c.code);
-            EXPECT_EQ(r.at("MODEL"), model == "prospective" ? model : "retrospective_unadjusted");
+            EXPECT_EQ(r.at("MODEL"), model + "_unadjusted");
+            EXPECT_NE(files.read("t.log").find("Effects: " + model +
+                                               " likelihood, not adjusted for any covariate; "),
+                      std::string::npos);
             EXPECT_EQ(r.at("HAP") + r.at("REF_HAP") + r.at("TEST"), "ACDOM");
             EXPECT_EQ(r.at("U95") == "inf", std::isinf(c.upper));
             EXPECT_EQ(r.at("L95") == "0", c.lower == 0);
@@ -479,7 +482,9 @@ TEST(scan_effects_run, errors) {
     // A category of two is a number, and what is assumed stands in the log.
     outcome const o = files.scan("--covar-name sex,age --interaction sex --independence --model "
                                  "retrospective");
-    EXPECT_NE(o.err.find("Effects: retrospective likelihood, which assumes haplotypes and sex"),
-              std::string::npos)
-        << o.err;
+    for (char const* text :
+         {"Effects: retrospective likelihood, which assumes haplotypes and sex",
+          "\nInteraction: of each haplotype with sex; the rows of haplotypes alone are the effects "
+          "where sex is 0.\n"})
+        EXPECT_NE(o.err.find(text), std::string::npos) << o.err;
 }
