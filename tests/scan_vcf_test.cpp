@@ -160,7 +160,7 @@ TEST(scan_vcf, errors) {
         {"sed 's/^[12c]/X&/' v.vcf >x", "--vcf x", 6, "none of 12 records is a SNP of two alleles"},
         {"sed '19s/GT/PL/' v.vcf >x", "--vcf x", 6, "x:19: the record has no genotypes (GT)."},
         {"sed '19s/.700/\\t3000000000/' v.vcf >x", "--vcf x", 6, "x:19: the position is no whole"},
-        {"sed '10s/$/\\n/' v.vcf >x", "--vcf x", 6, "x:11: this line is no record: it is blank, a"},
+        {"sed '11s/$/\\n/' v.vcf >x", "--vcf x", 6, "x:12: this line is no record: it is blank, a"},
         {"sed '15s/^/#/' v.vcf >x", "--vcf x", 6, "x:15: this line is no record: it is blank"},
         {"sed '19s/.G.*//' v.vcf >x", "--vcf x", 6, "x:19: this line is no record: it is blank"},
         {"sed '12s/.[^\\t]*$//' v.vcf >x", "--vcf x", 6, "x:12: the record cannot be read"},

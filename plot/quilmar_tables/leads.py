@@ -10,7 +10,7 @@ from dataclasses import dataclass
 
 import numpy as np
 
-from .columns import lines, numbers_of, read_columns
+from .columns import lines, read_columns, read_numbers
 from .effects import KEY
 
 MOST_P = 1e-4
@@ -39,7 +39,7 @@ def read_leads(path):
         return []
     names = ["NEG_LOG10_P", "LOCUS_POS", "LOCUS_END"]
     columns, rows = read_columns(table, [*KEY, *names])
-    y, first, last = (numbers_of(table, name, columns[name], rows) for name in names)
+    y, first, last = read_numbers(table, columns, rows, dict.fromkeys(names, (0, np.inf))).values()
     windows = list(zip(*(columns[name] for name in KEY)))
     return [Lead(windows[i], first[i], last[i]) for i in np.argsort(-np.nan_to_num(y), kind="stable")]
 
@@ -58,7 +58,7 @@ def lead_table(path, kb):
     """The table as quilmar-scan makes it, as text, of a table of window tests."""
     names = ["POS", "END", "P", "NEG_LOG10_P", "TOP_P_BONF"]
     columns, rows = read_columns(path, ["CHROM", *names])
-    first, last, p, y, top_p = (numbers_of(path, name, columns[name], rows) for name in names)
+    first, last, p, y, top_p = read_numbers(path, columns, rows, dict.fromkeys(names, (0, np.inf))).values()
     qualifying = np.fmin(p, top_p) <= MOST_P
     chromosomes = np.array(columns["CHROM"])
     added = {}  # by line
