@@ -18,9 +18,10 @@
 namespace scan {
 
 struct lead {
-    std::size_t window, n_windows; // its number in the list; how many it stands for, itself included
-    std::int32_t from, to;         // ends of these
-    std::size_t rank;              // among the leads by P, from 0 on
+    std::size_t window,
+        n_windows;         // its number in the list; how many it stands for, itself included
+    std::int32_t from, to; // ends of these
+    std::size_t rank;      // among the leads by P, from 0 on
 };
 
 class lead_finder {
