@@ -12,7 +12,8 @@ chunk_worker::chunk_worker(scan_input const& input, options const& o)
     if (input.effects != nullptr) effects_.emplace(*input.effects, input.model);
 }
 
-chunk_result chunk_worker::run(std::size_t first, std::size_t end) {
+chunk_result chunk_worker::run(window_run const& windows) {
+    auto const [first, end] = windows.windows;
     chunk_result result;
     for (std::size_t w = first, read_end = first; w < end;) {
         if (w == read_end) read_end = rows_.read(w, end);
@@ -20,7 +21,7 @@ chunk_result chunk_worker::run(std::size_t first, std::size_t end) {
         count_blocks();
         for (; w < blocks_end; ++w) {
             compute(input_.list.windows[w], block_of_[w - begin]);
-            append(w, result);
+            append(w, windows.has_effects, result);
         }
     }
     return result;
@@ -85,13 +86,13 @@ void chunk_worker::compute(window const& w, std::size_t block) {
     test_.run(row_);
 }
 
-void chunk_worker::append(std::size_t w, chunk_result& result) {
+void chunk_worker::append(std::size_t w, bool has_effects, chunk_result& result) {
     tables_.append_window(w, row_, result.window_rows);
     if (row_.code == error_code::none && row_.log_p <= std::log(options_.pfilter))
         tables_.append_haplotypes(w, row_, result.haplotype_rows);
-    if (effects_ && effects_->wants(row_)) estimate_effects(w, result);
-    result.log_p.push_back(row_.log_p);
-    result.codes.push_back(row_.code);
+    if (has_effects && effects_->wants(row_)) estimate_effects(w, result);
+    result.outcomes.push_back(
+        {row_.code, row_.df, row_.chisq, row_.log_p, row_.top_log_p_bonferroni});
 }
 
 void chunk_worker::estimate_effects(std::size_t w, chunk_result& result) {
@@ -99,6 +100,7 @@ void chunk_worker::estimate_effects(std::size_t w, chunk_result& result) {
     rows_.take(x.first, x.n_snps, effect_rows_);
     effects_->run(effect_rows_, row_, effect_result_);
     tables_.append_effects(w, input_.effects->model_name(), effect_result_, result.effect_rows);
+    ++result.n_with_effects;
 }
 
 double bytes_per_thread(std::size_t n_subjects, std::size_t n_columns, std::size_t row_bytes,

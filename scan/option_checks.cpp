@@ -37,11 +37,10 @@ void set_files(options& o) {
 }
 
 void set_effects(option_words const& words, effect_settings& e) {
-    double p = 1;
-    if (words.most_p == "none")
-        e.most_p.reset();
-    else if (words.most_p == "all" || parse_number(words.most_p, p))
-        e.most_p = p;
+    if (words.effects == "none" || (words.effects.empty() && words.test == "lrt"))
+        e.windows = effect_windows::none;
+    else if (words.effects == "all" || parse_number(words.effects, e.most_p))
+        e.windows = effect_windows::most_p;
     if (words.model == "retrospective") e.model = effect_model::retrospective;
     for (auto const& [word, mode] : {std::pair("additive", ADDITIVE),
                                      {"recessive", RECESSIVE},
@@ -118,8 +117,8 @@ void check_effects(CLI::App const& app, options const& o) {
     effect_settings const& e = o.effects;
     for (char const* option : {"--model", "--mode", "--hw", "--interaction", "--independence",
                                "--vs", "--show-covar", "--ci"})
-        if (!e.most_p && is_given(app, option))
-            refuse(std::string(option) + " needs effects: leave --effects none out.");
+        if (e.windows == effect_windows::none && is_given(app, option))
+            refuse(std::string(option) + " needs effects: give --effects lead.");
     bool const is_retrospective = e.model == effect_model::retrospective;
     if (!is_retrospective && e.hw != EQUILIBRIUM)
         refuse("--hw HWD needs --model retrospective: the prospective model assumes equilibrium.");

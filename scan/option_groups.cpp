@@ -62,15 +62,14 @@ CLI::Validator one_of(std::vector<std::string> const& words) {
     return CLI::Validator(check, "");
 }
 
-// A p-value, or all or none.
+// A p-value, or a word for windows.
 CLI::Validator limit_of_p() {
     auto const check = [](std::string& text) {
         double value;
         if (parse_number(text, value) && value >= 0 && value <= 1) return std::string();
-        return one_of({"all", "none"})(text).empty() ? std::string()
-                                                     : "'" + text +
-                                                           "' is no number, 0 to 1, and not "
-                                                           "all or none.";
+        return one_of({"lead", "all", "none"})(text).empty()
+                   ? std::string()
+                   : "'" + text + "' is no number, 0 to 1, and not lead, all or none.";
     };
     return CLI::Validator(check, "");
 }
@@ -167,10 +166,17 @@ void add_effects(CLI::App& app, options& o, option_words& words) {
                             std::string const& type) {
         return app.add_option(name, value, text)->type_name(type)->group("Effects");
     };
-    add("--effects", words.most_p,
-        "Estimate them where P or TOP_P_BONF is at most this: P, all, none", "P")
-        ->transform(limit_of_p())
-        ->capture_default_str();
+    add("--effects", words.effects,
+        "Estimate them in lead windows, where P or TOP_P_BONF is at most P, in all, in none "
+        "[lead; with --test lrt none]",
+        "P")
+        ->transform(limit_of_p());
+    app.add_option("--effects-kb", o.effects.kb,
+                   "A lead window stands for others with at most so many kb between")
+        ->type_name("KB")
+        ->check(number_in(0, NO_LIMIT))
+        ->capture_default_str()
+        ->group("Effects");
     add("--model", words.model, "Likelihood: prospective or retrospective", "NAME")
         ->transform(one_of({"prospective", "retrospective"}))
         ->capture_default_str();

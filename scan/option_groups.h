@@ -21,8 +21,8 @@ struct option_words {
     std::string test = "score";
     std::pair<std::uint32_t, std::uint32_t> part{0, 0}; // 0 of 0 where it is not given
     // Of the effects:
-    std::string most_p = "1e-4", model = "prospective", mode = "additive", hw = "HWE",
-                reference = "reference";
+    std::string effects, model = "prospective", mode = "additive", hw = "HWE",
+                         reference = "reference";
 };
 
 // Both receive the values when the application parses, and must outlive it.

@@ -17,8 +17,9 @@ char const* const SUFFIXES[] = {".win.tsv", ".hap.tsv", ".effects.tsv", ".lead.t
 std::vector<result_table> tables_of(options const& o) {
     std::vector<result_table> tables = {
         {".win.tsv", std::string(WINDOW_COLUMNS), &chunk_result::window_rows},
-        {".hap.tsv", std::string(haplotype_columns(o.test.test)), &chunk_result::haplotype_rows}};
-    if (o.effects.most_p)
+        {".hap.tsv", std::string(haplotype_columns(o.test.test)), &chunk_result::haplotype_rows},
+        {".lead.tsv", lead_columns(), &chunk_result::lead_rows}};
+    if (o.effects.windows != effect_windows::none)
         tables.push_back(
             {".effects.tsv", effect_columns(o.effects.level), &chunk_result::effect_rows});
     return tables;

@@ -6,6 +6,7 @@
 #include "scan/output/run_log.h"
 #include "scan/parts/kept_scan.h"
 #include "scan/result_files.h"
+#include "scan/scan_leads.h"
 #include "scan/scan_summary.h"
 #include "scan/score/null_model.h"
 #include "scan/study.h"
@@ -78,9 +79,11 @@ void note_memory(options const& o, study const& s, run_log& log) {
     for (window const& w : s.windows.windows)
         if (w.n_snps <= o.max_snps) longest = std::max(longest, w.n_snps);
     double const model = 8 * n * (2 * columns + 2) + (columns > 1 ? 4 * n * (columns + 4) : 0),
-                 thread = bytes_per_thread(s.used.used.size(), s.design.names.size(),
-                                           s.bed.row_bytes(), longest) +
-                          (o.effects.most_p ? effect_test::bytes(n, columns) : 0);
+                 thread =
+                     bytes_per_thread(s.used.used.size(), s.design.names.size(), s.bed.row_bytes(),
+                                      longest) +
+                     (o.effects.windows != effect_windows::none ? effect_test::bytes(n, columns)
+                                                                : 0);
     double const more = model + o.n_threads * thread, left = available_memory("");
     if (o.is_dry_run)
         log.note("Memory: at most about " + mib_text(peak_bytes() + more) + " with " +
@@ -156,7 +159,8 @@ void run(options const& o) {
     index_range const chunks = chunks_of(o, grid);
     note_part(o, grid, chunks, log);
     std::optional<effect_input> effects;
-    if (o.effects.most_p) effects.emplace(o.effects, o.test, s.design, s.used.used, s.used.is_case);
+    if (o.effects.windows != effect_windows::none)
+        effects.emplace(o.effects, o.test, s.design, s.used.used, s.used.is_case);
     note_memory(o, s, log);
     if (o.is_dry_run) return;
 
@@ -164,18 +168,22 @@ void run(options const& o) {
     note_test(o.test.test, s.design.names.size() > 1, log);
     note_model(model, s.design, log);
     if (effects) log.note(effects->model_text());
+    if (effects && effects->has_interaction()) log.note(effects->interaction_text());
     scan_input const input{s.snps,      s.bed, s.windows,
                            s.used.used, model, effects ? &*effects : nullptr};
     scan_summary summary;
+    lead_finder found(s.windows);
     auto const receive = [&](std::size_t c, chunk_result const& chunk) {
         files->write(chunk);
         summary.add(grid.windows({c, c + 1}).first, chunk);
+        found.add(grid.windows({c, c + 1}).first, chunk);
     };
     if (kept)
         scan_kept(input, o, grid, chunks, *kept, log, receive);
     else
-        scan_windows(input, o, grid, numbers_of(chunks), receive);
+        scan_chunks(input, o, grid, numbers_of(chunks), receive);
     note_summary(o, summary, s.windows, chunks, log);
+    scan_leads(input, o, found, *files, log);
     check_unchanged(inputs, record_of_inputs(o));
     for (std::string const& path : files->stale())
         log.note(path + " is of an earlier run and removed: this run makes none.");

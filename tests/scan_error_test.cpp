@@ -95,14 +95,14 @@ TEST(scan_error, publishing) {
         {meanwhile + ":" + piped + scan, "0\n", ""},
         {meanwhile + "mkdir t.new; ln -sfT t.new t.hap.tsv" + piped + scan,
          "Error: t.hap.tsv: cannot be made: it is a folder. Change --out.\n3\n",
-         "effects.tsv id log win.tsv "},
+         "effects.tsv id lead.tsv log win.tsv "},
         {meanwhile + "echo >>study.bim" + piped + scan,
          "Error: An input was changed during the run: the file of --bim was SIZE and is SIZE.\n"
          "No table was made; run again.\n4\n",
-         "effects.tsv hap.tsv id log win.tsv "},
+         "effects.tsv hap.tsv id lead.tsv log win.tsv "},
         {mount + "cat pheno.txt | " + scan,
          "Error: t.hap.tsv: cannot be written: Device or resource busy.\n"
-         "Of this run are t.id alone; do not use them with older ones.\n5\n",
+         "Of this run are t.id, t.lead.tsv alone; do not use them with older ones.\n5\n",
          "hap.tsv log win.tsv "},
     };
     for (auto const& c : cases) {

@@ -73,7 +73,7 @@ TEST(scan_export, quilmar_runs_on_the_files_and_has_the_scans_frequencies) {
                       std::string::npos)
                 << report;
         }
-        EXPECT_EQ(run_shell(files, "ls | grep -c '^t\\.'").out, "5\n");
+        EXPECT_EQ(run_shell(files, "ls | grep -c '^t\\.'").out, "6\n");
     }
 }
 

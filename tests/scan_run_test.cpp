@@ -1,5 +1,4 @@
 // Whole runs of quilmar-scan: filters beside plink2's, windows of every kind, tables, log, threads.
-#include "scan/score/tails.h"
 #include "tests/scan_support.h"
 
 #include <cmath>
@@ -84,7 +83,8 @@ TEST(scan_run, bytes_do_not_depend_on_threads) {
     for (int i = 0; i < 3; ++i) {
         example_study files;
         ASSERT_EQ(files.scan("--threads " + std::to_string(threads[i])).exit_status, 0);
-        tables[i] = files.read("t.win.tsv") + files.read("t.hap.tsv") + files.read("t.id");
+        for (char const* suffix : {"win.tsv", "hap.tsv", "lead.tsv", "effects.tsv", "id"})
+            tables[i] += files.read("t." + std::string(suffix));
     }
     EXPECT_GT(tables[0].size(), 100000u);
     EXPECT_EQ(tables[1], tables[0]);
@@ -279,15 +279,19 @@ TEST(scan_run, log_and_messages) {
     EXPECT_NE(o.err.find("592 of 592 windows done, 0 failed, 0 s left\n"), std::string::npos);
     EXPECT_EQ(o.out, "");
     // Lambda and the smallest P are those of the table.
-    std::vector<double> chisq;
+    // Of chi-square with 1 to 18 degrees of freedom: R's qchisq.
+    double const medians[] = {0.4549364, 1.386294, 2.365974, 3.356694, 4.35146,  5.348121,
+                              6.345811,  7.344121, 8.342833, 9.341818, 10.341,   11.34032,
+                              12.33976,  13.33927, 14.33886, 15.3385,  16.33818, 17.3379};
+    std::vector<double> inflations;
     double smallest = 1;
     for (auto const& w : table(files.read("t.win.tsv")).rows) {
         smallest = std::min(smallest, std::stod(w.at("P")));
-        chisq.push_back(scan::chi_square_1(std::log(std::stod(w.at("P")))));
+        inflations.push_back(std::stod(w.at("CHISQ")) / medians[std::stoul(w.at("DF")) - 1]);
     }
-    std::sort(chisq.begin(), chisq.end());
+    std::sort(inflations.begin(), inflations.end());
     EXPECT_NEAR(std::stod(log.substr(log.find("Lambda ") + 7)),
-                (chisq[295] + chisq[296]) / 2 / 0.454936, 1e-4);
+                (inflations[295] + inflations[296]) / 2, 6e-4);
     EXPECT_NEAR(std::stod(log.substr(log.find("Smallest P ") + 11)) / smallest, 1, 1e-6);
     // What --quiet hides stands in the log all the same.
     outcome const quiet = files.scan("--covar-name age,age --pheno pheno.txt --quiet");
@@ -300,6 +304,15 @@ TEST(scan_run, log_and_messages) {
         << few.err;
     EXPECT_NE(few.err.find("Warning: Covariates dropped, because they are constant: same."),
               std::string::npos);
+    // Windows that are inflated, all at one place; 1,000 draw the warning, below 100 there is no lambda.
+    for (auto const& [n, lambda, warns] :
+         {std::tuple("1000", true, true), {"999", true, false}, {"99", false, false}}) {
+        run_shell(files, "awk 'BEGIN{for(i=0;i<" + std::string(n) +
+                             ";++i)print 22,30453000,30465000,i}' >r");
+        std::string const said = files.scan("-R r --effects none").err;
+        EXPECT_EQ(said.find("\nLambda 7.") != said.npos, lambda) << n << said;
+        EXPECT_EQ(said.find("Confounding? Give principal components") != said.npos, warns) << n;
+    }
     // A dry run makes no file.
     example_study dry;
     outcome const d = dry.scan("--dry-run");

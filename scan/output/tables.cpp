@@ -14,6 +14,11 @@ std::string_view const WINDOW_COLUMNS =
     "RARE_FREQ\tDF\tCHISQ\tP\tNEG_LOG10_P\tTOP_HAP\tTOP_FREQ\tTOP_Z\tTOP_P\tTOP_P_BONF\t"
     "ERRCODE\n";
 
+std::string lead_columns() {
+    return std::string(WINDOW_COLUMNS, 0, WINDOW_COLUMNS.size() - 1) +
+           "\tN_WINDOWS\tLOCUS_POS\tLOCUS_END\n";
+}
+
 std::string_view haplotype_columns(test_kind test) {
     return test == test_kind::score
                ? "CHROM\tPOS\tEND\tWINDOW\tHAP\tBITS\tTEST\tFREQ\tCASE_FREQ\tCTRL_FREQ\tCASE_HAP_"

@@ -14,6 +14,8 @@ namespace scan {
 
 // Header lines.
 extern std::string_view const WINDOW_COLUMNS;
+// That of the lead windows: more columns.
+std::string lead_columns();
 std::string_view haplotype_columns(test_kind test);
 
 // That of the effects; level: of the intervals, whose columns are L95 and U95 for 0.95.

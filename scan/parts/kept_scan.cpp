@@ -83,8 +83,8 @@ void scan_kept(scan_input const& input, options const& o, chunk_grid const& grid
         parts[p] = part_of(chunks, p, parts.size());
 
     part_writer writer(folder, parts, tables);
-    scan_windows(input, o, grid, missing_chunks(folder, grid, parts, tables, log),
-                 [&](std::size_t c, chunk_result const& chunk) { writer.write(c, chunk); });
+    scan_chunks(input, o, grid, missing_chunks(folder, grid, parts, tables, log),
+                [&](std::size_t c, chunk_result const& chunk) { writer.write(c, chunk); });
 
     chunk_result chunk;
     for (std::size_t p = 0; p < parts.size(); ++p) {

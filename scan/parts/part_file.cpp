@@ -15,17 +15,23 @@ std::uint32_t crc_of(std::string_view text) {
         crc32_z(0, reinterpret_cast<Bytef const*>(text.data()), text.size()));
 }
 
-// "code lnP" by window, in digits that give the number back.
+// Code, degrees of freedom and the other numbers of each window, in digits that give them back.
 std::string window_lines(chunk_result const& chunk) {
     std::string lines;
-    for (std::size_t i = 0; i < chunk.codes.size(); ++i) {
-        char digits[32];
-        auto const end = std::to_chars(digits, digits + sizeof digits, chunk.log_p[i]);
-        lines += std::to_string(static_cast<int>(chunk.codes[i])) + " ";
-        lines.append(digits, end.ptr).push_back('\n');
+    for (window_outcome const& w : chunk.outcomes) {
+        lines += std::to_string(static_cast<int>(w.code)) + " " + std::to_string(w.df);
+        for (double const number : {w.chisq, w.log_p, w.top_log_p_bonferroni}) {
+            char digits[32];
+            auto const end = std::to_chars(digits, digits + sizeof digits, number);
+            lines.append(" ").append(digits, end.ptr);
+        }
+        lines += '\n';
     }
     return lines;
 }
+
+// The haplotypes of 20 SNPs.
+constexpr unsigned MOST_DF = 1 << 20;
 
 // False where they are not those of so many windows.
 bool read_window_lines(std::string_view lines, std::size_t n_windows, chunk_result& chunk) {
@@ -37,12 +43,14 @@ bool read_window_lines(std::string_view lines, std::size_t n_windows, chunk_resu
         at = next + 1;
         return true;
     };
-    for (std::size_t w = 0; w < n_windows; ++w) {
+    for (std::size_t i = 0; i < n_windows; ++i) {
         std::size_t code;
-        double log_p;
-        if (!read(code, ' ') || code >= N_ERROR_CODES || !read(log_p, '\n')) return false;
-        chunk.codes.push_back(static_cast<error_code>(code));
-        chunk.log_p.push_back(log_p);
+        window_outcome w;
+        if (!read(code, ' ') || code >= N_ERROR_CODES || !read(w.df, ' ') || w.df > MOST_DF ||
+            !read(w.chisq, ' ') || !read(w.log_p, ' ') || !read(w.top_log_p_bonferroni, '\n'))
+            return false;
+        w.code = static_cast<error_code>(code);
+        chunk.outcomes.push_back(w);
     }
     return at == end;
 }

@@ -13,8 +13,8 @@ double log_p_chi_square(double chisq, unsigned df);
 // The z below which a standard normal variable is with probability p.
 double normal_quantile(double p);
 
-// The chi-square of 1 degree of freedom whose tail has this probability.
-double chi_square_1(double log_p);
+// The median of a chi-square with df degrees of freedom.
+double chi_square_median(unsigned df);
 
 } // namespace scan
 

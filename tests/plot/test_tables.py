@@ -75,6 +75,28 @@ class Effects(Scratch):
                                                              "space left on device.\n"))
 
 
+@unittest.skipUnless("QUILMAR_SCAN_PROGRAM" in os.environ, "needs quilmar-scan")
+class Leads(Scratch):
+    def test_of_merged_parts(self):
+        """Those of a whole run whose phenotype is a component of ancestry."""
+        study = ROOT + "/examples/scan/"
+        with open("pheno", "w", encoding="utf-8") as file:
+            rows = [line.split("\t") for line in read(study + "covar.txt").splitlines()]
+            place = rows[0].index("PC1")
+            file.writelines(f"{row[0]} {row[1]} {1 + (row[place] > '0') if k else 'y'}\n" for k, row in enumerate(rows))
+        command = [os.environ["QUILMAR_SCAN_PROGRAM"], "--bfile", study + "study", "--pheno", "pheno", "--window", "2",
+                   "--allow-no-covars", "--effects", "none", "--effects-kb", "4", "--quiet", "--out", "t"]
+        subprocess.run(command, check=True)
+        merged = []
+        for part in "123":
+            subprocess.run([*command, "--parallel", part, "3"], check=True)
+            merged += read(f"t.{part}of3.win.tsv").splitlines(True)[bool(merged):]
+        with open("m.win.tsv", "w", encoding="utf-8") as file:
+            file.writelines(merged)
+        self.assertEqual(self.table("m.win.tsv --kb 4"), read("t.lead.tsv").splitlines())
+        self.assertGreater(len(read("t.lead.tsv").splitlines()), 9)
+
+
 class Layout(unittest.TestCase):
     def test_any_widths(self):
         rows = [("  é011", [0.3008, 0.0699, 4.3027, 0.0]), ("", [-12345.1234, 98765.4321, -0.125, 0.9005]),

@@ -108,7 +108,7 @@ tail -c 60000 study.bed | cat <(head -c 3 study.bed) - >chr22.bed
 head -n 300 study.bim >chr21.bim
 tail -n 300 study.bim >chr22.bim
 plots=false
-ln -s "$source/plot/quilmar-plot" "$dir/bin"
+ln -s "$source"/plot/quilmar-{plot,table} "$dir/bin"
 ! python3 -c "import matplotlib, scipy" 2>/dev/null || plots=true
 by() { # a prefix, which no shell may take for more, and an option
     snakemake -s "$source/workflow/Snakefile" -j 2 --config 'bfile=a $(touch x)/chr{chromosome}' chromosomes="${3-21-22}" \
@@ -121,6 +121,7 @@ by "$out" --effects=NONE || fail "the workflow by chromosome"
 zcat "$out.win.tsv.gz" | cut -f 1-3,5- | cmp - <(cut -f 1-3,5- plain.win.tsv) || fail "by chromosome"
 [ $plots = false ] || [ "$(head -q -c 4 "$out".{manhattan,qq}.png | tr -d '\211')" = PNGPNG ] ||
     fail "no plots"
+[ $plots = false ] || cut -f 1-3,5- "$out.lead.tsv" | cmp - <(cut -f 1-3,5- plain.lead.tsv) || fail "other leads"
 [ ! -e x ] && [ ! -e "$out.effects.tsv.gz" ] || fail "quotes, or effects"
 # An ended part of other options, and one of an older .bim.
 parts=$(dirname "$out".parts/*/21.1of2.log)
