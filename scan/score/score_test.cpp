@@ -32,6 +32,7 @@ constexpr double RANK_TOLERANCE = 1e-7;
 constexpr double SMALL_GROUP = 0.25;
 // Of |z|, up to which a p-value is the normal one.
 constexpr double NORMAL_Z = 2;
+constexpr std::size_t AHEAD = 16; // carriers from asking for a row to its use
 
 // A positive semidefinite matrix A = E diag(l) E' with the eigenvalues that are not 0.
 class semidefinite {
@@ -330,21 +331,33 @@ void score_test::collect_without_covariates(genotype_table const& table, std::si
     terms_.rest = others * mu * (1 - mu) * mean * mean;
 }
 
+// The rows of the carriers come from far apart: each is asked for while others are at work.
 void score_test::collect_with_covariates(genotype_table const& table, std::size_t h) {
-    Eigen::Index const c = model_.n_columns();
-    Eigen::Map<Eigen::RowVectorXd const> const slopes(covariance_.data() + h * c, c);
-    terms_.rest = variance_[h * n_tested_ + h];
-    for (std::size_t i = 0; i < model_.is_case.size(); ++i) {
+    carriers_.resize(model_.is_case.size() + AHEAD);
+    std::size_t n = 0;
+    for (std::uint32_t i = 0; i < model_.is_case.size(); ++i) {
         std::uint32_t const g = table.genotype_of(i);
-        double const x = g == genotype_table::NONE ? 0 : copies_[g * n_tested_ + h];
-        if (x == 0) continue;
-        auto const subject = model_.subjects.row(static_cast<Eigen::Index>(i));
-        double const adjusted = x - slopes.dot(subject.tail(c));
-        terms_.add(model_.is_case[i] - subject[null_model::RESIDUAL], adjusted, 1);
-        terms_.rest -= subject[null_model::WEIGHT] * adjusted * adjusted;
+        carriers_[n] = {i, g};
+        n += g != genotype_table::NONE && copies_[g * n_tested_ + h] != 0;
+    }
+    std::fill_n(carriers_.begin() + static_cast<std::ptrdiff_t>(n), AHEAD, carriers_[0]);
+    auto const c = static_cast<std::size_t>(model_.n_columns());
+    double const* const slopes = covariance_.data() + h * c;
+    double rest = variance_[h * n_tested_ + h];
+    for (std::size_t k = 0; k < n; ++k) {
+        double const* const next = row(carriers_[k + AHEAD].subject);
+        __builtin_prefetch(next);
+        __builtin_prefetch(next + c);
+        auto const [i, genotype] = carriers_[k];
+        double const* const subject = row(i);
+        double g = copies_[genotype * n_tested_ + h];
+        for (std::size_t j = 0; j < c; ++j)
+            g -= slopes[j] * subject[null_model::FIRST_COVARIATE + j];
+        terms_.add(model_.is_case[i] - subject[null_model::RESIDUAL], g, 1);
+        rest -= subject[null_model::WEIGHT] * g * g;
     }
     // What rounding leaves of nobody is no variance.
-    if (terms_.size() == table.n_subjects || terms_.rest < 0) terms_.rest = 0;
+    terms_.rest = n == table.n_subjects ? 0 : std::max(rest, 0.0);
 }
 
 void score_test::combine(window_row& row) {

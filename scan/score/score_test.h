@@ -43,8 +43,12 @@ class score_test {
     // U and V of all tested haplotypes; X'WX's diagonal; X'WQ, or, without covariates, X'1.
     std::vector<double> score_, variance_, total_, covariance_;
     std::vector<double> scale_, scaled_, correlation_, factor_; // of the omnibus test
-    score_terms terms_;                                         // of a haplotype
-    std::vector<double> log_p_;                                 // of the haplotypes that have one
+    struct carrier {
+        std::uint32_t subject, genotype;
+    };
+    std::vector<carrier> carriers_;
+    score_terms terms_;         // of a haplotype
+    std::vector<double> log_p_; // of the haplotypes that have one
 
     using matrix = Eigen::Map<row_major_matrix>;
     using vector = Eigen::Map<Eigen::VectorXd>;
@@ -67,6 +71,9 @@ class score_test {
     void collect_without_covariates(genotype_table const& table, std::size_t h);
     void collect_with_covariates(genotype_table const& table, std::size_t h);
     void combine(window_row& row);
+    double const* row(std::size_t subject) const {
+        return model_.subjects.data() + subject * static_cast<std::size_t>(model_.subjects.cols());
+    }
 };
 
 } // namespace scan
