@@ -5,6 +5,7 @@
 #include "scan/score/genotype_table.h"
 #include "scan/score/haplotypes.h"
 #include "scan/score/null_model.h"
+#include "scan/score/window_model.h"
 
 #include <cstddef>
 #include <vector>
@@ -12,21 +13,23 @@
 namespace scan {
 
 struct window_row;
+enum class error_code;
 
 // Reused from window to window; refers to the model.
 class score_test {
   public:
-    explicit score_test(null_model const& model);
+    explicit score_test(null_model const& model) : model_(model), window_(model) {}
 
     // Expected copies of the tested haplotypes (indices in the estimate's list, the most frequent
-    // first) and their tests, into the row's haplotypes, `top` and the omnibus test. False where no
-    // haplotype but the first has any variance.
-    bool run(genotype_table const& table, frequency_estimate const& estimate,
-             std::vector<std::size_t> const& tested, window_row& row);
+    // first) and their tests, into the row's haplotypes, `top` and the omnibus test. one_haplotype
+    // where no haplotype but the first has any variance, separated where the window's subjects have no
+    // null model.
+    error_code run(genotype_table const& table, frequency_estimate const& estimate,
+                   std::vector<std::size_t> const& tested, window_row& row);
 
   private:
     null_model const& model_;
-    double weight_; // of every subject, where there is no covariate
+    window_model window_;
     std::size_t n_tested_ = 0;
     std::vector<double> side_copies_; // sides x tested haplotypes
     std::vector<double> copies_;      // distinct genotypes x tested haplotypes
@@ -47,7 +50,7 @@ class score_test {
     void add(double const* x, double residual, double weight);
     void sum_without_covariates(genotype_table const& table);
     void sum_with_covariates(genotype_table const& table);
-    void subtract_projection(genotype_table const& table);
+    void subtract_projection();
     void drop_explained();
     void test_haplotypes(window_row& row);
     bool test_window(window_row& row);
