@@ -130,16 +130,20 @@ struct plain_test {
 
     void expect(scan_sample const& s) {
         auto const n = static_cast<Eigen::Index>(used.size());
-        scan::null_model const model = scan::fit_null_model(s.status, s.design, s.names);
         X = squares = MatrixXd::Zero(n, p.size());
         MatrixXd Z(n, s.design.cols());
+        std::vector<std::uint8_t> status;
+        for (Eigen::Index i = 0; i < n; ++i) {
+            std::size_t const k = used[static_cast<std::size_t>(i)];
+            Z.row(i) = s.design.row(static_cast<Eigen::Index>(k));
+            status.push_back(s.status[k]);
+        }
+        scan::null_model const model = scan::fit_null_model(status, Z, s.names);
         r.resize(n), w.resize(n);
         for (Eigen::Index i = 0; i < n; ++i) {
-            auto const k = static_cast<Eigen::Index>(used[static_cast<std::size_t>(i)]);
-            double const mu = 1 / (1 + std::exp(-s.design.row(k).dot(model.coefficients)));
-            r[i] = s.status[static_cast<std::size_t>(k)] - mu;
+            double const mu = 1 / (1 + std::exp(-Z.row(i).dot(model.coefficients)));
+            r[i] = status[static_cast<std::size_t>(i)] - mu;
             w[i] = mu * (1 - mu);
-            Z.row(i) = s.design.row(k);
             std::vector<pair> const& g = pairs[genotypes[static_cast<std::size_t>(i)]];
             for (auto const& [a, b] : g) {
                 double const posterior = p[a] * p[b] / total(g);
@@ -261,17 +265,61 @@ TEST(ScanScore, LeavesSubjectsWithoutGenotypesOut) {
     plain_test const plain(s, 1);
     EXPECT_LT(plain.used.size(), s.status.size());
     expect_plain(s, run(s, settings), plain);
+}
 
-    // Every other subject belongs to a batch that lacks the window, and the batch is a covariate.
-    auto const n = static_cast<Eigen::Index>(s.status.size());
-    s.design.conservativeResize(n, 5);
-    s.names.push_back("batch");
-    for (Eigen::Index i = 0; i < n; ++i) {
-        s.design(i, 4) = i % 2 == 0 ? 1 : -1;
-        for (std::vector<int>& snp : s.copies)
-            if (i % 2 == 0) snp[static_cast<std::size_t>(i)] = scan_sample::MISSING;
+// Of the subjects that `misses` in scan_reference.R names by status, number in the group and covariates.
+bool misses(std::string const& who, bool is_case, std::size_t k, Eigen::RowVectorXd const& z) {
+    return who == "controls"       ? !is_case && k % 10 > 0
+           : who == "cases"        ? is_case && k % 2 == 0
+           : who == "old_controls" ? !is_case && z[1] > 1.2
+           : who == "one_sex"      ? z[2] == 1
+           : who == "few_of_many"  ? k % 200 == 7
+                                   : false;
+}
+
+TEST(ScanScore, TheNullModelIsThatOfTheWindowsSubjects) {
+    for (left_out_reference const& expected : left_out_references) {
+        SCOPED_TRACE(expected.who + (expected.adjusted ? ", adjusted" : ""));
+        bool const are_few = expected.who == "few_of_many";
+        scan_sample s(scan_data_sets[are_few ? 5 : 4]);
+        unsigned const n_controls = scan_data_sets[are_few ? 5 : 4].n_controls;
+        for (std::size_t i = 0; i < s.status.size(); ++i)
+            if (misses(expected.who, s.status[i] != 0, i < n_controls ? i : i - n_controls,
+                       s.design.row(static_cast<Eigen::Index>(i))))
+                for (std::vector<int>& snp : s.copies)
+                    snp[i] = scan_sample::MISSING;
+        if (!expected.adjusted) s.design.conservativeResize(Eigen::NoChange, 1), s.names.resize(1);
+        auto const snps = s.copies;
+        s.n_snps = 1;
+        for (std::size_t l = 0; l < snps.size(); ++l) {
+            s.copies = {snps[l]};
+            double const z = find(run(s, {0.5, 0.01, 0}), 1).z,
+                         tolerance = are_few && expected.adjusted ? 5e-4 : 1e-6;
+            EXPECT_NEAR(z, expected.z[l], tolerance * std::max(1.0, std::fabs(z)));
+        }
     }
-    expect_plain(s, run(s), plain_test(s, 4));
+}
+
+// Of the subjects who stay, a site has cases alone: they say nothing. Where each site has one group
+// alone, nobody does.
+TEST(ScanScore, CovariatesMaySeparateTheSubjectsOfAWindow) {
+    scan_sample s(scan_data_sets[2]);
+    s.copies = {s.copies[0]}, s.n_snps = 1;
+    for (Eigen::Index i = 0; i < s.design.rows(); ++i)
+        s.design(i, 2) = i % 6 == 0;
+    double z[3];
+    for (int const step : {0, 1, 2}) { // all; without the site's controls; nor its cases
+        for (std::size_t i = 0; i < s.status.size(); i += 6)
+            if (step > s.status[i]) s.copies[0][i] = scan_sample::MISSING;
+        z[step] = find(run(s), 1).z;
+    }
+    EXPECT_GT(std::fabs(z[0] - z[1]), 1e-3);
+    EXPECT_NEAR(z[1], z[2], 1e-6);
+    for (std::size_t i = 0; i < s.status.size(); ++i) {
+        bool const is_kept = (s.status[i] != 0) == (i % 6 == 0);
+        s.copies[0][i] = is_kept ? static_cast<int>(i / 6 % 3) : scan_sample::MISSING;
+    }
+    EXPECT_EQ(scan::text(run(s).code), "SEPARATED");
 }
 
 TEST(ScanScore, IsTheTrendTestForOneSnp) {
