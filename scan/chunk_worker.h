@@ -37,6 +37,10 @@ struct window_outcome {
     error_code code = error_code::none;
     unsigned df = 0;
     double chisq = NOT_COMPUTED, log_p = NOT_COMPUTED, top_log_p_bonferroni = NOT_COMPUTED;
+    // Haplotypes whose p-value is the normal one because they have no saddle point.
+    unsigned n_no_saddle_point = 0;
+    // Does a window with a P leave out over a tenth more of one group than of the other?
+    bool is_unequal = false;
 };
 
 // The rows of the tables and what came of each window.
@@ -75,6 +79,7 @@ class chunk_worker {
     genotype_table genotypes_;
     window_test test_;
     std::optional<effect_test> effects_;
+    double n_cases_, n_controls_; // of the run
     table_rows tables_;
     std::vector<window_block> blocks_;
     std::vector<std::size_t> block_of_; // by window from the first of the blocks on
@@ -88,6 +93,7 @@ class chunk_worker {
     void count_blocks();
     void compute(window const& w, std::size_t block);
     void append(std::size_t w, bool has_effects, chunk_result& result);
+    bool leaves_out_unequally() const;
     void estimate_effects(std::size_t w, chunk_result& result);
 };
 

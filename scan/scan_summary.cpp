@@ -34,6 +34,8 @@ void scan_summary::add(std::size_t first, chunk_result const& chunk) {
     for (std::size_t i = 0; i < chunk.outcomes.size(); ++i) {
         window_outcome const& outcome = chunk.outcomes[i];
         ++by_code_[static_cast<std::size_t>(outcome.code)];
+        n_no_saddle_point_ += outcome.n_no_saddle_point;
+        n_unequal_ += outcome.is_unequal;
         if (outcome.code != error_code::none || std::isnan(outcome.log_p)) continue;
         ++n_tested_;
         if (outcome.df > 0) inflations_.push_back(inflation(outcome));
@@ -62,6 +64,13 @@ void scan_summary::note(window_list const& list, run_log& log) const {
         if (by_code_[code] > 0)
             log.note(std::to_string(by_code_[code]) +
                      " windows failed: " + text(static_cast<error_code>(code)));
+    if (n_no_saddle_point_ > 0)
+        log.note(std::to_string(n_no_saddle_point_) +
+                 " haplotypes have no saddle point: their P is the normal one.");
+    if (n_unequal_ > 0)
+        log.warn(std::to_string(n_unequal_) +
+                 " windows leave out over a tenth more of one group than of the other: compare "
+                 "CASE_CT and CTRL_CT.");
     if (n_tested_ == 0) return log.warn("No window has a P.");
     note_lambda(log);
     window const& best = list.windows[smallest_];

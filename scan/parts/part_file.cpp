@@ -25,7 +25,8 @@ std::string window_lines(chunk_result const& chunk) {
             auto const end = std::to_chars(digits, digits + sizeof digits, number);
             lines.append(" ").append(digits, end.ptr);
         }
-        lines += '\n';
+        lines +=
+            " " + std::to_string(w.n_no_saddle_point) + " " + std::to_string(w.is_unequal) + "\n";
     }
     return lines;
 }
@@ -45,10 +46,13 @@ bool read_window_lines(std::string_view lines, std::size_t n_windows, chunk_resu
     };
     for (std::size_t i = 0; i < n_windows; ++i) {
         std::size_t code;
+        unsigned is_unequal;
         window_outcome w;
         if (!read(code, ' ') || code >= N_ERROR_CODES || !read(w.df, ' ') || w.df > MOST_DF ||
-            !read(w.chisq, ' ') || !read(w.log_p, ' ') || !read(w.top_log_p_bonferroni, '\n'))
+            !read(w.chisq, ' ') || !read(w.log_p, ' ') || !read(w.top_log_p_bonferroni, ' ') ||
+            !read(w.n_no_saddle_point, ' ') || !read(is_unequal, '\n') || is_unequal > 1)
             return false;
+        w.is_unequal = is_unequal == 1;
         w.code = static_cast<error_code>(code);
         chunk.outcomes.push_back(w);
     }

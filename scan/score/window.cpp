@@ -55,6 +55,7 @@ std::string text(error_code code) {
     case error_code::too_long: return "TOO_LONG";
     case error_code::too_many_phases: return "TOO_MANY_PHASES";
     case error_code::em_maxiter: return "EM_MAXITER";
+    case error_code::separated: return "SEPARATED";
     }
     return ".";
 }
@@ -65,7 +66,7 @@ char const* text(test_kind kind) {
 
 window_test::window_test(null_model const& model, genotype_table const& table,
                          window_settings const& settings)
-    : settings_(settings), table_(table), score_(model) {}
+    : settings_(settings), table_(table), score_(model, settings.saddlepoint) {}
 
 void window_test::run(window_row& result) {
     clear(result);
@@ -120,9 +121,7 @@ void window_test::choose_haplotypes(window_row& result) {
 error_code window_test::test(window_row& result) {
     if (tested_.size() < 2) return error_code::one_haplotype;
     if (!estimate_.list().has_room(tested_.size())) return error_code::too_many_phases;
-    if (settings_.test == test_kind::score)
-        return score_.run(table_, estimate_, tested_, result) ? error_code::none
-                                                              : error_code::one_haplotype;
+    if (settings_.test == test_kind::score) return score_.run(table_, estimate_, tested_, result);
     double const rare_copies = 2.0 * std::min(result.cases, result.controls) * result.rare_freq;
     bool const rare_has_effect = rare_copies >= std::max(settings_.min_hap_copies, FEWEST_COPIES);
     by_group const subjects{double(result.controls), double(result.cases)};
