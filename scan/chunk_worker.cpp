@@ -92,6 +92,7 @@ void chunk_worker::append(std::size_t w, chunk_result& result) {
     if (effects_ && effects_->wants(row_)) estimate_effects(w, result);
     result.log_p.push_back(row_.log_p);
     result.codes.push_back(row_.code);
+    result.n_no_saddle_point += row_.n_no_saddle_point;
 }
 
 void chunk_worker::estimate_effects(std::size_t w, chunk_result& result) {

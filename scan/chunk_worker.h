@@ -31,11 +31,13 @@ struct scan_input {
     effect_input const* effects; // null for none
 };
 
-// The rows of the tables and, by window, ln P and the code.
+// The rows of the tables and, by window, ln P and the code; and how many haplotypes have the normal
+// p-value because they have no saddle point.
 struct chunk_result {
     std::string window_rows, haplotype_rows, effect_rows;
     std::vector<double> log_p;
     std::vector<error_code> codes;
+    std::size_t n_no_saddle_point = 0;
 };
 
 // One per thread; owns all work arrays, and refers to input and options.

@@ -107,6 +107,8 @@ void check_together(CLI::App const& app, options const& o) {
         refuse("No covariates: give --covar, or --allow-no-covars if the test shall be without.");
     if (!o.covar.empty() && o.allow_no_covars)
         refuse("--covar and --allow-no-covars exclude each other.");
+    if (o.test.test == test_kind::lrt && o.test.saddlepoint == saddlepoint_use::on)
+        refuse("--spa on and --test lrt exclude each other: the saddlepoint is that of the score.");
     check_windows(app, o);
     for (char const* scanning : {"--dry-run", "--parallel", "--resume"})
         if (is_given(app, "--export-window") && is_given(app, scanning))
@@ -152,6 +154,8 @@ void refuse(std::string const& what) {
 
 void complete_options(CLI::App const& app, option_words const& words, options& o) {
     if (words.test == "lrt") o.test.test = test_kind::lrt;
+    if (words.spa == "on") o.test.saddlepoint = saddlepoint_use::on;
+    if (words.spa == "off") o.test.saddlepoint = saddlepoint_use::off;
     o.chromosomes = chromosomes_of(words.chromosomes);
     set_files(o);
     set_effects(words, o.effects);

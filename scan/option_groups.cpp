@@ -141,8 +141,8 @@ void add_windows(CLI::App& app, options& o) {
         ->capture_default_str();
 }
 
-void add_test(CLI::App& app, options& o, std::string& test) {
-    app.add_option("--test", test, "score, or lrt: likelihood ratio without covariates")
+void add_test(CLI::App& app, options& o, option_words& words) {
+    app.add_option("--test", words.test, "score, or lrt: likelihood ratio without covariates")
         ->type_name("NAME")
         ->check(CLI::IsMember({"score", "lrt"}))
         ->capture_default_str()
@@ -160,6 +160,14 @@ void add_test(CLI::App& app, options& o, std::string& test) {
     add("--min-hap-freq", o.test.min_hap_freq, "Lowest frequency of a tested haplotype", "F", 1);
     add("--min-hap-copies", o.test.min_hap_copies,
         "Fewest copies of a tested haplotype in the smaller group", "N", NO_LIMIT);
+    app.add_option(
+           "--spa", words.spa,
+           "Saddlepoint p-values of the score test: on, off, or auto: where the smaller group "
+           "is less than a quarter of the subjects")
+        ->type_name("NAME")
+        ->transform(one_of({"auto", "on", "off"}))
+        ->capture_default_str()
+        ->group("Test");
 }
 
 void add_effects(CLI::App& app, options& o, option_words& words) {
@@ -238,7 +246,7 @@ void declare_options(CLI::App& app, options& o, option_words& words) {
     add_input(app, o);
     add_filters(app, o, words.chromosomes);
     add_windows(app, o);
-    add_test(app, o, words.test);
+    add_test(app, o, words);
     add_effects(app, o, words);
     add_output(app, o, words.part);
 }

@@ -42,10 +42,14 @@ void record_start(options const& o, run_log& log) {
         log.record("  " + line);
 }
 
-void note_test(test_kind test, bool is_adjusted, run_log& log) {
-    log.note(test == test_kind::lrt ? "Test: likelihood ratio, not adjusted for covariates."
-             : is_adjusted          ? "Test: score, adjusted for covariates."
-                                    : "Test: score, not adjusted for covariates.");
+void note_test(window_settings const& settings, null_model const& model, run_log& log) {
+    if (settings.test == test_kind::lrt)
+        return log.note("Test: likelihood ratio, not adjusted for covariates.");
+    std::string const adjusted = model.has_covariates() ? "adjusted" : "not adjusted",
+                      tails = uses_saddlepoint(settings.saddlepoint, model)
+                                  ? ", with saddlepoint p-values beyond |z| 2."
+                                  : ".";
+    log.note("Test: score, " + adjusted + " for covariates" + tails);
 }
 
 // The null model, on the scale on which the covariates were given.
@@ -132,7 +136,7 @@ void run(options const& o) {
     if (o.is_dry_run) return note_memory(o, s, log);
 
     null_model const model = fit_null_model(s.used.is_case, s.design.columns, s.design.names);
-    note_test(o.test.test, s.design.names.size() > 1, log);
+    note_test(o.test, model, log);
     note_model(model, s.design, log);
     if (effects) log.note(effects->model_text());
     scan_input const input{s.snps,      s.bed, s.windows,

@@ -12,14 +12,14 @@ namespace scan {
 std::string_view const WINDOW_COLUMNS =
     "CHROM\tPOS\tEND\tWINDOW\tN_SNP\tFIRST_ID\tLAST_ID\tTEST\tOBS_CT\tCASE_CT\tCTRL_CT\tN_HAP\t"
     "RARE_FREQ\tDF\tCHISQ\tP\tNEG_LOG10_P\tTOP_HAP\tTOP_FREQ\tTOP_Z\tTOP_P\tTOP_P_BONF\t"
-    "ERRCODE\n";
+    "ERRCODE\tP_TYPE\n";
 
 std::string_view haplotype_columns(test_kind test) {
     return test == test_kind::score
                ? "CHROM\tPOS\tEND\tWINDOW\tHAP\tBITS\tTEST\tFREQ\tCASE_FREQ\tCTRL_FREQ\tCASE_HAP_"
-                 "CT\tCTRL_HAP_CT\tZ\tP\tNEG_LOG10_P\tERRCODE\n"
+                 "CT\tCTRL_HAP_CT\tZ\tP\tNEG_LOG10_P\tERRCODE\tP_TYPE\n"
                : "CHROM\tPOS\tEND\tWINDOW\tHAP\tBITS\tTEST\tFREQ\tCASE_FREQ\tCTRL_FREQ\tCASE_HAP_"
-                 "CT\tCTRL_HAP_CT\tREF_HAP\tBETA\tSE\tZ\tP\tNEG_LOG10_P\tERRCODE\n";
+                 "CT\tCTRL_HAP_CT\tREF_HAP\tBETA\tSE\tZ\tP\tNEG_LOG10_P\tERRCODE\tP_TYPE\n";
 }
 
 namespace {
@@ -105,7 +105,7 @@ void table_rows::append_window(std::size_t index, window_row const& row, std::st
             table += "NA\t";
     else
         append_results(w, row, table);
-    table.append(text(row.code)).push_back('\n');
+    table.append(text(row.code)).append("\t").append(text(row.type)).push_back('\n');
 }
 
 // The columns from OBS_CT to TOP_P_BONF.
@@ -142,7 +142,7 @@ void table_rows::append_haplotypes(std::size_t index, window_row const& row,
         }
         append_numbers({h.z}, table);
         append_p_values(h.log_p, table);
-        table += ".\n";
+        table.append(".\t").append(text(h.type)).push_back('\n');
     }
 }
 

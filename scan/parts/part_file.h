@@ -1,6 +1,6 @@
 // A kept part: the chunks of a stretch of the grid, one after the other. A chunk is a line with its
-// number, the CRC-32 of what follows and the sizes of it: the rows of each table, then code and ln P
-// of each window.
+// number, the CRC-32 of what follows and the sizes of it: the rows of each table, then the numbers of
+// a chunk_result.
 #ifndef QUILMAR_SCAN_PARTS_PART_FILE_H
 #define QUILMAR_SCAN_PARTS_PART_FILE_H
 

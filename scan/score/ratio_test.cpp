@@ -25,6 +25,7 @@ bool ratio_test::run(std::vector<genotype_count> const& genotypes, by_group subj
     row.df = static_cast<unsigned>(tested.size() - 1 + rare_has_effect);
     row.chisq = std::max(0.0, 2 * (l[0] + l[1] - pooled_.at_maximum().log_likelihood()));
     row.log_p = log_p_chi_square(row.chisq, row.df);
+    row.type = p_type::chi_square;
     errors_.run(pooled_.list(), genotypes, groups_, subjects, effects_,
                 tested.size() + rare_has_effect, standard_errors_);
     set_haplotypes(tested, row);
@@ -53,6 +54,7 @@ void ratio_test::set_haplotypes(std::vector<std::size_t> const& tested, window_r
         h.se = standard_errors_[e];
         h.z = h.beta / h.se;
         h.log_p = log_p_two_sided(h.z);
+        if (!std::isnan(h.log_p)) h.type = p_type::wald;
     }
 }
 

@@ -28,6 +28,10 @@ namespace {
 
 // Share of a variance, or of the largest eigenvalue, below which nothing but rounding is left.
 constexpr double RANK_TOLERANCE = 1e-7;
+// Of the subjects, below which a group is small beside the other.
+constexpr double SMALL_GROUP = 0.25;
+// Of |z|, up to which a p-value is the normal one.
+constexpr double NORMAL_Z = 2;
 
 // A positive semidefinite matrix A = E diag(l) E' with the eigenvalues that are not 0.
 class semidefinite {
@@ -72,8 +76,17 @@ double full_rank_form(double* A, std::vector<double> const& u) {
 
 } // namespace
 
-score_test::score_test(null_model const& model)
-    : model_(model), weight_(model.subjects(0, null_model::WEIGHT)) {}
+bool uses_saddlepoint(saddlepoint_use use, null_model const& model) {
+    auto const n = static_cast<double>(model.is_case.size()),
+               cases =
+                   static_cast<double>(std::count(model.is_case.begin(), model.is_case.end(), 1));
+    return use == saddlepoint_use::on ||
+           (use == saddlepoint_use::automatic && std::min(cases, n - cases) < SMALL_GROUP * n);
+}
+
+score_test::score_test(null_model const& model, saddlepoint_use use)
+    : model_(model), uses_saddlepoint_(uses_saddlepoint(use, model)),
+      weight_(model.subjects(0, null_model::WEIGHT)) {}
 
 score_test::matrix score_test::variance() {
     auto const n = static_cast<Eigen::Index>(n_tested_);
@@ -93,7 +106,11 @@ bool score_test::run(genotype_table const& table, frequency_estimate const& esti
         sum_with_covariates(table);
     drop_explained();
     test_haplotypes(row);
-    return test_window(row);
+    if (!test_window(row)) return false;
+    if (!uses_saddlepoint_) return true;
+    approximate_tails(table, row);
+    combine(row);
+    return true;
 }
 
 // Copies of the tested haplotypes that a chromosome with a side is expected to carry.
@@ -251,6 +268,7 @@ void score_test::test_haplotypes(window_row& row) {
         if (v == 0) continue;
         row.haplotypes[h].z = score_[h] / std::sqrt(v);
         row.haplotypes[h].log_p = log_p_two_sided(row.haplotypes[h].z);
+        row.haplotypes[h].type = p_type::normal;
     }
 }
 
@@ -277,7 +295,64 @@ bool score_test::test_window(window_row& row) {
         row.chisq = A.whiten(vector(scaled_.data(), size)).squaredNorm();
     }
     row.log_p = log_p_chi_square(row.chisq, row.df);
+    row.type = p_type::chi_square;
     return true;
+}
+
+void score_test::approximate_tails(genotype_table const& table, window_row& row) {
+    for (std::size_t h = 0; h < n_tested_; ++h) {
+        haplotype_row& haplotype = row.haplotypes[h];
+        if (!(std::fabs(haplotype.z) > NORMAL_Z)) continue;
+        terms_.clear();
+        if (model_.has_covariates())
+            collect_with_covariates(table, h);
+        else
+            collect_without_covariates(table, h);
+        auto const log_p = saddlepoint_log_p(terms_, score_[h], variance_[h * n_tested_ + h]);
+        if (log_p)
+            haplotype.log_p = *log_p, haplotype.type = p_type::saddlepoint;
+        else
+            ++row.n_no_saddle_point;
+    }
+}
+
+// All subjects have the same mu, and those of a genotype the same copies.
+void score_test::collect_without_covariates(genotype_table const& table, std::size_t h) {
+    double const n = table.n_subjects, mu = table.n_cases / n, mean = covariance_[h] / n;
+    double others = n;
+    for (std::size_t g = 0; g < table.genotypes.size(); ++g) {
+        double const x = copies_[g * n_tested_ + h];
+        if (x == 0) continue;
+        double const all = double(table.genotypes[g].cases) + table.genotypes[g].controls;
+        terms_.add(mu, x - mean, all);
+        others -= all;
+    }
+    terms_.rest = others * mu * (1 - mu) * mean * mean;
+}
+
+void score_test::collect_with_covariates(genotype_table const& table, std::size_t h) {
+    Eigen::Index const c = model_.n_columns();
+    Eigen::Map<Eigen::RowVectorXd const> const slopes(covariance_.data() + h * c, c);
+    terms_.rest = variance_[h * n_tested_ + h];
+    for (std::size_t i = 0; i < model_.is_case.size(); ++i) {
+        std::uint32_t const g = table.genotype_of(i);
+        double const x = g == genotype_table::NONE ? 0 : copies_[g * n_tested_ + h];
+        if (x == 0) continue;
+        auto const subject = model_.subjects.row(static_cast<Eigen::Index>(i));
+        double const adjusted = x - slopes.dot(subject.tail(c));
+        terms_.add(model_.is_case[i] - subject[null_model::RESIDUAL], adjusted, 1);
+        terms_.rest -= subject[null_model::WEIGHT] * adjusted * adjusted;
+    }
+    // What rounding leaves of nobody is no variance.
+    if (terms_.size() == table.n_subjects || terms_.rest < 0) terms_.rest = 0;
+}
+
+void score_test::combine(window_row& row) {
+    log_p_.clear();
+    for (haplotype_row const& h : row.haplotypes)
+        if (!std::isnan(h.log_p)) log_p_.push_back(h.log_p);
+    row.log_p = log_p_cauchy(log_p_);
+    row.type = p_type::cauchy;
 }
 
 } // namespace scan

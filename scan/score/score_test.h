@@ -5,6 +5,7 @@
 #include "scan/score/genotype_table.h"
 #include "scan/score/haplotypes.h"
 #include "scan/score/null_model.h"
+#include "scan/score/saddlepoint.h"
 
 #include <cstddef>
 #include <vector>
@@ -12,11 +13,19 @@
 namespace scan {
 
 struct window_row;
+struct haplotype_row;
+
+// When the p-values of haplotypes come from the saddlepoint approximation, and the omnibus test's from
+// their Cauchy combination: automatic is where a group of the run is small beside the other.
+enum class saddlepoint_use { automatic, on, off };
+
+// Whether they do with this model.
+bool uses_saddlepoint(saddlepoint_use use, null_model const& model);
 
 // Reused from window to window; refers to the model.
 class score_test {
   public:
-    explicit score_test(null_model const& model);
+    score_test(null_model const& model, saddlepoint_use use);
 
     // Expected copies of the tested haplotypes (indices in the estimate's list, the most frequent
     // first) and their tests, into the row's haplotypes, `top` and the omnibus test. False where no
@@ -26,6 +35,7 @@ class score_test {
 
   private:
     null_model const& model_;
+    bool uses_saddlepoint_;
     double weight_; // of every subject, where there is no covariate
     std::size_t n_tested_ = 0;
     std::vector<double> side_copies_; // sides x tested haplotypes
@@ -33,6 +43,8 @@ class score_test {
     // U and V of all tested haplotypes; X'WX's diagonal; X'WQ, or, without covariates, X'1.
     std::vector<double> score_, variance_, total_, covariance_;
     std::vector<double> scale_, scaled_, correlation_, factor_; // of the omnibus test
+    score_terms terms_;                                         // of a haplotype
+    std::vector<double> log_p_;                                 // of the haplotypes that have one
 
     using matrix = Eigen::Map<row_major_matrix>;
     using vector = Eigen::Map<Eigen::VectorXd>;
@@ -51,6 +63,10 @@ class score_test {
     void drop_explained();
     void test_haplotypes(window_row& row);
     bool test_window(window_row& row);
+    void approximate_tails(genotype_table const& table, window_row& row);
+    void collect_without_covariates(genotype_table const& table, std::size_t h);
+    void collect_with_covariates(genotype_table const& table, std::size_t h);
+    void combine(window_row& row);
 };
 
 } // namespace scan

@@ -64,7 +64,7 @@ char const* text(test_kind kind) {
 
 window_test::window_test(null_model const& model, genotype_table const& table,
                          window_settings const& settings)
-    : settings_(settings), table_(table), score_(model) {}
+    : settings_(settings), table_(table), score_(model, settings.saddlepoint) {}
 
 void window_test::run(window_row& result) {
     clear(result);

@@ -5,6 +5,7 @@
 #include "scan/score/genotype_table.h"
 #include "scan/score/haplotypes.h"
 #include "scan/score/null_model.h"
+#include "scan/score/p_type.h"
 #include "scan/score/ratio_test.h"
 #include "scan/score/score_test.h"
 
@@ -28,6 +29,7 @@ struct window_settings {
     double min_hap_freq = 0.01; // a tested haplotype has at least this frequency, and
     double min_hap_copies = 10; // this many copies expected in the smaller group
     test_kind test = test_kind::score;
+    saddlepoint_use saddlepoint = saddlepoint_use::automatic; // of the score test
 };
 
 enum class error_code {
@@ -59,6 +61,7 @@ struct haplotype_row {
     double beta = NOT_COMPUTED, se = NOT_COMPUTED;
     double z = NOT_COMPUTED;     // positive: more copies in cases; the score's, against all others
     double log_p = NOT_COMPUTED; // natural logarithm of the two-sided p-value
+    p_type type = p_type::none;  // of the p-value
 };
 
 // Under a code other than none the counts of subjects are set as far as they were counted, all other
@@ -69,8 +72,10 @@ struct window_row {
     double rare_freq = NOT_COMPUTED;           // all others together
     unsigned df = 0;
     double chisq = NOT_COMPUTED;
-    double log_p = NOT_COMPUTED; // natural logarithm
-    haplotype_row top;           // the tested haplotype with the smallest p-value
+    double log_p = NOT_COMPUTED;    // natural logarithm
+    p_type type = p_type::none;     // of the p-value
+    unsigned n_no_saddle_point = 0; // haplotypes whose p-value is the normal one for want of it
+    haplotype_row top;              // the tested haplotype with the smallest p-value
     double top_log_p_bonferroni = NOT_COMPUTED;
     error_code code = error_code::none;
     std::vector<haplotype_row> haplotypes; // tested, by frequency from the highest on, then bits
