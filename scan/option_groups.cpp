@@ -162,10 +162,10 @@ void add_test(CLI::App& app, options& o, option_words& words) {
         "Fewest copies of a tested haplotype in the smaller group", "N", NO_LIMIT);
     app.add_option(
            "--spa", words.spa,
-           "Saddlepoint p-values of the score test: on, off, or auto: where the smaller group "
-           "is less than a quarter of the subjects")
+           "Saddlepoint p-values of the score test: auto is on where the smaller group is less "
+           "than a quarter of the subjects")
         ->type_name("NAME")
-        ->transform(one_of({"auto", "on", "off"}))
+        ->check(CLI::IsMember({"auto", "on", "off"}))
         ->capture_default_str()
         ->group("Test");
 }

@@ -20,7 +20,7 @@ class scan_summary {
     void note(window_list const& list, run_log& log) const;
 
   private:
-    static constexpr std::size_t N_CODES = 7;
+    static constexpr std::size_t N_CODES = 8;
 
     std::array<std::size_t, N_CODES> by_code_{}; // windows
     std::size_t n_no_saddle_point_ = 0;

@@ -14,9 +14,9 @@ struct score_terms {
     std::vector<double> mu, g, subjects; // of the carriers: mu, adjusted copies, how many have both
     double rest = 0;                     // variance of all others; exactly 0 where there is none
 
-    void clear() { mu.clear(), g.clear(), subjects.clear(), rest = 0; }
-    void add(double mu_i, double g_i, double n) {
-        mu.push_back(mu_i), g.push_back(g_i), subjects.push_back(n);
+    void resize(std::size_t n) { mu.resize(n), g.resize(n), subjects.resize(n); }
+    void set(std::size_t k, double mu_k, double g_k, double subjects_k) {
+        mu[k] = mu_k, g[k] = g_k, subjects[k] = subjects_k;
     }
     std::size_t size() const { return g.size(); }
 };

@@ -17,8 +17,6 @@
 #include "numeric/cholesky.h"
 #include "numeric/status_code.h"
 
-#include <Eigen/Eigenvalues>
-
 #include <algorithm>
 #include <cmath>
 
@@ -26,34 +24,10 @@ namespace scan {
 
 namespace {
 
-// Share of a variance, or of the largest eigenvalue, below which nothing but rounding is left.
-constexpr double RANK_TOLERANCE = 1e-7;
 // Of the subjects, below which a group is small beside the other.
 constexpr double SMALL_GROUP = 0.25;
 // Of |z|, up to which a p-value is the normal one.
 constexpr double NORMAL_Z = 2;
-
-// A positive semidefinite matrix A = E diag(l) E' with the eigenvalues that are not 0.
-class semidefinite {
-  public:
-    explicit semidefinite(Eigen::MatrixXd const& A) : solver_(A) {
-        Eigen::VectorXd const& l = solver_.eigenvalues(); // increasing
-        while (rank_ < l.size() && l[l.size() - 1 - rank_] > RANK_TOLERANCE * l[l.size() - 1])
-            ++rank_;
-    }
-
-    Eigen::Index rank() const { return rank_; }
-
-    // R with R'R = B'A^-B.
-    Eigen::MatrixXd whiten(Eigen::MatrixXd const& B) const {
-        return solver_.eigenvalues().tail(rank_).cwiseSqrt().cwiseInverse().asDiagonal() *
-               (solver_.eigenvectors().rightCols(rank_).transpose() * B);
-    }
-
-  private:
-    Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd> solver_;
-    Eigen::Index rank_ = 0;
-};
 
 // u'A^-1 u of a correlation matrix A (lower triangle, lost) if A certainly has full rank, else a
 // negative number. The smallest eigenvalue is at least 1 over the trace of A^-1, which is the sum of
@@ -85,19 +59,20 @@ bool uses_saddlepoint(saddlepoint_use use, null_model const& model) {
 }
 
 score_test::score_test(null_model const& model, saddlepoint_use use)
-    : model_(model), uses_saddlepoint_(uses_saddlepoint(use, model)),
-      weight_(model.subjects(0, null_model::WEIGHT)) {}
+    : model_(model), uses_saddlepoint_(uses_saddlepoint(use, model)), window_(model),
+      terms_(model, window_) {}
 
 score_test::matrix score_test::variance() {
     auto const n = static_cast<Eigen::Index>(n_tested_);
     return {variance_.data(), n, n};
 }
 
-bool score_test::run(genotype_table const& table, frequency_estimate const& estimate,
-                     std::vector<std::size_t> const& tested, window_row& row) {
+error_code score_test::run(genotype_table const& table, frequency_estimate const& estimate,
+                           std::vector<std::size_t> const& tested, window_row& row) {
     n_tested_ = tested.size();
     compute_copies(table, estimate, tested);
     count_copies(table, row);
+    if (!window_.settle(table, copies_.data(), n_tested_)) return error_code::separated;
     score_.assign(n_tested_, 0.0);
     variance_.assign(n_tested_ * n_tested_, 0.0);
     if (model_.n_columns() == 1)
@@ -106,11 +81,12 @@ bool score_test::run(genotype_table const& table, frequency_estimate const& esti
         sum_with_covariates(table);
     drop_explained();
     test_haplotypes(row);
-    if (!test_window(row)) return false;
-    if (!uses_saddlepoint_) return true;
-    approximate_tails(table, row);
-    combine(row);
-    return true;
+    if (!test_window(row)) return error_code::one_haplotype;
+    if (uses_saddlepoint_) {
+        approximate_tails(table, row);
+        combine(row);
+    }
+    return error_code::none;
 }
 
 // Copies of the tested haplotypes that a chromosome with a side is expected to carry.
@@ -187,12 +163,13 @@ void score_test::add(double const* x, double residual, double weight) {
 }
 
 void score_test::sum_without_covariates(genotype_table const& table) {
-    double const n = table.n_subjects, case_share = table.n_cases / n;
+    double const n = table.n_subjects, case_share = window_.case_share(),
+                 weight = case_share * (1 - case_share);
     covariance_.assign(n_tested_, 0.0);
     for (std::size_t g = 0; g < table.genotypes.size(); ++g) {
         double const cases = table.genotypes[g].cases, all = cases + table.genotypes[g].controls;
         double const* const x = copies_.data() + g * n_tested_;
-        add(x, cases - case_share * all, weight_ * all);
+        add(x, cases - case_share * all, weight * all);
         for (std::size_t h = 0; h < n_tested_; ++h)
             covariance_[h] += all * x[h];
     }
@@ -201,14 +178,14 @@ void score_test::sum_without_covariates(genotype_table const& table) {
         total_[h] = variance_[h * n_tested_ + h];
         for (std::size_t k = 0; k <= h; ++k) {
             double& v = variance_[h * n_tested_ + k];
-            v -= weight_ * covariance_[h] * covariance_[k] / n;
+            v -= weight * covariance_[h] * covariance_[k] / n;
             variance_[k * n_tested_ + h] = v;
         }
     }
 }
 
 void score_test::sum_with_covariates(genotype_table const& table) {
-    auto const sums = table.sums();
+    auto const sums = window_.sums();
     auto const c = static_cast<std::size_t>(model_.n_columns());
     covariance_.assign(n_tested_ * c, 0.0);
     for (std::size_t g = 0; g < table.genotypes.size(); ++g) {
@@ -226,30 +203,20 @@ void score_test::sum_with_covariates(genotype_table const& table) {
         for (std::size_t k = 0; k < h; ++k)
             variance_[k * n_tested_ + h] = variance_[h * n_tested_ + k];
     }
-    subtract_projection(table);
+    subtract_projection();
 }
 
-// Takes out the covariates' part. Over all subjects Q'WQ = I and Q'r = 0; those that are left out of
-// the window are taken from both.
-void score_test::subtract_projection(genotype_table const& table) {
-    Eigen::Index const c = model_.n_columns();
-    matrix const covariance(covariance_.data(), static_cast<Eigen::Index>(n_tested_), c);
-    if (table.left_out.empty()) {
+// Takes out the covariates' part.
+void score_test::subtract_projection() {
+    matrix const covariance(covariance_.data(), static_cast<Eigen::Index>(n_tested_),
+                            model_.n_columns());
+    if (window_.has_all_subjects()) {
         variance().noalias() -= covariance.lazyProduct(covariance.transpose());
         return;
     }
-    Eigen::MatrixXd information = Eigen::MatrixXd::Identity(c, c);
-    Eigen::VectorXd covariate_score = Eigen::VectorXd::Zero(c);
-    for (std::uint32_t const i : table.left_out) {
-        auto const subject = model_.subjects.row(i);
-        auto const q = subject.tail(c);
-        information -= subject[null_model::WEIGHT] * q.transpose() * q;
-        covariate_score -= subject[null_model::RESIDUAL] * q.transpose();
-    }
-    semidefinite const kept(information);
-    Eigen::MatrixXd const part = kept.whiten(covariance.transpose());
-    variance() -= part.transpose() * part;
-    score() -= part.transpose() * kept.whiten(covariate_score);
+    Eigen::MatrixXd const part = window_.whitening() * covariance.transpose();
+    variance().noalias() -= part.transpose() * part;
+    score().noalias() -= covariance * window_.step();
 }
 
 // A haplotype whose copies the covariates explain has zeros.
@@ -289,10 +256,11 @@ bool score_test::test_window(window_row& row) {
     row.chisq = full_rank_form(factor_.data(), scaled_);
     if (row.chisq < 0) {
         auto const size = static_cast<Eigen::Index>(n);
-        semidefinite const A(matrix(correlation_.data(), size, size));
+        semidefinite A;
+        A.compute(matrix(correlation_.data(), size, size));
         if (A.rank() == 0) return false;
         row.df = static_cast<unsigned>(A.rank());
-        row.chisq = A.whiten(vector(scaled_.data(), size)).squaredNorm();
+        row.chisq = (A.whitening() * vector(scaled_.data(), size)).squaredNorm();
     }
     row.log_p = log_p_chi_square(row.chisq, row.df);
     row.type = p_type::chi_square;
@@ -300,51 +268,19 @@ bool score_test::test_window(window_row& row) {
 }
 
 void score_test::approximate_tails(genotype_table const& table, window_row& row) {
+    std::size_t const c = covariance_.size() / n_tested_;
     for (std::size_t h = 0; h < n_tested_; ++h) {
         haplotype_row& haplotype = row.haplotypes[h];
         if (!(std::fabs(haplotype.z) > NORMAL_Z)) continue;
-        terms_.clear();
-        if (model_.has_covariates())
-            collect_with_covariates(table, h);
-        else
-            collect_without_covariates(table, h);
-        auto const log_p = saddlepoint_log_p(terms_, score_[h], variance_[h * n_tested_ + h]);
+        double const variance = variance_[h * n_tested_ + h];
+        score_terms const& terms = terms_.collect(table, {copies_.data() + h, n_tested_},
+                                                  covariance_.data() + h * c, variance);
+        auto const log_p = saddlepoint_log_p(terms, score_[h], variance);
         if (log_p)
             haplotype.log_p = *log_p, haplotype.type = p_type::saddlepoint;
         else
             ++row.n_no_saddle_point;
     }
-}
-
-// All subjects have the same mu, and those of a genotype the same copies.
-void score_test::collect_without_covariates(genotype_table const& table, std::size_t h) {
-    double const n = table.n_subjects, mu = table.n_cases / n, mean = covariance_[h] / n;
-    double others = n;
-    for (std::size_t g = 0; g < table.genotypes.size(); ++g) {
-        double const x = copies_[g * n_tested_ + h];
-        if (x == 0) continue;
-        double const all = double(table.genotypes[g].cases) + table.genotypes[g].controls;
-        terms_.add(mu, x - mean, all);
-        others -= all;
-    }
-    terms_.rest = others * mu * (1 - mu) * mean * mean;
-}
-
-void score_test::collect_with_covariates(genotype_table const& table, std::size_t h) {
-    Eigen::Index const c = model_.n_columns();
-    Eigen::Map<Eigen::RowVectorXd const> const slopes(covariance_.data() + h * c, c);
-    terms_.rest = variance_[h * n_tested_ + h];
-    for (std::size_t i = 0; i < model_.is_case.size(); ++i) {
-        std::uint32_t const g = table.genotype_of(i);
-        double const x = g == genotype_table::NONE ? 0 : copies_[g * n_tested_ + h];
-        if (x == 0) continue;
-        auto const subject = model_.subjects.row(static_cast<Eigen::Index>(i));
-        double const adjusted = x - slopes.dot(subject.tail(c));
-        terms_.add(model_.is_case[i] - subject[null_model::RESIDUAL], adjusted, 1);
-        terms_.rest -= subject[null_model::WEIGHT] * adjusted * adjusted;
-    }
-    // What rounding leaves of nobody is no variance.
-    if (terms_.size() == table.n_subjects || terms_.rest < 0) terms_.rest = 0;
 }
 
 void score_test::combine(window_row& row) {

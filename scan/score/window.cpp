@@ -69,6 +69,7 @@ std::string text(error_code code) {
     case error_code::too_many_snps: return "TOO_MANY_SNPS";
     case error_code::too_long: return "TOO_LONG";
     case error_code::em_maxiter: return "EM_MAXITER";
+    case error_code::separated: return "SEPARATED";
     }
     return ".";
 }
@@ -133,9 +134,7 @@ void window_test::choose_haplotypes(window_row& result) {
 
 error_code window_test::test(window_row& result) {
     if (tested_.size() < 2) return error_code::one_haplotype;
-    if (settings_.test == test_kind::score)
-        return score_.run(table_, estimate_, tested_, result) ? error_code::none
-                                                              : error_code::one_haplotype;
+    if (settings_.test == test_kind::score) return score_.run(table_, estimate_, tested_, result);
     bool const rare_has_effect =
         has_rare(result) &&
         is_enough(copies_in_smaller(result, result.rare_freq), settings_.min_hap_copies);
@@ -148,7 +147,7 @@ error_code window_test::test(window_row& result) {
 
 // Do the genotypes tell the tested haplotypes apart, as the score test asks?
 bool window_test::has_variance(window_row row) {
-    return score_.run(table_, estimate_, tested_, row);
+    return score_.run(table_, estimate_, tested_, row) != error_code::one_haplotype;
 }
 
 } // namespace scan

@@ -39,7 +39,8 @@ enum class error_code {
     one_group,
     too_many_snps,
     too_long,
-    em_maxiter
+    em_maxiter,
+    separated
 };
 
 // "." for none, else ONE_HAPLOTYPE and so on.
