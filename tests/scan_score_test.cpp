@@ -378,6 +378,9 @@ TEST(ScanScore, CodesOfWindowsWithoutATest) {
         SCOPED_TRACE(c.snps[0]);
         scan::window_row const row = run(scan_sample(status, c.snps));
         EXPECT_EQ(scan::text(row.code), c.code);
+        scan::window_settings ratio;
+        ratio.test = scan::test_kind::lrt;
+        EXPECT_EQ(scan::text(run(scan_sample(status, c.snps), ratio).code), c.code);
         EXPECT_EQ(row.obs, c.obs);
         EXPECT_EQ(row.cases, c.cases);
         EXPECT_EQ(row.controls, c.obs - c.cases);
@@ -408,15 +411,36 @@ TEST(ScanScore, FrequencyAndCopiesChooseTheHaplotypes) {
     }
 }
 
+// A frequency is found by iteration.
+TEST(ScanScore, ExactlyTheLeastCopiesAreEnough) {
+    std::vector<std::uint8_t> status(60, 0);
+    std::fill_n(status.begin(), 30, 1);
+    for (unsigned copies = 2; copies < 20; ++copies) {
+        std::string carriers(60, '0'), other(60, '0');
+        std::fill_n(carriers.begin(), copies, '1');
+        std::fill_n(other.begin() + 10, 40, '1');
+        scan_sample const s(status, {carriers, other});
+        scan::haplotype_row const last = run(s, {0.5, 0, 0.1}).haplotypes.back();
+        double const exact = std::round(120 * last.freq);
+        if (std::fabs(120 * last.freq - exact) > 1e-6) continue;
+        EXPECT_EQ(run(s, {0.5, 0, exact / 2}).haplotypes.back().bits, last.bits) << exact;
+        EXPECT_EQ(run(s, {0.5, exact / 120, 0}).haplotypes.back().bits, last.bits) << exact;
+    }
+}
+
 TEST(ScanScore, TheTopHaplotypeIsCorrectedForTheirNumber) {
     scan::window_row const row = run(scan_sample(scan_data_sets[3]));
     EXPECT_EQ(row.top.bits, 30u);
     EXPECT_DOUBLE_EQ(row.top.z, find(row, 30).z);
     EXPECT_DOUBLE_EQ(row.top.log_p, find(row, 30).log_p);
     EXPECT_DOUBLE_EQ(row.top_log_p_bonferroni, row.top.log_p + std::log(7));
-    // One SNP without any association: twice p is more than 1.
-    EXPECT_EQ(run(scan_sample({0, 0, 0, 1, 1, 1}, {"012012"}), {0.5, 0.01, 1}).top_log_p_bonferroni,
-              0);
+    // The tests of two haplotypes are one, but where there are others.
+    scan_sample const snp({0, 0, 0, 1, 1, 1}, {"012112"}),
+        pair({0, 0, 0, 1, 1, 1}, {"012112", "000001"});
+    scan::window_row const two = run(snp, {0.5, 0.01, 1}), others = run(pair, {0.5, 0.2, 1});
+    EXPECT_DOUBLE_EQ(two.top_log_p_bonferroni, two.top.log_p);
+    ASSERT_EQ(others.n_haplotypes, 2u);
+    EXPECT_DOUBLE_EQ(others.top_log_p_bonferroni, std::min(0.0, others.top.log_p + std::log(2)));
 }
 
 TEST(ScanScore, WhatCovariatesExplainIsNotTested) {
