@@ -143,6 +143,10 @@ TEST(scan_error, inputs_that_do_not_fit_together) {
          "x: no covariate is left."},
         {"awk 'NR==1{print \"IID\",\"c\";next}{print $2,$3}' pheno.txt > x",
          "--covar x --covar-name c", 7, "ovariate c"},
+        {"awk 'BEGIN{for(i=0;i<801;++i){printf i?i:\"IID\";for(k=0;k<7;++k)"
+         "printf i?\" u\"i*(k+9)%199:\" c\"k;print \"\"}}' | sed 's/^[0-9]/P&/' > x",
+         "--covar x --covar-name c0-c6", 7,
+         "The covariates make 1386 columns, where 1000 are the most. Choose fewer, or categories"},
         {"", "--gene-list genes.txt --genes GENE1,GENE9", 7, "genes.txt: has no gene 'GENE9'"},
         {"echo w snp21_1 rs1 > x", "--hap-list x", 7,
          "x:1: SNP rs1 of window w is not in study.bim on chromosomes 1 to 22."},
