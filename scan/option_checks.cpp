@@ -36,6 +36,16 @@ void set_files(options& o) {
         }
 }
 
+void set_naming(CLI::App const& app, option_words const& words, options& o) {
+    require(app, "--id-delim", "--vcf");
+    require(app, "--double-id", "--vcf");
+    if (!is_given(app, "--id-delim")) return;
+    if (o.is_double_id) refuse("--id-delim and --double-id exclude each other.");
+    if (words.id_delim.size() != 1)
+        refuse("--id-delim: '" + words.id_delim + "' is not one character.");
+    o.id_delim = words.id_delim[0];
+}
+
 void set_effects(option_words const& words, effect_settings& e) {
     double p = 1;
     if (words.most_p == "none")
@@ -100,6 +110,7 @@ void check_windows(CLI::App const& app, options const& o) {
 void check_together(CLI::App const& app, options const& o) {
     require(app, "--pheno-name", "--pheno");
     require(app, "--covar-name", "--covar");
+    require(app, "--covar-category", "--covar");
     if (o.test.test == test_kind::lrt && !o.covar.empty())
         refuse("--test lrt and --covar exclude each other: the likelihood ratio is that of the "
                "genotypes given the status, which covariates cannot adjust. --test score can.");
@@ -154,6 +165,7 @@ void complete_options(CLI::App const& app, option_words const& words, options& o
     if (words.test == "lrt") o.test.test = test_kind::lrt;
     o.chromosomes = chromosomes_of(words.chromosomes);
     set_files(o);
+    set_naming(app, words, o);
     set_effects(words, o.effects);
     check_together(app, o);
     check_effects(app, o);

@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include <limits>
+#include <tuple>
 
 namespace scan {
 
@@ -74,7 +75,8 @@ CLI::Validator limit_of_p() {
     };
     return CLI::Validator(check, "");
 }
-void add_input(CLI::App& app, options& o) {
+
+void add_input(CLI::App& app, options& o, std::string& id_delim) {
     auto const add = [&app](std::string const& name, std::string& value, std::string const& text) {
         return app.add_option(name, value, text)->group("Input");
     };
@@ -83,14 +85,22 @@ void add_input(CLI::App& app, options& o) {
     add("--bim", o.bim, "SNPs")->type_name("FILE");
     add("--fam", o.fam, "Subjects")->type_name("FILE");
     add("--vcf", o.vcf, "Genotypes and SNPs, as VCF, VCF.gz or BCF")->type_name("FILE");
+    add("--id-delim", id_delim, "Samples of the VCF are FID_IID, or with another character D")
+        ->type_name("D")
+        ->expected(0, 1)
+        ->default_str("_");
+    app.add_flag("--double-id", o.is_double_id, "FID and IID are both the VCF's sample")
+        ->group("Input");
     add("--pheno", o.pheno, "Phenotypes, instead of the .fam's")->type_name("FILE");
     add("--pheno-name", o.pheno_name, "Column of --pheno")->type_name("NAME");
     app.add_flag("--1", o.is_01, "0 is a control, 1 a case")->group("Input");
-    add("--covar", o.covar, "Covariates")->type_name("FILE");
-    app.add_option("--covar-name", o.covar_names, "Columns of --covar (A-B: from A to B) [all]")
-        ->delimiter(',')
-        ->type_name("NAMES")
+    app.add_option("--covar", o.covar, "Covariates; several files are joined by subject")
+        ->type_name("FILE")
         ->group("Input");
+    for (auto const& [name, value, text] :
+         {std::tuple("--covar-name", &o.covar_names, "Columns of --covar (A-B: from A to B) [all]"),
+          {"--covar-category", &o.covar_categories, "Those whose numbers are categories"}})
+        app.add_option(name, *value, text)->delimiter(',')->type_name("NAMES")->group("Input");
     app.add_flag("--allow-no-covars", o.allow_no_covars, "Test without any covariate")
         ->group("Input");
 }
@@ -235,7 +245,7 @@ void add_output(CLI::App& app, options& o, std::pair<std::uint32_t, std::uint32_
 } // namespace
 
 void declare_options(CLI::App& app, options& o, option_words& words) {
-    add_input(app, o);
+    add_input(app, o, words.id_delim);
     add_filters(app, o, words.chromosomes);
     add_windows(app, o);
     add_test(app, o, words.test);

@@ -22,10 +22,11 @@ struct run_part {
 struct options {
     // Input; empty where it is not given.
     std::string bfile, bed, bim, fam, vcf;
+    std::optional<char> id_delim;
+    bool is_double_id = false;
     std::string pheno, pheno_name;
     bool is_01 = false;
-    std::string covar;
-    std::vector<std::string> covar_names;
+    std::vector<std::string> covar, covar_names, covar_categories;
     bool allow_no_covars = false;
 
     // Filters.

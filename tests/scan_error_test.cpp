@@ -125,6 +125,14 @@ TEST(scan_error, inputs_that_do_not_fit_together) {
         {"sed 's/F/G/;s/P/Q/' pheno.txt > x; sed -i '1s/.*/FID IID T2D/' x", "--pheno x", 7,
          "x: none of its subjects is in study.fam: 'G1 Q1', 'G2 Q2', 'G3 Q3'\n"
          "there 'F1 P1', 'F2 P2', 'F3 P3'. FID and IID must be the same"},
+        {"awk 'NR>300{$1=\"G\"}1' pheno.txt > x", "--pheno x", 7,
+         "x: most of its subjects have another FID in study.fam: 'G P300', 'G P301', 'G P302'\n"
+         "there 'F300 P300', 'F301 P301', 'F302 P302'. If they are the same, take the column FID"},
+        {"cp covar.txt x", "--covar covar.txt x", 7,
+         "covar.txt and x: both have a column 'age'. Rename one, or choose others by --covar-name"},
+        {"cut -f 1-3 covar.txt > x", "--covar pheno.txt x --covar-name age,PC1", 7,
+         "pheno.txt, x: none has a column 'PC1'."},
+        {"", "--covar-category sex", 7, "--covar-category: no covariate 'sex' is chosen."},
         {"head -n 1 covar.txt > x", "--covar x", 7,
          "x: none of its subjects is in study.fam: it has none"},
         {"echo A B > x", "--keep x", 7, "x: none of its subjects is in study.fam: 'A B'"},
@@ -183,6 +191,7 @@ TEST(scan_error, command_line) {
          "--regions-file and --gene-list exclude each other."},
         {"", "--hap-list haplotypes.txt --step 2", 8, "--hap-list and --step exclude each other."},
         {"", "--genes GENE1", 8, "--genes needs --gene-list."},
+        {"", "--id-delim", 8, "--id-delim needs --vcf."},
         {"", "--gene-border-kb 1", 8, "--gene-border-kb needs --gene-list."},
         {"", "--parallel 4 3", 8, "--parallel: there is no part 4 of 3."},
         {"", "--parallel 0 3", 8, "--parallel: '0' is no whole number, 1 to "},

@@ -226,7 +226,11 @@ TEST(scan_run, forms_of_the_input) {
          ">c",
          "--covar c"},
         {"cut -f 2- pheno.txt | sed '1s/^/#/' >p", "--pheno p"},
-        {"awk 'NR>1{$1=\"G\" NR}{print}' OFS='\\t' pheno.txt >p", "--pheno p"},
+        {"awk 'NR>9{$1=NR%3?0:$2}{print}' OFS='\\t' pheno.txt >p", "--pheno p"},
+        {"awk 'NR>401{$1=\"G\"}{print}' OFS='\\t' pheno.txt >p", "--pheno p"},
+        {"cut -f 1,2,5-8 covar.txt >pcs; cut -f 2-4,9 covar.txt | sed 's/west/10/; s/south/9.0/; "
+         "s/north/-1/' >clin",
+         "--covar clin pcs --covar-category centre"},
         {"sed 's/2$/1x/;s/1$/0/;s/1x$/1/;s/NA$/-9/;1s/.*/FID IID T0/' pheno.txt >p",
          "--pheno p --1"},
         {"awk 'NR>1{print $3}' pheno.txt | sed 's/NA/0/' | paste -d' ' study.fam - | "

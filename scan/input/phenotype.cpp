@@ -71,11 +71,11 @@ phenotype phenotype_of_fam(subject_table const& subjects, bool is_01) {
 }
 
 phenotype read_phenotype(std::string const& path, std::string const& name,
-                         subject_table const& subjects, bool is_01) {
+                         subject_table const& subjects, bool is_01, run_log& log) {
     subject_file file(path);
     std::size_t const column = choose_column(file, name);
     status_reader reader(is_01);
-    subject_rows rows(subjects);
+    subject_rows rows(subjects, path);
     std::vector<disease> statuses;
     while (file.next()) {
         disease status;
@@ -84,13 +84,11 @@ phenotype read_phenotype(std::string const& path, std::string const& name,
         rows.add(file.family(), file.id(), file.file().number());
         statuses.push_back(status);
     }
-    rows.require_match(path);
-    rows.require_distinct(path);
+    std::vector<std::uint32_t> const found = rows.match_each_once(log);
     reader.check(path);
 
     phenotype result{file.columns()[column],
                      std::vector<disease>(subjects.size(), disease::not_listed)};
-    std::vector<std::uint32_t> const found = rows.subjects();
     for (std::size_t r = 0; r < found.size(); ++r)
         if (found[r] != NOT_FOUND) result.status[found[r]] = statuses[r];
     return result;
