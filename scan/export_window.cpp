@@ -167,8 +167,7 @@ void export_window(options const& o, run_log& log) {
     specification.write(specification_text(s, w, row, o.test.test));
     for (output_file* file : {&data, &specification})
         file->finish();
-    for (output_file* file : {&data, &specification})
-        file->publish();
+    output_file::publish({&data, &specification});
     log.note("Window " + id + ": P " + p_text(row.log_p) + ", " + std::to_string(row.obs) +
              " subjects. Analyse it by: quilmar " + prefix + ".txt " + prefix + ".spec");
 }

@@ -1,5 +1,6 @@
 #include "scan/run.h"
 
+#include "scan/error.h"
 #include "scan/export_window.h"
 #include "scan/output/numbers.h"
 #include "scan/output/run_log.h"
@@ -106,6 +107,13 @@ void note_part(options const& o, chunk_grid const& grid, index_range const& chun
              std::to_string(windows.end) + ".");
 }
 
+void check_unchanged(run_record const& before, run_record const& now) {
+    std::string const differs = difference(before, now);
+    if (!differs.empty())
+        throw failure(read_failed, "An input was changed during the run: " + differs +
+                                       ".\nNo table was made; run again.");
+}
+
 void note_summary(options const& o, scan_summary const& summary, window_list const& list,
                   index_range const& chunks, run_log& log) {
     if (chunks.size() == 0) return;
@@ -120,9 +128,12 @@ void run(options const& o) {
     run_log log(o.is_quiet);
     record_start(o, log);
     if (!o.exported.first.empty()) return export_window(o, log);
-    result_files files(o);
+    run_record const inputs = record_of_inputs(o);
+    check_targets(o);
+    std::optional<result_files> files;
+    if (!o.is_dry_run) files.emplace(o);
     std::optional<part_folder> kept;
-    if (o.is_resumed && !o.is_dry_run) kept.emplace(o.prefix + ".parts", record_of(o));
+    if (o.is_resumed && !o.is_dry_run) kept.emplace(o);
     study const s(o, log);
     chunk_grid const grid(s.windows.windows.size());
     index_range const chunks = chunks_of(o, grid);
@@ -139,7 +150,7 @@ void run(options const& o) {
                            s.used.used, model, effects ? &*effects : nullptr};
     scan_summary summary;
     auto const receive = [&](std::size_t c, chunk_result const& chunk) {
-        files.write(chunk);
+        files->write(chunk);
         summary.add(grid.windows({c, c + 1}).first, chunk);
     };
     if (kept)
@@ -147,9 +158,12 @@ void run(options const& o) {
     else
         scan_windows(input, o, grid, numbers_of(chunks), receive);
     note_summary(o, summary, s.windows, chunks, log);
+    check_unchanged(inputs, record_of_inputs(o));
+    for (std::string const& path : files->stale())
+        log.note(path + " is of an earlier run and removed: this run makes none.");
     std::chrono::duration<double> const seconds = std::chrono::steady_clock::now() - start;
     log.note(number_text(seconds.count()) + " s, at most " + mib_text(peak_bytes()) + ".");
-    files.publish(subject_list(s), log.text());
+    files->publish(subject_list(s), log.text());
     if (kept) kept->remove();
 }
 

@@ -33,7 +33,7 @@ void scan_summary::add(std::size_t first, chunk_result const& chunk) {
 }
 
 void scan_summary::note(window_list const& list, run_log& log) const {
-    for (std::size_t code = 1; code < N_CODES; ++code)
+    for (std::size_t code = 1; code < N_ERROR_CODES; ++code)
         if (by_code_[code] > 0)
             log.note(std::to_string(by_code_[code]) +
                      " windows failed: " + text(static_cast<error_code>(code)));

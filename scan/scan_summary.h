@@ -20,12 +20,10 @@ class scan_summary {
     void note(window_list const& list, run_log& log) const;
 
   private:
-    static constexpr std::size_t N_CODES = 7;
-
-    std::array<std::size_t, N_CODES> by_code_{}; // windows
-    std::vector<double> log_p_;                  // of the windows with a P
-    std::size_t smallest_ = 0;                   // window of the smallest P, where there is one
-    double smallest_log_p_ = 1;                  // above 0 where there is none
+    std::array<std::size_t, N_ERROR_CODES> by_code_{}; // windows
+    std::vector<double> log_p_;                        // of the windows with a P
+    std::size_t smallest_ = 0;  // window of the smallest P, where there is one
+    double smallest_log_p_ = 1; // above 0 where there is none
 };
 
 } // namespace scan

@@ -1,9 +1,12 @@
 // Everything that ends a run of quilmar-scan: exit status, message, and no file left behind.
+#include "scan/output/output_file.h"
 #include "tests/scan_support.h"
 
 #include <algorithm>
 #include <csignal>
+#include <deque>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -68,6 +71,63 @@ TEST(scan_error, files_that_cannot_be_opened_read_or_written) {
     EXPECT_EQ(outputs(files), "t.win.tsv\n");
     EXPECT_EQ(files.read("t.win.tsv"), "old\n");
     EXPECT_EQ(files.run("quilmar-scan --help >/dev/full").exit_status, 5);
+    // However many there are, each has its permissions and none stays.
+    run_shell(files, "rm t.*");
+    mode_t const before = umask(027);
+    for (std::deque<scan::output_file> many; many.size() < 100;)
+        many.emplace_back(files.file("t." + std::to_string(many.size())),
+                          std::vector<std::string>{});
+    umask(before);
+    EXPECT_EQ(outputs(files), "");
+}
+
+// A run after one that has made all tables, whatever happens to it.
+TEST(scan_error, publishing) {
+    bool const mounts = run_shell(scratch(), "unshare -rm true").exit_status == 0;
+    // While a run waits for its phenotype: its inputs have been looked at by then.
+    std::string const meanwhile = "(while ! ls t.log.tmp* >/dev/null 2>&1; do :; done; ",
+                      piped = "; cat pheno.txt) | ", mount = "mount --bind t.hap.tsv t.hap.tsv; ",
+                      scan = "quilmar-scan --bfile study --pheno /dev/stdin --allow-no-covars "
+                             "--quiet --effects none --chr 21 --out t 2>&1; echo $?";
+    struct {
+        std::string command, out, same; // same: files that the run leaves as they are
+    } const cases[] = {
+        {meanwhile + ":" + piped + scan, "0\n", ""},
+        {meanwhile + "mkdir t.new; ln -sfT t.new t.hap.tsv" + piped + scan,
+         "Error: t.hap.tsv: cannot be made: it is a folder. Change --out.\n3\n",
+         "effects.tsv id log win.tsv "},
+        {meanwhile + "echo >>study.bim" + piped + scan,
+         "Error: An input was changed during the run: the file of --bim was SIZE and is SIZE.\n"
+         "No table was made; run again.\n4\n",
+         "effects.tsv hap.tsv id log win.tsv "},
+        {mount + "cat pheno.txt | " + scan,
+         "Error: t.hap.tsv: cannot be written: Device or resource busy.\n"
+         "Of this run are t.id alone; do not use them with older ones.\n5\n",
+         "hap.tsv log win.tsv "},
+    };
+    for (auto const& c : cases) {
+        bool const needs_mount = c.command.find(mount) == 0;
+        if (needs_mount && !mounts) continue; // not permitted here
+        example_study files;
+        ASSERT_EQ(files.scan("").exit_status, 0);
+        run_shell(files, "mkdir old; cp -p t.* old");
+        files.write("run", c.command);
+        outcome const o = files.run(std::string(needs_mount ? "unshare -rm " : "") +
+                                    "sh run | sed 's/[0-9]* bytes of [-0-9: .]*[0-9]/SIZE/g'");
+        EXPECT_EQ(o.out, c.out);
+        EXPECT_EQ(
+            run_shell(files, "for f in t.*; do cmp -s $f old/$f && printf '%s ' ${f#t.}; done").out,
+            c.same)
+            << c.command;
+        EXPECT_EQ(files.list(".").find(".tmp"), std::string::npos);
+        EXPECT_EQ(files.has("t.effects.tsv"), !c.same.empty() && !needs_mount);
+        EXPECT_EQ(files.read("t.log").find("t.effects.tsv is of an earlier run and removed") !=
+                      std::string::npos,
+                  c.same.empty());
+    }
+    // A run without tables makes no file, but says where they cannot be made.
+    expect_errors({{"mkdir t.id", "--dry-run", 3, "t.id: cannot be made: it is a folder."},
+                   {"", "--dry-run --out no/t", 3, "no/t.win.tsv: cannot be made: No such file"}});
 }
 
 TEST(scan_error, malformed_files) {
@@ -259,10 +319,8 @@ TEST(scan_error, signals) {
                       nullptr);
             _exit(127);
         }
-        std::string const temporary = "t.win.tsv.tmp" + std::to_string(pid);
-        for (int i = 0; i < 20000 && !files.has(temporary); ++i)
+        for (int i = 0; i < 20000 && files.list(".").find("t.log.tmp") == std::string::npos; ++i)
             usleep(1000);
-        ASSERT_TRUE(files.has(temporary));
         kill(pid, number);
         int status = 0;
         ASSERT_EQ(waitpid(pid, &status, 0), pid);

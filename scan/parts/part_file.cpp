@@ -27,15 +27,24 @@ std::string window_lines(chunk_result const& chunk) {
     return lines;
 }
 
-void read_window_lines(std::string const& lines, chunk_result& chunk) {
-    std::istringstream stream(lines);
-    int code;
-    for (std::string number; stream >> code >> number;) {
-        double log_p = 0;
-        std::from_chars(number.data(), number.data() + number.size(), log_p);
+// False where they are not those of so many windows.
+bool read_window_lines(std::string_view lines, std::size_t n_windows, chunk_result& chunk) {
+    char const *at = lines.data(), *const end = at + lines.size();
+    // Reads a number and the character behind it.
+    auto const read = [&](auto& number, char behind) {
+        auto const [next, error] = std::from_chars(at, end, number);
+        if (error != std::errc() || next == end || *next != behind) return false;
+        at = next + 1;
+        return true;
+    };
+    for (std::size_t w = 0; w < n_windows; ++w) {
+        std::size_t code;
+        double log_p;
+        if (!read(code, ' ') || code >= N_ERROR_CODES || !read(log_p, '\n')) return false;
         chunk.codes.push_back(static_cast<error_code>(code));
         chunk.log_p.push_back(log_p);
     }
+    return at == end;
 }
 
 } // namespace
@@ -60,7 +69,7 @@ part_reader::part_reader(std::string const& path, std::vector<result_table> cons
     if (error) left_ = 0;
 }
 
-bool part_reader::read(std::size_t number, chunk_result& chunk) {
+bool part_reader::read(std::size_t number, std::size_t n_windows, chunk_result& chunk) {
     std::string line;
     std::getline(stream_, line);
     std::istringstream head(line);
@@ -82,18 +91,19 @@ bool part_reader::read(std::size_t number, chunk_result& chunk) {
     std::size_t from = 0;
     for (std::size_t t = 0; t < tables_.size(); from += sizes[t++])
         chunk.*tables_[t].rows = body.substr(from, sizes[t]);
-    read_window_lines(body.substr(from), chunk);
-    return true;
+    return read_window_lines(std::string_view(body).substr(from), n_windows, chunk);
 }
 
-part_state check_part(std::string const& path, index_range const& chunks,
+part_state check_part(std::string const& path, chunk_grid const& grid, index_range const& chunks,
                       std::vector<result_table> const& tables) {
     std::error_code error;
-    if (!std::filesystem::exists(path, error)) return part_state::absent;
+    auto const kind = std::filesystem::status(path, error).type();
+    if (kind == std::filesystem::file_type::not_found) return part_state::absent;
+    if (kind != std::filesystem::file_type::regular) return part_state::damaged;
     part_reader reader(path, tables);
     chunk_result chunk;
     for (std::size_t c = chunks.first; c < chunks.end; ++c)
-        if (!reader.read(c, chunk)) return part_state::damaged;
+        if (!reader.read(c, grid.windows({c, c + 1}).size(), chunk)) return part_state::damaged;
     return reader.is_at_end() ? part_state::whole : part_state::damaged;
 }
 

@@ -39,6 +39,7 @@ enum class error_code {
     too_long,
     em_maxiter
 };
+constexpr std::size_t N_ERROR_CODES = 7;
 
 // "." for none, else ONE_HAPLOTYPE and so on.
 std::string text(error_code code);
