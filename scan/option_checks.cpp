@@ -89,25 +89,30 @@ void set_part(options& o, std::pair<std::uint32_t, std::uint32_t> const& part) {
     o.prefix += "." + std::string(of.size() - number.size(), '0') + number + "of" + of;
 }
 
-void check_windows(CLI::App const& app, options const& o) {
+void check_windows(CLI::App const& app, options& o) {
     std::string chosen;
     for (char const* source : {"--regions-file", "--gene-list", "--hap-list"}) {
         if (!is_given(app, source)) continue;
         if (!chosen.empty()) refuse(chosen + " and " + source + " exclude each other.");
         chosen = source;
     }
-    for (char const* sliding : {"--window", "--step", "--window-kb"})
-        if (!chosen.empty() && is_given(app, sliding))
-            refuse(chosen + " and " + sliding + " exclude each other.");
+    o.slides_in_regions = is_given(app, "--window");
+    for (char const* option : {"--window", "--step", "--window-kb"}) {
+        if (!is_given(app, option)) continue;
+        if (is_given(app, "--hap-list"))
+            refuse("--hap-list and " + std::string(option) + " exclude each other.");
+        if (!chosen.empty() && !o.slides_in_regions)
+            refuse(std::string(option) + " with " + chosen + " needs --window.");
+    }
     require(app, "--genes", "--gene-list");
     require(app, "--gene-border-kb", "--gene-list");
-    if (chosen.empty() && o.window_snps > o.max_snps)
-        refuse("--window " + std::to_string(o.window_snps) + " is above --max-snps " +
-               std::to_string(o.max_snps) + ": give --max-snps " + std::to_string(o.window_snps) +
-               " as well.");
+    std::string const n_snps = std::to_string(o.windows.n_snps);
+    if ((chosen.empty() || o.slides_in_regions) && o.windows.n_snps > o.max_snps)
+        refuse("--window " + n_snps + " is above --max-snps " + std::to_string(o.max_snps) +
+               ": give --max-snps " + n_snps + " as well.");
 }
 
-void check_together(CLI::App const& app, options const& o) {
+void check_together(CLI::App const& app, options& o) {
     require(app, "--pheno-name", "--pheno");
     require(app, "--covar-name", "--covar");
     require(app, "--covar-category", "--covar");

@@ -129,13 +129,14 @@ void add_windows(CLI::App& app, options& o) {
                             std::string const& type) {
         return app.add_option(name, value, text)->type_name(type)->group("Windows");
     };
-    add("--window", o.window_snps, "SNPs of a sliding window", "N")
+    add("--window", o.windows.n_snps, "SNPs of a sliding window, also inside of regions and genes",
+        "N")
         ->transform(whole_in(1, 20))
         ->capture_default_str();
-    add("--step", o.step, "SNPs from one window to the next", "N")
+    add("--step", o.windows.step, "SNPs from one window to the next", "N")
         ->transform(whole_in(1, LAST))
         ->capture_default_str();
-    add("--window-kb", o.window_kb, "Longest sliding window in kb", "KB")
+    add("--window-kb", o.windows.longest_kb, "Longest sliding window in kb", "KB")
         ->check(number_in(0, NO_LIMIT))
         ->capture_default_str();
     add("-R,--regions-file", o.regions_file,

@@ -4,6 +4,7 @@
 
 #include "scan/effects/settings.h"
 #include "scan/score/window.h"
+#include "scan/windows/window_list.h"
 
 #include <bitset>
 #include <cstdint>
@@ -36,8 +37,8 @@ struct options {
     std::optional<double> maf, geno, mind;
 
     // Windows.
-    std::uint32_t window_snps = 5, step = 1;
-    double window_kb = 500;
+    sliding_settings windows;
+    bool slides_in_regions = false; // --window is given
     std::string regions_file, gene_list, hap_list;
     std::vector<std::string> genes;
     double gene_border_kb = 0;

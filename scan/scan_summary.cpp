@@ -19,6 +19,16 @@ double lambda(std::vector<double> log_p) {
     return median / chi_square_1(std::log(0.5));
 }
 
+// What may be done about windows of this code, after a colon.
+std::string advice(error_code code) {
+    switch (code) {
+    case error_code::too_many_snps:
+        return ": --window slides smaller ones inside regions and genes, --max-snps takes up to 20";
+    case error_code::too_long: return ": --window-kb is the longest";
+    default: return "";
+    }
+}
+
 } // namespace
 
 void scan_summary::add(std::size_t first, chunk_result const& chunk) {
@@ -35,11 +45,12 @@ void scan_summary::add(std::size_t first, chunk_result const& chunk) {
 void scan_summary::note(window_list const& list, run_log& log) const {
     for (std::size_t code = 1; code < N_ERROR_CODES; ++code)
         if (by_code_[code] > 0)
-            log.note(std::to_string(by_code_[code]) +
-                     " windows failed: " + text(static_cast<error_code>(code)));
+            log.note(counted(by_code_[code], "window") +
+                     " failed: " + text(static_cast<error_code>(code)) +
+                     advice(static_cast<error_code>(code)) + ".");
     if (log_p_.empty()) return log.warn("No window has a P.");
-    log.note("Lambda " + number_text(lambda(log_p_)) + " over " + std::to_string(log_p_.size()) +
-             " windows.");
+    log.note("Lambda " + number_text(lambda(log_p_)) + " over " + counted(log_p_.size(), "window") +
+             ".");
     window const& best = list.windows[smallest_];
     log.note("Smallest P " + p_text(smallest_log_p_) + ": window " + list.name(smallest_) +
              ", chromosome " + std::to_string(best.chromosome) + ":" + std::to_string(best.from) +

@@ -133,11 +133,13 @@ void study::make_windows(options const& o, run_log& log) {
                                      ? read_genes(o.gene_list, o.genes, o.gene_border_kb)
                                      : read_regions(o.regions_file);
         note_if(log, list.n_other, "region", "not on chromosomes 1 to 22");
-        windows = region_windows(snps, selection.used, list.regions);
+        std::optional<sliding_settings> how;
+        if (o.slides_in_regions) how = o.windows;
+        windows = region_windows(snps, selection.used, list.regions, how);
     } else if (!o.hap_list.empty())
         windows = listed_windows(snps, selection.used, read_snp_lists(o.hap_list));
     else
-        windows = sliding_windows(snps, selection.used, o.window_snps, o.step, o.window_kb);
+        windows = sliding_windows(snps, selection.used, o.windows);
     if (windows.n_unused_snps > 0)
         log.warn(counted(windows.n_unused_snps, "SNP") + " of " + o.hap_list +
                  " left out by the filters: their windows are shorter.");

@@ -250,6 +250,7 @@ TEST(scan_error, command_line) {
         {"", "-R genes.txt --gene-list genes.txt", 8,
          "--regions-file and --gene-list exclude each other."},
         {"", "--hap-list haplotypes.txt --step 2", 8, "--hap-list and --step exclude each other."},
+        {"", "-R genes.txt --window-kb 9", 8, "--window-kb with --regions-file needs --window."},
         {"", "--genes GENE1", 8, "--genes needs --gene-list."},
         {"", "--id-delim", 8, "--id-delim needs --vcf."},
         {"", "--gene-border-kb 1", 8, "--gene-border-kb needs --gene-list."},

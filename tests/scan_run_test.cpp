@@ -148,6 +148,14 @@ TEST(scan_run, windows) {
                    {{"WINDOW", "G1 G2 "}, {"FIRST_ID", "a f "}, {"LAST_ID", "b g "}});
     expect_windows("echo 1 1201 1210 G > g", "--gene-list g --gene-border-kb 1.001",
                    {{"FIRST_ID", "b "}});
+    // Windows that slide inside of genes, all SNPs where there are fewer, none for none.
+    expect_windows("printf '1 1 300 A\\n2 600101 600300 B\\n1 200 250 C\\n2 5 6 D\\n' > g",
+                   "--gene-list g --window 2",
+                   {{"WINDOW", "A:1 C:1 A:2 D:1 B:1 B:2 "},
+                    {"FIRST_ID", "a b b NA e f "},
+                    {"N_SNP", "2 1 2 0 2 2 "}});
+    expect_windows("printf '2 1 600300 A\\n' > r", "-R r --window 2 --step 2 --window-kb 0.1",
+                   {{"WINDOW", "A:1 A:2 "}, {"FIRST_ID", "d f "}, {"ERRCODE", "TOO_LONG . "}});
     expect_windows("printf '* e d\\nw c a\\n* g\\n' > l", "--hap-list l",
                    {{"WINDOW", "w block1 block3 "},
                     {"FIRST_ID", "a d g "},

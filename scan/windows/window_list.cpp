@@ -26,6 +26,16 @@ window window_of(snp_table const& snps, window_list const& list, std::size_t fir
             false};
 }
 
+// Adds the windows that slide over the members from `begin` to before `end`.
+void slide(snp_table const& snps, sliding_settings const& how, std::size_t begin, std::size_t end,
+           window_list& list) {
+    for (std::size_t first = begin; first + how.n_snps <= end; first += how.step) {
+        window w = window_of(snps, list, first, how.n_snps);
+        w.is_too_long = w.to - w.from > std::round(1000 * how.longest_kb);
+        list.windows.push_back(w);
+    }
+}
+
 // Puts windows and names into genome order.
 void sort(window_list& list) {
     std::vector<std::size_t> order(list.windows.size());
@@ -96,24 +106,21 @@ std::vector<std::uint32_t> members_of(snp_table const& snps, snp_index const& in
 } // namespace
 
 window_list sliding_windows(snp_table const& snps, std::vector<std::uint32_t> const& used,
-                            std::uint32_t n_snps, std::uint32_t step, double longest_kb) {
+                            sliding_settings const& how) {
     window_list list;
     list.members = used;
     for (std::size_t begin = 0, end; begin < used.size(); begin = end) {
         end = begin;
         while (end < used.size() && snps[used[end]].chromosome == snps[used[begin]].chromosome)
             ++end;
-        for (std::size_t first = begin; first + n_snps <= end; first += step) {
-            window w = window_of(snps, list, first, n_snps);
-            w.is_too_long = w.to - w.from > std::round(1000 * longest_kb);
-            list.windows.push_back(w);
-        }
+        slide(snps, how, begin, end, list);
     }
     return list;
 }
 
 window_list region_windows(snp_table const& snps, std::vector<std::uint32_t> const& used,
-                           std::vector<region> const& regions) {
+                           std::vector<region> const& regions,
+                           std::optional<sliding_settings> const& how) {
     window_list list;
     list.members = used;
     auto const place = [](snp const& s) { return std::make_tuple(s.chromosome, s.position); };
@@ -126,9 +133,14 @@ window_list region_windows(snp_table const& snps, std::vector<std::uint32_t> con
         });
         std::size_t const at = static_cast<std::size_t>(first - used.begin()),
                           n = static_cast<std::size_t>(end - first);
-        list.windows.push_back(n > 0 ? window_of(snps, list, at, n)
-                                     : window{0, 0, r.from, r.to, r.chromosome, false});
-        list.names.push_back(r.name);
+        if (n == 0)
+            list.windows.push_back({0, 0, r.from, r.to, r.chromosome, false});
+        else if (how && how->n_snps <= n)
+            slide(snps, *how, at, at + n, list);
+        else
+            list.windows.push_back(window_of(snps, list, at, n));
+        for (std::size_t k = 1; list.names.size() < list.windows.size(); ++k)
+            list.names.push_back(how ? r.name + ":" + std::to_string(k) : r.name);
     }
     sort(list);
     return list;

@@ -6,6 +6,7 @@
 #include "scan/windows/regions.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,14 +33,22 @@ struct window_list {
     }
 };
 
-// Windows of `n_snps` neighbours on a chromosome, `step` SNPs from one to the next. One of more than
-// `longest_kb` between its first and last position is too long.
-window_list sliding_windows(snp_table const& snps, std::vector<std::uint32_t> const& used,
-                            std::uint32_t n_snps, std::uint32_t step, double longest_kb);
+// Windows of `n_snps` neighbours, `step` SNPs from one to the next. One of more than `longest_kb`
+// between its first and last position is too long.
+struct sliding_settings {
+    std::uint32_t n_snps = 5, step = 1;
+    double longest_kb = 500;
+};
 
-// A window of all used SNPs of each region.
+// The sliding windows of each chromosome.
+window_list sliding_windows(snp_table const& snps, std::vector<std::uint32_t> const& used,
+                            sliding_settings const& how);
+
+// A window of all used SNPs of each region; or those that slide inside it, "NAME:1" and so on, one of
+// all where they are fewer than such a window has. A region without SNPs is an empty window.
 window_list region_windows(snp_table const& snps, std::vector<std::uint32_t> const& used,
-                           std::vector<region> const& regions);
+                           std::vector<region> const& regions,
+                           std::optional<sliding_settings> const& how);
 
 // A window of the used SNPs of each list. Throws no_fit for SNPs that the table does not have, or has
 // twice, and for lists over several chromosomes.
