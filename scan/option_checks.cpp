@@ -5,6 +5,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <filesystem>
+
 namespace scan {
 
 namespace {
@@ -16,6 +19,14 @@ bool is_given(CLI::App const& app, char const* name) {
 void require(CLI::App const& app, char const* option, char const* other) {
     if (is_given(app, option) && !is_given(app, other))
         refuse(std::string(option) + " needs " + other + ".");
+}
+
+// A prefix that ends like one of its files, where there is no such file of it.
+void refuse_suffix(std::string const& prefix, std::string const& suffix) {
+    std::size_t const n = prefix.size() - std::min(prefix.size(), suffix.size());
+    if (prefix.substr(n) == suffix && !std::filesystem::exists(prefix + suffix))
+        refuse("--bfile " + prefix + ": give the prefix of the three files, --bfile " +
+               prefix.substr(0, n) + ".");
 }
 
 // The three files, by their prefix or one by one, or the VCF.
@@ -33,6 +44,7 @@ void set_files(options& o) {
             if (o.bfile.empty())
                 refuse("No genotypes: give --bfile, --vcf, or --bed, --bim and --fam.");
             *file = o.bfile + suffix;
+            refuse_suffix(o.bfile, suffix);
         }
 }
 

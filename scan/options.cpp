@@ -40,7 +40,9 @@ std::size_t edit_distance(std::string const& a, std::string const& b) {
         if (nearest.empty() || edit_distance(given, name) < edit_distance(given, nearest))
             nearest = name;
     }
-    refuse(given + " is no option. The nearest one is " + nearest + ".");
+    // A third of the letters may be wrong.
+    bool const is_near = 3 * edit_distance(given, nearest) <= given.size();
+    refuse(given + " is no option." + (is_near ? " The nearest one is " + nearest + "." : ""));
 }
 
 // An unset variable of a script is no wish to do without the option.

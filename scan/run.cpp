@@ -3,7 +3,9 @@
 #include "scan/error.h"
 #include "scan/export_window.h"
 #include "scan/output/numbers.h"
+#include "scan/output/output_file.h"
 #include "scan/output/run_log.h"
+#include "scan/output/signals.h"
 #include "scan/parts/kept_scan.h"
 #include "scan/result_files.h"
 #include "scan/scan_summary.h"
@@ -12,6 +14,8 @@
 
 #include <chrono>
 #include <cmath>
+#include <exception>
+#include <filesystem>
 #include <numeric>
 #include <optional>
 #include <string>
@@ -79,7 +83,7 @@ void note_memory(options const& o, study const& s, run_log& log) {
                                            s.bed.row_bytes(), longest) +
                           (o.effects.most_p ? effect_test::bytes(n, columns) : 0);
     log.note("Memory: at most about " + mib_text(peak_bytes() + model + o.n_threads * thread) +
-             " with " + std::to_string(o.n_threads) + " threads.");
+             " with " + counted(o.n_threads, "thread") + ".");
 }
 
 // "Part 2 of 7".
@@ -121,6 +125,23 @@ void note_summary(options const& o, scan_summary const& summary, window_list con
     summary.note(list, log);
 }
 
+// The log of a run that a signal ends, unless one stands beside tables of an earlier run.
+void keep_log(options const& o, run_log& log, std::string const& ending) {
+    std::error_code error;
+    if (std::filesystem::exists(o.prefix + ".win.tsv", error))
+        return print_lines("The tables of " + o.prefix + " are of an earlier run.");
+    log.record(ending + " No table was made.");
+    try {
+        output_file file(o.prefix + ".log", input_paths(o));
+        file.write(log.text());
+        file.finish();
+        output_file::publish({&file});
+        print_lines("No table was made; see " + o.prefix + ".log.");
+    } catch (std::exception const& problem) {
+        print_lines(problem.what());
+    }
+}
+
 } // namespace
 
 void run(options const& o) {
@@ -131,7 +152,11 @@ void run(options const& o) {
     run_record const inputs = record_of_inputs(o);
     check_targets(o);
     std::optional<result_files> files;
-    if (!o.is_dry_run) files.emplace(o);
+    std::optional<last_words> words;
+    if (!o.is_dry_run) {
+        files.emplace(o);
+        words.emplace([&](std::string const& ending) { keep_log(o, log, ending); });
+    }
     std::optional<part_folder> kept;
     if (o.is_resumed && !o.is_dry_run) kept.emplace(o);
     study const s(o, log);
@@ -163,7 +188,10 @@ void run(options const& o) {
         log.note(path + " is of an earlier run and removed: this run makes none.");
     std::chrono::duration<double> const seconds = std::chrono::steady_clock::now() - start;
     log.note(number_text(seconds.count()) + " s, at most " + mib_text(peak_bytes()) + ".");
+    // No signal comes between the tables and what is said of them.
+    temporary_files const held;
     files->publish(subject_list(s), log.text());
+    words.reset();
     if (kept) kept->remove();
 }
 

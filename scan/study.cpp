@@ -143,6 +143,10 @@ void study::make_windows(options const& o, run_log& log) {
     if (windows.n_unused_snps > 0)
         log.warn(counted(windows.n_unused_snps, "SNP") + " of " + o.hap_list +
                  " left out by the filters: their windows are shorter.");
+    if (windows.n_unknown_snps > 0)
+        log.warn(windows.first_unknown + ". " + counted(windows.n_unknown_snps, "SNP") +
+                 " of the list unknown in all, and " + counted(windows.n_unknown_lists, "window") +
+                 " without any other left out.");
     if (windows.windows.empty())
         throw failure(nothing_to_do,
                       "There is no window: no chromosome has enough SNPs, or the list "

@@ -216,8 +216,9 @@ TEST(scan_error, inputs_that_do_not_fit_together) {
          "--covar x --covar-name c0-c6", 7,
          "The covariates make 1386 columns, where 1000 are the most. Choose fewer, or categories"},
         {"", "--gene-list genes.txt --genes GENE1,GENE9", 7, "genes.txt: has no gene 'GENE9'"},
-        {"echo w snp21_1 rs1 > x", "--hap-list x", 7,
-         "x:1: SNP rs1 of window w is not in study.bim on chromosomes 1 to 22."},
+        {"printf 'w rs1 rs2\\nv rs3\\n' > x", "--hap-list x", 7,
+         "x:1: SNP rs1 of window w is not in study.bim on chromosomes 1 to 22, nor is any other of "
+         "the list."},
         {"echo w snp21_1 snp22_1 > x", "--hap-list x", 7,
          "x:1: the SNPs of window w are on several chromosomes."},
         {"sed 's/snp21_2\\t/snp21_1\\t/' study.bim > x.bim; echo w snp21_1 > x",
@@ -231,7 +232,10 @@ TEST(scan_error, command_line) {
          "--winow is no option. The nearest one is --window.\nquilmar-scan --help lists the "
          "options."},
         {"", "--covar-nam=age", 8, "--covar-nam is no option. The nearest one is --covar-name."},
-        {"", "-x", 8, "-x is no option."},
+        {"", "--foobar 1", 8, "--foobar is no option.\nquilmar-scan --help"},
+        {"", "-x", 8, "-x is no option.\n"},
+        {"", "--bfile study.bed", 8,
+         "--bfile study.bed: give the prefix of the three files, --bfile study."},
         {"", "study", 8, "'study' belongs to no option."},
         {"", "--maf 0.6", 8, "--maf: '0.6' is no number, 0 to 0.5."},
         {"", "--maf nan", 8, "--maf: 'nan' is no number"},
@@ -266,6 +270,7 @@ TEST(scan_error, command_line) {
         {"", "No genotypes: give --bfile, --vcf, or --bed, --bim and --fam."},
         {"--bed study.bed --bim study.bim --allow-no-covars", "No genotypes"},
         {"--bfile study", "No covariates: give --covar, or --allow-no-covars if the test shall be"},
+        {"--bfile study --allow-no-covars --hap-list x --window 2", "--hap-list and --window excl"},
         {"--bfile study --allow-no-covars --parallel 2", "--parallel: 2 required"},
         {"--bfile study --allow-no-covars --pheno-name T2D", "--pheno-name needs --pheno."},
         {"--bfile study --allow-no-covars --covar-name age", "--covar-name needs --covar."},
@@ -292,6 +297,13 @@ TEST(scan_error, nothing_is_left) {
     });
 }
 
+TEST(scan_error, fam_without_phenotype) {
+    outcome const o = example_study().run("quilmar-scan --bfile study --allow-no-covars --out t");
+    EXPECT_EQ(o.exit_status, 13);
+    EXPECT_NE(o.err.find("study.fam: its column 6 holds no phenotype. Give --pheno."),
+              std::string::npos);
+}
+
 // Out of memory: the status wherever it happens, and nothing half done.
 TEST(scan_error, memory) {
 #if defined(__SANITIZE_ADDRESS__)
@@ -306,11 +318,13 @@ TEST(scan_error, memory) {
     EXPECT_EQ(outputs(files), "");
 }
 
-// A signal ends the run with 128 + its number, and the tables of an earlier run stay.
+// A signal ends the run with 128 + its number. The tables of an earlier run stay with their log; where
+// there are none, the log is that of the run.
 TEST(scan_error, signals) {
     for (int const number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
         example_study files;
-        files.write("t.win.tsv", "old\n");
+        bool const has_tables = number != SIGTERM;
+        if (has_tables) files.write("t.win.tsv", "old\n");
         pid_t const pid = fork();
         if (pid == 0) {
             signal(number, SIG_DFL);
@@ -326,7 +340,13 @@ TEST(scan_error, signals) {
         int status = 0;
         ASSERT_EQ(waitpid(pid, &status, 0), pid);
         EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 128 + number) << status;
-        EXPECT_EQ(outputs(files), "t.win.tsv\n");
-        EXPECT_EQ(files.read("t.win.tsv"), "old\n");
+        EXPECT_EQ(outputs(files), has_tables ? "t.win.tsv\n" : "t.log\n");
+        std::string const kept = files.read(has_tables ? "t.win.tsv" : "t.log");
+        if (has_tables)
+            EXPECT_EQ(kept, "old\n");
+        else
+            EXPECT_NE(kept.find("\nEnded by signal 15: Terminated. No table was made.\n"),
+                      std::string::npos)
+                << kept;
     }
 }

@@ -162,8 +162,8 @@ TEST(scan_run, windows) {
                     {"LAST_ID", "c e g "},
                     {"N_SNP", "2 2 1 "},
                     {"ERRCODE", ". . ONE_HAPLOTYPE "}});
-    // A listed SNP that the filters leave out shortens its window.
-    expect_windows("echo w a b c > l; echo b > x", "--hap-list l --exclude x",
+    // A listed SNP that the filters leave out, or that there is not, shortens its window.
+    expect_windows("printf 'w a b rs1 c\\nv rs1\\n' > l; echo b > x", "--hap-list l --exclude x",
                    {{"FIRST_ID", "a "}, {"LAST_ID", "c "}, {"N_SNP", "2 "}});
     expect_windows("echo 1 1 900 > r", "-R r --max-snps 2",
                    {{"N_SNP", "3 "}, {"ERRCODE", "TOO_MANY_SNPS "}});

@@ -34,6 +34,8 @@ class status_reader {
                "\nquilmar-scan tests cases against controls; it does not test quantitative traits.";
     }
 
+    bool has_seen_any() const { return was_seen_[0] || was_seen_[1] || was_seen_[2]; }
+
     // Throws where 0 and 1 would make every control missing and every case a control.
     void check(std::string const& where) const {
         if (is_01_ || was_seen_[2] || !was_seen_[0] || !was_seen_[1]) return;
@@ -67,6 +69,9 @@ phenotype phenotype_of_fam(subject_table const& subjects, bool is_01) {
                                          ": " +
                                          status_reader::message(subjects.phenotype(s), is_01));
     reader.check(subjects.path());
+    if (!reader.has_seen_any())
+        throw failure(nothing_to_do, subjects.path() + ": its column 6 holds no phenotype. "
+                                                       "Give --pheno.");
     return result;
 }
 

@@ -28,9 +28,9 @@ void progress::update(std::size_t n_done, std::size_t n_failed) {
     double const left =
         seconds * static_cast<double>(n_windows_ - n_done) / static_cast<double>(n_done);
     bool const is_last = n_done == n_windows_;
-    std::fprintf(stderr, "%s%zu of %zu windows done, %zu failed, %.0f s left%s",
-                 is_terminal_ ? "\r" : "", n_done, n_windows_, n_failed, left,
-                 is_terminal_ && !is_last ? "    " : "\n");
+    std::fprintf(stderr, "%s%zu of %zu window%s done, %zu failed, %.0f s left%s",
+                 is_terminal_ ? "\r" : "", n_done, n_windows_, n_windows_ == 1 ? "" : "s", n_failed,
+                 left, is_terminal_ && !is_last ? "    " : "\n");
     std::fflush(stderr);
 }
 

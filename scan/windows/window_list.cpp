@@ -55,7 +55,7 @@ void sort(window_list& list) {
     list.names = std::move(sorted.names);
 }
 
-constexpr std::uint32_t TWICE = UINT32_MAX;
+constexpr std::uint32_t TWICE = UINT32_MAX, NOT_FOUND = UINT32_MAX - 1;
 
 // SNPs of the table by identifier; TWICE for an identifier of several.
 class snp_index {
@@ -70,11 +70,10 @@ class snp_index {
         }
     }
 
+    // NOT_FOUND for an identifier that is not there.
     std::uint32_t find(snp_list const& list, std::string const& id) const {
         auto const at = by_id_.find(id);
-        if (at == by_id_.end())
-            throw failure(no_fit, list.place + ": SNP " + id + " of window " + list.name +
-                                      " is not in " + path_ + " on chromosomes 1 to 22.");
+        if (at == by_id_.end()) return NOT_FOUND;
         if (at->second == TWICE)
             throw failure(no_fit, list.place + ": SNP " + id + " of window " + list.name +
                                       " is several times in " + path_ + ".");
@@ -88,12 +87,19 @@ class snp_index {
     std::unordered_map<std::string_view, std::uint32_t> by_id_;
 };
 
-// The SNPs of a list in genome order, used or not.
+// The SNPs of a list that the table has in genome order, used or not.
 std::vector<std::uint32_t> members_of(snp_table const& snps, snp_index const& index,
-                                      snp_list const& list) {
+                                      snp_list const& list, window_list& windows) {
     std::vector<std::uint32_t> found;
-    for (std::string const& id : list.ids)
+    for (std::string const& id : list.ids) {
         found.push_back(index.find(list, id));
+        if (found.back() != NOT_FOUND) continue;
+        found.pop_back();
+        if (windows.n_unknown_snps++ == 0)
+            windows.first_unknown = list.place + ": SNP " + id + " of window " + list.name +
+                                    " is not in " + snps.path() + " on chromosomes 1 to 22";
+    }
+    if (found.empty()) return found;
     std::sort(found.begin(), found.end());
     if (std::adjacent_find(found.begin(), found.end()) != found.end())
         throw failure(malformed, list.place + ": window " + list.name + " has a SNP twice.");
@@ -151,7 +157,11 @@ window_list listed_windows(snp_table const& snps, std::vector<std::uint32_t> con
     snp_index const index(snps, used);
     window_list list;
     for (snp_list const& l : lists) {
-        std::vector<std::uint32_t> const all = members_of(snps, index, l);
+        std::vector<std::uint32_t> const all = members_of(snps, index, l, list);
+        if (all.empty()) {
+            ++list.n_unknown_lists;
+            continue;
+        }
         std::size_t const first = list.members.size();
         std::copy_if(all.begin(), all.end(), std::back_inserter(list.members),
                      [&](std::uint32_t i) { return index.is_used(i); });
@@ -163,6 +173,8 @@ window_list listed_windows(snp_table const& snps, std::vector<std::uint32_t> con
                   : window{0, 0, start.position, last.position, start.chromosome, false});
         list.names.push_back(l.name);
     }
+    if (list.windows.empty() && list.n_unknown_lists > 0)
+        throw failure(no_fit, list.first_unknown + ", nor is any other of the list.");
     sort(list);
     return list;
 }

@@ -27,6 +27,9 @@ struct window_list {
         members;                     // SNPs of the table; a window's stand together in genome order
     std::vector<std::string> names;  // by window; none where windows are numbered from 1
     std::uint32_t n_unused_snps = 0; // listed SNPs that the filters left out
+    // Listed SNPs that the table does not have, lists of no other, and what the first one is and where:
+    std::uint32_t n_unknown_snps = 0, n_unknown_lists = 0;
+    std::string first_unknown;
 
     std::string name(std::size_t w) const {
         return names.empty() ? std::to_string(w + 1) : names[w];
@@ -50,8 +53,8 @@ window_list region_windows(snp_table const& snps, std::vector<std::uint32_t> con
                            std::vector<region> const& regions,
                            std::optional<sliding_settings> const& how);
 
-// A window of the used SNPs of each list. Throws no_fit for SNPs that the table does not have, or has
-// twice, and for lists over several chromosomes.
+// A window of the used SNPs of each list that has one of the table. Throws no_fit where none has, for
+// SNPs that the table has twice and for lists over several chromosomes.
 window_list listed_windows(snp_table const& snps, std::vector<std::uint32_t> const& used,
                            std::vector<snp_list> const& lists);
 
