@@ -49,6 +49,9 @@ CLI::Validator whole_in(std::int32_t low, std::int32_t high) {
 
 // One of some words in any case, for CLI::Option::transform: it becomes the word as it stands here.
 CLI::Validator one_of(std::vector<std::string> const& words) {
+    std::string shown;
+    for (std::string const& word : words)
+        shown += (shown.empty() ? "{" : ",") + word;
     auto const check = [=](std::string& text) {
         std::string list;
         for (std::string const& word : words) {
@@ -60,7 +63,7 @@ CLI::Validator one_of(std::vector<std::string> const& words) {
         }
         return "'" + text + "' is not " + list + ".";
     };
-    return CLI::Validator(check, "");
+    return CLI::Validator(check, shown + "}");
 }
 
 // A p-value, or all or none.
@@ -73,7 +76,7 @@ CLI::Validator limit_of_p() {
                                                            "' is no number, 0 to 1, and not "
                                                            "all or none.";
     };
-    return CLI::Validator(check, "");
+    return CLI::Validator(check, "{all,none}");
 }
 
 void add_input(CLI::App& app, options& o, std::string& id_delim) {
@@ -179,17 +182,16 @@ void add_effects(CLI::App& app, options& o, option_words& words) {
         return app.add_option(name, value, text)->type_name(type)->group("Effects");
     };
     add("--effects", words.most_p,
-        "Estimate them where P or TOP_P_BONF is at most this: P, all, none", "P")
+        "Estimate them where P or TOP_P_BONF is at most this, or in all or none", "P")
         ->transform(limit_of_p())
         ->capture_default_str();
-    add("--model", words.model, "Likelihood: prospective or retrospective", "NAME")
+    add("--model", words.model, "Likelihood", "NAME")
         ->transform(one_of({"prospective", "retrospective"}))
         ->capture_default_str();
-    add("--mode", words.mode, "Mode of inheritance: additive, recessive, dominant, codominant",
-        "NAME")
+    add("--mode", words.mode, "Mode of inheritance", "NAME")
         ->transform(one_of({"additive", "recessive", "dominant", "codominant"}))
         ->capture_default_str();
-    add("--hw", words.hw, "Controls in Hardy-Weinberg equilibrium or not: HWE, HWD", "NAME")
+    add("--hw", words.hw, "Controls in Hardy-Weinberg equilibrium or not", "NAME")
         ->transform(one_of({"HWE", "HWD"}))
         ->capture_default_str();
     add("--interaction", o.effects.interaction, "Covariate that interacts with the haplotypes",
@@ -197,9 +199,7 @@ void add_effects(CLI::App& app, options& o, option_words& words) {
     app.add_flag("--independence", o.effects.is_independent,
                  "Assume haplotypes and that covariate independent in the population")
         ->group("Effects");
-    add("--vs", words.reference,
-        "Effects against the most frequent haplotype, or all others: "
-        "reference, rest",
+    add("--vs", words.reference, "Effects against the most frequent haplotype, or all others",
         "NAME")
         ->transform(one_of({"reference", "rest"}))
         ->capture_default_str();
