@@ -389,7 +389,7 @@ TEST(fault, cost_guards) {
 // Memory that runs out at every stage: at each level the big file has its report or the message,
 // and once there is room for a small file it always has its report.
 TEST(memory, runs_out) {
-#ifdef __SANITIZE_ADDRESS__
+#ifdef QUILMAR_SANITIZED
     GTEST_SKIP() << "the sanitizer needs more address space than the limits leave";
 #endif
     std::string const gene = "STATUS=2\nGENE=3 4 5 6 7 8 9 10 11 12 13 14\nTHRESHOLD=0.0001\n",

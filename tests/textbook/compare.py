@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Compares the program with the textbook: compare.py PROGRAM [SEEDS [FIRST]].
 
-SEEDS seeds (300) from FIRST (1) on make small random inputs, a table adds inputs for single rules; exit
+SEEDS seeds (150) from FIRST (1) on make small random inputs, a table adds inputs for single rules; exit
 status, standard output, messages and reports have to be the textbook's byte for byte, the date aside.
 Two things are left open:
 - The signs of a printed zero and of a printed nan; which of nan and infinity a log-likelihood is.
@@ -483,7 +483,7 @@ def compare(program, files, arguments, exact=False):
 
 def main():
     program = os.path.abspath(sys.argv[1])
-    seeds, first = ([int(a) for a in sys.argv[2:4]] + [300, 1][len(sys.argv) - 2:])[:2]
+    seeds, first = ([int(a) for a in sys.argv[2:4]] + [150, 1][len(sys.argv) - 2:])[:2]
     cases = [case + (True,) for case in single_cases()]
     cases += [random_case(seed) for seed in range(first, first + seeds)]
     home, hard_runs, soft_runs = os.getcwd(), 0, 0
