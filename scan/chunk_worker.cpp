@@ -119,7 +119,8 @@ double bytes_per_thread(std::size_t n_subjects, std::size_t n_columns, std::size
     double const block = table + (has_covariates ? 4 * n : 0) +
                          most_genotypes(block_snps) * (24 + 32 + 8 * (columns + 4)),
                  window = most_genotypes(longest) * (20 + 8 * (columns + 2) + 160);
-    return rows + places + block_counter::MAX_BLOCKS * block + window + 32 * std::pow(2, longest);
+    return rows + places + block_counter::MAX_BLOCKS * block + window + 32 * std::pow(2, longest) +
+           phases::most_bytes(most_genotypes(longest), longest);
 }
 
 } // namespace scan

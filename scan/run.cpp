@@ -12,10 +12,13 @@
 #include "scan/score/null_model.h"
 #include "scan/study.h"
 
+#include "numeric/available_memory.h"
+
 #include <chrono>
 #include <cmath>
 #include <exception>
 #include <filesystem>
+#include <malloc.h>
 #include <numeric>
 #include <optional>
 #include <string>
@@ -82,8 +85,21 @@ void note_memory(options const& o, study const& s, run_log& log) {
                  thread = bytes_per_thread(s.used.used.size(), s.design.names.size(),
                                            s.bed.row_bytes(), longest) +
                           (o.effects.most_p ? effect_test::bytes(n, columns) : 0);
-    log.note("Memory: at most about " + mib_text(peak_bytes() + model + o.n_threads * thread) +
-             " with " + counted(o.n_threads, "thread") + ".");
+    double const more = model + o.n_threads * thread, left = available_memory("");
+    if (o.is_dry_run)
+        log.note("Memory: at most about " + mib_text(peak_bytes() + more) + " with " +
+                 counted(o.n_threads, "thread") + ".");
+    if (more > left)
+        log.warn("The run may take " + mib_text(more) +
+                 " more, but machine, job and ulimit leave " + mib_text(std::max(0.0, left)) +
+                 ": fewer --threads take less.");
+}
+
+// Each thread's own heap would reserve address space beforehand, which fails again and again where
+// there is little of it.
+void share_heap_where_tight(unsigned n_threads) {
+    constexpr double RESERVED = 128 * MIB;
+    if (available_memory("") < n_threads * RESERVED) mallopt(M_ARENA_MAX, 1);
 }
 
 // "Part 2 of 7".
@@ -146,6 +162,7 @@ void keep_log(options const& o, run_log& log, std::string const& ending) {
 
 void run(options const& o) {
     auto const start = std::chrono::steady_clock::now();
+    share_heap_where_tight(o.n_threads);
     run_log log(o.is_quiet);
     record_start(o, log);
     if (!o.exported.first.empty()) return export_window(o, log);
@@ -165,7 +182,8 @@ void run(options const& o) {
     note_part(o, grid, chunks, log);
     std::optional<effect_input> effects;
     if (o.effects.most_p) effects.emplace(o.effects, o.test, s.design, s.used.used, s.used.is_case);
-    if (o.is_dry_run) return note_memory(o, s, log);
+    note_memory(o, s, log);
+    if (o.is_dry_run) return;
 
     null_model const model = fit_null_model(s.used.is_case, s.design.columns, s.design.names);
     note_test(o.test.test, s.design.names.size() > 1, log);

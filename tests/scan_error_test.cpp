@@ -311,11 +311,36 @@ TEST(scan_error, memory) {
 #endif
     example_study files;
     run_shell(files, "head -c 12000000 /dev/zero | tr '\\0' a > x");
-    outcome const o = files.run("ulimit -v 20000; quilmar-scan --bfile study --fam x "
-                                "--allow-no-covars --threads 1 --out t");
-    EXPECT_EQ(o.exit_status, 2) << o.err;
-    EXPECT_NE(o.err.find("Error: Out of memory."), std::string::npos) << o.err;
-    EXPECT_EQ(outputs(files), "");
+    // 20 subjects with 10 heterozygous and 10 missing SNPs each have 20 * 2^19 pairs of haplotypes.
+    std::vector<snp_text> snps;
+    for (int l = 0; l < 20; ++l) {
+        snps.push_back({"1 s" + std::to_string(l) + " 0 " + std::to_string(l) + " A G", ""});
+        for (int i = 0; i < 20; ++i)
+            snps.back().copies += (l * (i + 1) + i) % 21 % 2 == 0 ? '1' : '9';
+    }
+    write_study(files, snps, std::vector<std::string>(20, "1"));
+    run_shell(files, "sed -i '1,9s/1$/2/' s.fam");
+    std::string const study = "--bfile study --pheno pheno.txt --threads ";
+    struct {
+        std::string limit, arguments;
+        int status;
+        std::string message;
+    } const cases[] = {
+        {"-v 20000", study + "1 --fam x", 2, "Error: Out of memory."},
+        {"-v 60000; ulimit -t 3", study + "2", 0, "592 of 592 windows done"},
+        {"-v 900000", "--bfile s --window 20 --max-snps 20 --threads 1", 0,
+         "1 windows failed: TOO_MANY_PHASES"},
+        {"-v 60000", "--bfile s --window 20 --max-snps 20 --threads 1", 2,
+         " more, but machine, job and ulimit leave "},
+    };
+    for (auto const& c : cases) {
+        outcome const o = files.run("ulimit " + c.limit +
+                                    "; quilmar-scan --allow-no-covars --out t " + c.arguments);
+        EXPECT_EQ(o.exit_status, c.status) << c.arguments << o.err;
+        EXPECT_NE(o.err.find(c.message), std::string::npos) << o.err;
+        EXPECT_EQ(outputs(files).empty(), c.status != 0);
+        run_shell(files, "rm -f t.*");
+    }
 }
 
 // A signal ends the run with 128 + its number. The tables of an earlier run stay with their log; where

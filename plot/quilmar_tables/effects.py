@@ -3,7 +3,8 @@ import math
 import re
 from dataclasses import dataclass
 
-from .columns import DataError, numbers_of, read_columns
+from .columns import DataError, numbers_of, read_columns, read_numbers
+from .windows import MOST_LOG_P
 
 KEY = ("CHROM", "POS", "END", "WINDOW")
 NUMBERS = ("HAP_FREQ", "OR", "NEG_LOG10_P")
@@ -108,8 +109,9 @@ def read_effects(path, haplotype_path=None):
         return [*KEY, "HAP", "REF_HAP", "TEST", *NUMBERS, f"L{level}", f"U{level}", "ERRCODE"]
 
     columns, lines = read_columns(path, wanted)
-    number = {name: numbers_of(path, name, columns[name], lines)
-              for name in (*NUMBERS, f"L{level}", f"U{level}")}
+    ratios = 0, math.inf
+    number = read_numbers(path, columns, lines, {"HAP_FREQ": (0, 1), "OR": ratios, f"L{level}": ratios,
+                                                 f"U{level}": ratios, "NEG_LOG10_P": (0, MOST_LOG_P)})
     windows = list(zip(*(columns[name] for name in KEY)))
     frequencies = group_frequencies(haplotype_path, set(windows)) if haplotype_path else {}
     if haplotype_path and not frequencies:

@@ -3,7 +3,10 @@ from dataclasses import dataclass
 
 import numpy as np
 
-from .columns import DataError, numbers_of, read_columns
+from .columns import DataError, read_columns, read_numbers
+
+MOST_CHROMOSOMES = 100
+MOST_LOG_P = 1e6
 
 
 @dataclass
@@ -39,12 +42,14 @@ def read_windows(path):
     # N_SNP is not used, but tells the table from that of haplotypes.
     names = ["CHROM", "POS", "END", "WINDOW", "N_SNP", "NEG_LOG10_P"]
     columns, rows = read_columns(path, names)
-    first, last, y = (numbers_of(path, name, columns[name], rows) for name in ("POS", "END", "NEG_LOG10_P"))
-    for name, values, wrong in (("POS", first, ~np.isfinite(first)), ("END", last, ~np.isfinite(last)),
-                                ("NEG_LOG10_P", y, np.isinf(y) | (y < 0))):
-        if wrong.any():
-            row = int(np.argmax(wrong))
-            raise DataError(f"{path}:{rows[row]}: {name} is {columns[name][row]}.")
+    positions = 0, 2**31 - 1
+    numbers = read_numbers(path, columns, rows, {"POS": positions, "END": positions, "NEG_LOG10_P": (0, MOST_LOG_P)})
+    first, last, y = numbers.values()
+    for name in ("POS", "END"):
+        if np.isnan(numbers[name]).any():
+            raise DataError(f"{path}:{rows[int(np.isnan(numbers[name]).argmax())]}: {name} is NA.")
+    if (n_names := len(set(columns["CHROM"]))) > MOST_CHROMOSOMES:
+        raise DataError(f"{path}: there are {n_names} names of chromosomes; is it the right table?")
     has_p = ~np.isnan(y)
     if not has_p.any():
         raise DataError(f"{path}: none of the {len(y)} windows has a p-value.")

@@ -53,6 +53,7 @@ std::string text(error_code code) {
     case error_code::one_group: return "ONE_GROUP";
     case error_code::too_many_snps: return "TOO_MANY_SNPS";
     case error_code::too_long: return "TOO_LONG";
+    case error_code::too_many_phases: return "TOO_MANY_PHASES";
     case error_code::em_maxiter: return "EM_MAXITER";
     }
     return ".";
@@ -70,7 +71,8 @@ void window_test::run(window_row& result) {
     clear(result);
     error_code code = count(result);
     if (code == error_code::none && !estimate_.run(table_.genotypes, table_.n_snps))
-        code = error_code::em_maxiter;
+        code =
+            estimate_.list().is_too_long() ? error_code::too_many_phases : error_code::em_maxiter;
     if (code == error_code::none) {
         choose_haplotypes(result);
         code = test(result);
@@ -117,6 +119,7 @@ void window_test::choose_haplotypes(window_row& result) {
 
 error_code window_test::test(window_row& result) {
     if (tested_.size() < 2) return error_code::one_haplotype;
+    if (!estimate_.list().has_room(tested_.size())) return error_code::too_many_phases;
     if (settings_.test == test_kind::score)
         return score_.run(table_, estimate_, tested_, result) ? error_code::none
                                                               : error_code::one_haplotype;

@@ -37,9 +37,10 @@ enum class error_code {
     one_group,
     too_many_snps,
     too_long,
+    too_many_phases,
     em_maxiter
 };
-constexpr std::size_t N_ERROR_CODES = 7;
+constexpr std::size_t N_ERROR_CODES = 8;
 
 // "." for none, else ONE_HAPLOTYPE and so on.
 std::string text(error_code code);

@@ -169,6 +169,9 @@ class Errors(Scratch):
                 ([good, "1 100 200 2 5 NA TOO_LONG x"], "3: 8 columns, but the header has 7."),
                 ([good, "1 100 200 2 5 0,5 ."], "3: NEG_LOG10_P is '0,5', which is no number."),
                 ([good, "1 NA 200 2 5 0.5 ."], "3: POS is NA."), ([good, "1 100 200 2 5 -1 ."], "3: NEG_LOG10_P is -1."),
+                ([good, "1 100 1e308 2 5 1 ."], "3: END is 1e308."), ([good, "1 1 2 2 5 1e308 ."], "3: NEG_LOG10_P is 1e308."),
+                ([f"{k} 100 200 2 5 1 ." for k in range(5000)], "there are 5000 names of chromosomes; is it the right table?"),
+                (b"x" * (1 << 24), "a line has more than 16 MiB; is it the right file?"),
                 (["1 100 200 2 5 NA TOO_LONG"], "none of the 1 windows has a p-value."),
                 (b"\x1f\x8b\x08\x00broken", "the compressed data are damaged or cut short.")):
             with open("w.tsv", "wb") as file:

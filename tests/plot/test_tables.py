@@ -12,10 +12,11 @@ INFINITY = float("inf")
 
 class Words(unittest.TestCase):
     def test_numbers(self):
-        for text, tests in ((wording.p_text, {0: "1.00", 0.30103: "0.50", 1: "0.10", 1.886057: "0.013", 2.5: "0.0032",
+        for text, tests in ((wording.p_text, {0: "1.00", 0.30103: "0.50", 1: "0.10", 1.0001: "0.10", 1.886057: "0.013", 2.5: "0.0032",
                                               3.42: "3.8e-4", 3.0001: "1.0e-3", 4: "1.0e-4", 411.68: "2.1e-412",
                                               float("nan"): ""}),
-                            (wording.ratio_text, {1.474: "1.47", 0.0344: "0.034", 0.1: "0.10", 153.4: "153", 0: "0",
+                            (wording.ratio_text, {1.474: "1.47", 0.0344: "0.034", 0.1: "0.10", 0.0999: "0.10", 0.095: "0.095",
+                                                  99.999: "100", 1e-5: "1.0e-05", 153.4: "153", 0: "0",
                                                   2.5e7: "2.5e+07", INFINITY: "inf"}),
                             (wording.percent_text, {0.123: "12.3%", 0.0045: "0.45%", 0: "0.00%"})):
             for value, expected in tests.items():
@@ -54,7 +55,10 @@ class Effects(Scratch):
     def test_errors(self):
         with open("nothing", "w", encoding="utf-8"):
             pass
+        for name, value in (("p", "inf"), ("q", "-1")):
+            write_table(name, EFFECT_COLUMNS, [f"1 1 2 7 m AT CT ADD 9 5 4 0.1 0 1 1 1 1 0 1 {value} 1 ."])
         for command, message in (
+                ("p", "p:2: NEG_LOG10_P is inf."), ("q", "q:2: NEG_LOG10_P is -1."),
                 ("h.tsv", "h.tsv: no column REF_HAP, TEST, HAP_FREQ, OR, L95, U95, ERRCODE in the header "
                           "line; is it the right table?"),
                 ("e.tsv e.tsv", "give one table of effects, or reports alone."),
