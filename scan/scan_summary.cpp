@@ -24,6 +24,8 @@ std::string advice(error_code code) {
     switch (code) {
     case error_code::too_many_snps:
         return ": --window slides smaller ones inside regions and genes, --max-snps takes up to 20";
+    case error_code::too_many_phases:
+        return ": a smaller --window-mind leaves out who misses many of the SNPs";
     case error_code::too_long: return ": --window-kb is the longest";
     default: return "";
     }

@@ -329,7 +329,7 @@ TEST(scan_error, memory) {
         {"-v 20000", study + "1 --fam x", 2, "Error: Out of memory."},
         {"-v 60000; ulimit -t 3", study + "2", 0, "592 of 592 windows done"},
         {"-v 900000", "--bfile s --window 20 --max-snps 20 --threads 1", 0,
-         "1 windows failed: TOO_MANY_PHASES"},
+         "1 window failed: TOO_MANY_PHASES: a smaller --window-mind"},
         {"-v 60000", "--bfile s --window 20 --max-snps 20 --threads 1", 2,
          " more, but machine, job and ulimit leave "},
     };
