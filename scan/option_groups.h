@@ -18,7 +18,7 @@ namespace scan {
 // The values of options that become something else than their text, as they are given.
 struct option_words {
     std::vector<std::string> chromosomes; // "1", "4-7"
-    std::string test = "score", spa = "auto";
+    std::string id_delim, test = "score", spa = "auto";
     std::pair<std::uint32_t, std::uint32_t> part{0, 0}; // 0 of 0 where it is not given
     // Of the effects:
     std::string effects, model = "prospective", mode = "additive", hw = "HWE",

@@ -3,7 +3,9 @@
 #include "scan/error.h"
 #include "scan/export_window.h"
 #include "scan/output/numbers.h"
+#include "scan/output/output_file.h"
 #include "scan/output/run_log.h"
+#include "scan/output/signals.h"
 #include "scan/parts/kept_scan.h"
 #include "scan/result_files.h"
 #include "scan/scan_leads.h"
@@ -15,6 +17,8 @@
 
 #include <chrono>
 #include <cmath>
+#include <exception>
+#include <filesystem>
 #include <malloc.h>
 #include <numeric>
 #include <optional>
@@ -91,7 +95,7 @@ void note_memory(options const& o, study const& s, run_log& log) {
     double const more = model + o.n_threads * thread, left = available_memory("");
     if (o.is_dry_run)
         log.note("Memory: at most about " + mib_text(peak_bytes() + more) + " with " +
-                 std::to_string(o.n_threads) + " threads.");
+                 counted(o.n_threads, "thread") + ".");
     if (more > left)
         log.warn("The run may take " + mib_text(more) +
                  " more, but machine, job and ulimit leave " + mib_text(std::max(0.0, left)) +
@@ -144,6 +148,23 @@ void note_summary(options const& o, scan_summary const& summary, window_list con
     summary.note(list, log);
 }
 
+// The log of a run that a signal ends, unless one stands beside tables of an earlier run.
+void keep_log(options const& o, run_log& log, std::string const& ending) {
+    std::error_code error;
+    if (std::filesystem::exists(o.prefix + ".win.tsv", error))
+        return print_lines("The tables of " + o.prefix + " are of an earlier run.");
+    log.record(ending + " No table was made.");
+    try {
+        output_file file(o.prefix + ".log", input_paths(o));
+        file.write(log.text());
+        file.finish();
+        output_file::publish({&file});
+        print_lines("No table was made; see " + o.prefix + ".log.");
+    } catch (std::exception const& problem) {
+        print_lines(problem.what());
+    }
+}
+
 } // namespace
 
 void run(options const& o) {
@@ -155,7 +176,11 @@ void run(options const& o) {
     run_record const inputs = record_of_inputs(o);
     check_targets(o);
     std::optional<result_files> files;
-    if (!o.is_dry_run) files.emplace(o);
+    std::optional<last_words> words;
+    if (!o.is_dry_run) {
+        files.emplace(o);
+        words.emplace([&](std::string const& ending) { keep_log(o, log, ending); });
+    }
     std::optional<part_folder> kept;
     if (o.is_resumed && !o.is_dry_run) kept.emplace(o);
     study const s(o, log);
@@ -193,7 +218,10 @@ void run(options const& o) {
         log.note(path + " is of an earlier run and removed: this run makes none.");
     std::chrono::duration<double> const seconds = std::chrono::steady_clock::now() - start;
     log.note(number_text(seconds.count()) + " s, at most " + mib_text(peak_bytes()) + ".");
+    // No signal comes between the tables and what is said of them.
+    temporary_files const held;
     files->publish(subject_list(s), log.text());
+    words.reset();
     if (kept) kept->remove();
 }
 

@@ -44,7 +44,7 @@ void scan_leads(scan_input const& input, options const& o, lead_finder const& fo
     std::vector<window_run> runs;
     for (lead const& l : leads)
         runs.push_back({{l.window, l.window + 1}, has_effects && l.rank < MOST_EFFECTS});
-    scan_windows(input, o, runs, "lead windows", [&](std::size_t i, chunk_result const& computed) {
+    scan_windows(input, o, runs, "lead window", [&](std::size_t i, chunk_result const& computed) {
         chunk_result rows;
         rows.lead_rows = lead_row(computed.window_rows, leads[i]);
         rows.effect_rows = computed.effect_rows;

@@ -22,6 +22,18 @@ double median(std::vector<double> values) {
     return (values[(n - 1) / 2] + values[n / 2]) / 2;
 }
 
+// What may be done about windows of this code, after a colon.
+std::string advice(error_code code) {
+    switch (code) {
+    case error_code::too_many_snps:
+        return ": --window slides smaller ones inside regions and genes, --max-snps takes up to 20";
+    case error_code::too_many_phases:
+        return ": a smaller --window-mind leaves out who misses many of the SNPs";
+    case error_code::too_long: return ": --window-kb is the longest";
+    default: return "";
+    }
+}
+
 } // namespace
 
 double scan_summary::inflation(window_outcome const& outcome) {
@@ -62,14 +74,15 @@ void scan_summary::note_lambda(run_log& log) const {
 void scan_summary::note(window_list const& list, run_log& log) const {
     for (std::size_t code = 1; code < N_ERROR_CODES; ++code)
         if (by_code_[code] > 0)
-            log.note(std::to_string(by_code_[code]) +
-                     " windows failed: " + text(static_cast<error_code>(code)));
+            log.note(counted(by_code_[code], "window") +
+                     " failed: " + text(static_cast<error_code>(code)) +
+                     advice(static_cast<error_code>(code)) + ".");
     if (n_no_saddle_point_ > 0)
-        log.note(std::to_string(n_no_saddle_point_) +
-                 " haplotypes have no saddle point: their P is the normal one.");
+        log.note(counted(n_no_saddle_point_, "haplotype") +
+                 " without a saddle point: P is the normal one.");
     if (n_unequal_ > 0)
-        log.warn(std::to_string(n_unequal_) +
-                 " windows leave out over a tenth more of one group than of the other: compare "
+        log.warn(counted(n_unequal_, "window") +
+                 " with over a tenth more of one group left out than of the other: compare "
                  "CASE_CT and CTRL_CT.");
     if (n_tested_ == 0) return log.warn("No window has a P.");
     note_lambda(log);

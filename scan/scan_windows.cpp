@@ -15,7 +15,7 @@ void scan_chunks(scan_input const& input, options const& o, chunk_grid const& gr
     std::vector<window_run> runs;
     for (std::size_t const c : chunks)
         runs.push_back({grid.windows({c, c + 1}), o.effects.windows == effect_windows::most_p});
-    scan_windows(input, o, runs, "windows",
+    scan_windows(input, o, runs, "window",
                  [&](std::size_t i, chunk_result const& chunk) { receive(chunks[i], chunk); });
 }
 

@@ -390,7 +390,7 @@ TEST(scan_effects_run, windows_that_get_rows) {
     std::string const found = "--chr 22 --from-bp 30430000 --to-bp 30480000 ";
     outcome const best = files.scan(found);
     EXPECT_NE(best.err.find("t.lead.tsv: 1 lead windows, for 10 with P or TOP_P_BONF at most "
-                            "0.0001.\n1 of 1 lead windows done, 0 failed, effects of 1, "),
+                            "0.0001.\n1 of 1 lead window done, 0 failed, effects of 1, "),
               std::string::npos)
         << best.err;
     EXPECT_EQ(windows(), " 8 ");

@@ -185,6 +185,14 @@ TEST(scan_error, inputs_that_do_not_fit_together) {
         {"sed 's/F/G/;s/P/Q/' pheno.txt > x; sed -i '1s/.*/FID IID T2D/' x", "--pheno x", 7,
          "x: none of its subjects is in study.fam: 'G1 Q1', 'G2 Q2', 'G3 Q3'\n"
          "there 'F1 P1', 'F2 P2', 'F3 P3'. FID and IID must be the same"},
+        {"awk 'NR>300{$1=\"G\"}1' pheno.txt > x", "--pheno x", 7,
+         "x: most of its subjects have another FID in study.fam: 'G P300', 'G P301', 'G P302'\n"
+         "there 'F300 P300', 'F301 P301', 'F302 P302'. If they are the same, take the column FID"},
+        {"cp covar.txt x", "--covar covar.txt x", 7,
+         "covar.txt and x: both have a column 'age'. Rename one, or choose others by --covar-name"},
+        {"cut -f 1-3 covar.txt > x", "--covar pheno.txt x --covar-name age,PC1", 7,
+         "pheno.txt, x: none has a column 'PC1'."},
+        {"", "--covar-category sex", 7, "--covar-category: no covariate 'sex' is chosen."},
         {"head -n 1 covar.txt > x", "--covar x", 7,
          "x: none of its subjects is in study.fam: it has none"},
         {"echo A B > x", "--keep x", 7, "x: none of its subjects is in study.fam: 'A B'"},
@@ -203,9 +211,14 @@ TEST(scan_error, inputs_that_do_not_fit_together) {
          "x: no covariate is left."},
         {"awk 'NR==1{print \"IID\",\"c\";next}{print $2,$3}' pheno.txt > x",
          "--covar x --covar-name c", 7, "ovariate c"},
+        {"awk 'BEGIN{for(i=0;i<801;++i){printf i?i:\"IID\";for(k=0;k<7;++k)"
+         "printf i?\" u\"i*(k+9)%199:\" c\"k;print \"\"}}' | sed 's/^[0-9]/P&/' > x",
+         "--covar x --covar-name c0-c6", 7,
+         "The covariates make 1386 columns, where 1000 are the most. Choose fewer, or categories"},
         {"", "--gene-list genes.txt --genes GENE1,GENE9", 7, "genes.txt: has no gene 'GENE9'"},
-        {"echo w snp21_1 rs1 > x", "--hap-list x", 7,
-         "x:1: SNP rs1 of window w is not in study.bim on chromosomes 1 to 22."},
+        {"printf 'w rs1 rs2\\nv rs3\\n' > x", "--hap-list x", 7,
+         "x:1: SNP rs1 of window w is not in study.bim on chromosomes 1 to 22, nor is any other of "
+         "the list."},
         {"echo w snp21_1 snp22_1 > x", "--hap-list x", 7,
          "x:1: the SNPs of window w are on several chromosomes."},
         {"sed 's/snp21_2\\t/snp21_1\\t/' study.bim > x.bim; echo w snp21_1 > x",
@@ -219,7 +232,10 @@ TEST(scan_error, command_line) {
          "--winow is no option. The nearest one is --window.\nquilmar-scan --help lists the "
          "options."},
         {"", "--covar-nam=age", 8, "--covar-nam is no option. The nearest one is --covar-name."},
-        {"", "-x", 8, "-x is no option."},
+        {"", "--foobar 1", 8, "--foobar is no option.\nquilmar-scan --help"},
+        {"", "-x", 8, "-x is no option.\n"},
+        {"", "--bfile study.bed", 8,
+         "--bfile study.bed: give the prefix of the three files, --bfile study."},
         {"", "study", 8, "'study' belongs to no option."},
         {"", "--maf 0.6", 8, "--maf: '0.6' is no number, 0 to 0.5."},
         {"", "--maf nan", 8, "--maf: 'nan' is no number"},
@@ -238,7 +254,9 @@ TEST(scan_error, command_line) {
         {"", "-R genes.txt --gene-list genes.txt", 8,
          "--regions-file and --gene-list exclude each other."},
         {"", "--hap-list haplotypes.txt --step 2", 8, "--hap-list and --step exclude each other."},
+        {"", "-R genes.txt --window-kb 9", 8, "--window-kb with --regions-file needs --window."},
         {"", "--genes GENE1", 8, "--genes needs --gene-list."},
+        {"", "--id-delim", 8, "--id-delim needs --vcf."},
         {"", "--gene-border-kb 1", 8, "--gene-border-kb needs --gene-list."},
         {"", "--parallel 4 3", 8, "--parallel: there is no part 4 of 3."},
         {"", "--parallel 0 3", 8, "--parallel: '0' is no whole number, 1 to "},
@@ -252,6 +270,7 @@ TEST(scan_error, command_line) {
         {"", "No genotypes: give --bfile, --vcf, or --bed, --bim and --fam."},
         {"--bed study.bed --bim study.bim --allow-no-covars", "No genotypes"},
         {"--bfile study", "No covariates: give --covar, or --allow-no-covars if the test shall be"},
+        {"--bfile study --allow-no-covars --hap-list x --window 2", "--hap-list and --window excl"},
         {"--bfile study --allow-no-covars --parallel 2", "--parallel: 2 required"},
         {"--bfile study --allow-no-covars --pheno-name T2D", "--pheno-name needs --pheno."},
         {"--bfile study --allow-no-covars --covar-name age", "--covar-name needs --covar."},
@@ -276,6 +295,13 @@ TEST(scan_error, nothing_is_left) {
          "No subject is left that has phenotype T2D and all covariates: 800 have no phenotype, 0 "
          "lack"},
     });
+}
+
+TEST(scan_error, fam_without_phenotype) {
+    outcome const o = example_study().run("quilmar-scan --bfile study --allow-no-covars --out t");
+    EXPECT_EQ(o.exit_status, 13);
+    EXPECT_NE(o.err.find("study.fam: its column 6 holds no phenotype. Give --pheno."),
+              std::string::npos);
 }
 
 // Out of memory: the status wherever it happens, and nothing half done.
@@ -303,7 +329,7 @@ TEST(scan_error, memory) {
         {"-v 20000", study + "1 --fam x", 2, "Error: Out of memory."},
         {"-v 60000; ulimit -t 3", study + "2", 0, "592 of 592 windows done"},
         {"-v 900000", "--bfile s --window 20 --max-snps 20 --threads 1", 0,
-         "1 windows failed: TOO_MANY_PHASES"},
+         "1 window failed: TOO_MANY_PHASES: a smaller --window-mind"},
         {"-v 60000", "--bfile s --window 20 --max-snps 20 --threads 1", 2,
          " more, but machine, job and ulimit leave "},
     };
@@ -317,11 +343,13 @@ TEST(scan_error, memory) {
     }
 }
 
-// A signal ends the run with 128 + its number, and the tables of an earlier run stay.
+// A signal ends the run with 128 + its number. The tables of an earlier run stay with their log; where
+// there are none, the log is that of the run.
 TEST(scan_error, signals) {
     for (int const number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
         example_study files;
-        files.write("t.win.tsv", "old\n");
+        bool const has_tables = number != SIGTERM;
+        if (has_tables) files.write("t.win.tsv", "old\n");
         pid_t const pid = fork();
         if (pid == 0) {
             signal(number, SIG_DFL);
@@ -337,7 +365,13 @@ TEST(scan_error, signals) {
         int status = 0;
         ASSERT_EQ(waitpid(pid, &status, 0), pid);
         EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 128 + number) << status;
-        EXPECT_EQ(outputs(files), "t.win.tsv\n");
-        EXPECT_EQ(files.read("t.win.tsv"), "old\n");
+        EXPECT_EQ(outputs(files), has_tables ? "t.win.tsv\n" : "t.log\n");
+        std::string const kept = files.read(has_tables ? "t.win.tsv" : "t.log");
+        if (has_tables)
+            EXPECT_EQ(kept, "old\n");
+        else
+            EXPECT_NE(kept.find("\nEnded by signal 15: Terminated. No table was made.\n"),
+                      std::string::npos)
+                << kept;
     }
 }

@@ -148,14 +148,22 @@ TEST(scan_run, windows) {
                    {{"WINDOW", "G1 G2 "}, {"FIRST_ID", "a f "}, {"LAST_ID", "b g "}});
     expect_windows("echo 1 1201 1210 G > g", "--gene-list g --gene-border-kb 1.001",
                    {{"FIRST_ID", "b "}});
+    // Windows that slide inside of genes, all SNPs where there are fewer, none for none.
+    expect_windows("printf '1 1 300 A\\n2 600101 600300 B\\n1 200 250 C\\n2 5 6 D\\n' > g",
+                   "--gene-list g --window 2",
+                   {{"WINDOW", "A:1 C:1 A:2 D:1 B:1 B:2 "},
+                    {"FIRST_ID", "a b b NA e f "},
+                    {"N_SNP", "2 1 2 0 2 2 "}});
+    expect_windows("printf '2 1 600300 A\\n' > r", "-R r --window 2 --step 2 --window-kb 0.1",
+                   {{"WINDOW", "A:1 A:2 "}, {"FIRST_ID", "d f "}, {"ERRCODE", "TOO_LONG . "}});
     expect_windows("printf '* e d\\nw c a\\n* g\\n' > l", "--hap-list l",
                    {{"WINDOW", "w block1 block3 "},
                     {"FIRST_ID", "a d g "},
                     {"LAST_ID", "c e g "},
                     {"N_SNP", "2 2 1 "},
                     {"ERRCODE", ". . ONE_HAPLOTYPE "}});
-    // A listed SNP that the filters leave out shortens its window.
-    expect_windows("echo w a b c > l; echo b > x", "--hap-list l --exclude x",
+    // A listed SNP that the filters leave out, or that there is not, shortens its window.
+    expect_windows("printf 'w a b rs1 c\\nv rs1\\n' > l; echo b > x", "--hap-list l --exclude x",
                    {{"FIRST_ID", "a "}, {"LAST_ID", "c "}, {"N_SNP", "2 "}});
     expect_windows("echo 1 1 900 > r", "-R r --max-snps 2",
                    {{"N_SNP", "3 "}, {"ERRCODE", "TOO_MANY_SNPS "}});
@@ -226,7 +234,11 @@ TEST(scan_run, forms_of_the_input) {
          ">c",
          "--covar c"},
         {"cut -f 2- pheno.txt | sed '1s/^/#/' >p", "--pheno p"},
-        {"awk 'NR>1{$1=\"G\" NR}{print}' OFS='\\t' pheno.txt >p", "--pheno p"},
+        {"awk 'NR>9{$1=NR%3?0:$2}{print}' OFS='\\t' pheno.txt >p", "--pheno p"},
+        {"awk 'NR>401{$1=\"G\"}{print}' OFS='\\t' pheno.txt >p", "--pheno p"},
+        {"cut -f 1,2,5-8 covar.txt >pcs; cut -f 2-4,9 covar.txt | sed 's/west/10/; s/south/9.0/; "
+         "s/north/-1/' >clin",
+         "--covar clin pcs --covar-category centre"},
         {"sed 's/2$/1x/;s/1$/0/;s/1x$/1/;s/NA$/-9/;1s/.*/FID IID T0/' pheno.txt >p",
          "--pheno p --1"},
         {"awk 'NR>1{print $3}' pheno.txt | sed 's/NA/0/' | paste -d' ' study.fam - | "
@@ -307,7 +319,7 @@ TEST(scan_run, log_and_messages) {
                 statuses);
     outcome const unequal =
         files.run("quilmar-scan --bfile s --allow-no-covars --window 1 --resume --out u");
-    EXPECT_NE(unequal.err.find("Warning: 1 windows leave out over a tenth more of one group"),
+    EXPECT_NE(unequal.err.find("Warning: 1 window with over a tenth more of one group left out"),
               std::string::npos)
         << unequal.err;
     // Warnings.

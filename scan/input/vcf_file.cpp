@@ -109,13 +109,13 @@ void vcf_file::open() {
                                            "Copy or make the file again.");
 }
 
-subject_table vcf_file::subjects() const {
+subject_table vcf_file::subjects(sample_naming const& naming) const {
     std::vector<std::string> names(header_->samples, header_->samples + n_subjects_);
     for (std::string const& name : names)
         if (name.find_first_of(" \t") != std::string::npos)
             throw failure(malformed, path_ + ": the name of sample '" + name +
                                          "' has a blank. Change it: bcftools reheader -s.");
-    return subject_table(path_, names);
+    return subject_table(path_, names, naming);
 }
 
 void vcf_file::fail(std::string const& what) const {

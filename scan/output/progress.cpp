@@ -1,5 +1,7 @@
 #include "scan/output/progress.h"
 
+#include "scan/output/numbers.h"
+
 #include <cstdio>
 #include <string>
 #include <unistd.h>
@@ -34,9 +36,9 @@ void progress::add(std::size_t n_done, std::size_t n_failed, std::size_t n_with_
     bool const is_last = n_done_ == n_windows_;
     std::string const effects =
         n_with_effects_ > 0 ? ", effects of " + std::to_string(n_with_effects_) : "";
-    std::fprintf(stderr, "%s%zu of %zu %s done, %zu failed%s, %.0f s left%s",
-                 is_terminal_ ? "\r" : "", n_done_, n_windows_, kind_, n_failed_, effects.c_str(),
-                 left, is_terminal_ && !is_last ? "    " : "\n");
+    std::fprintf(stderr, "%s%zu of %s done, %zu failed%s, %.0f s left%s", is_terminal_ ? "\r" : "",
+                 n_done_, counted(n_windows_, kind_).c_str(), n_failed_, effects.c_str(), left,
+                 is_terminal_ && !is_last ? "    " : "\n");
     std::fflush(stderr);
 }
 

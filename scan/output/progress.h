@@ -10,7 +10,7 @@ namespace scan {
 // On a terminal one line that is written over; else a line for each tenth.
 class progress {
   public:
-    // kind: "windows", say.
+    // kind: "window", say.
     progress(std::size_t n_windows, char const* kind, bool is_quiet);
     // So many more are done, of which some failed and of some effects were estimated.
     void add(std::size_t n_done, std::size_t n_failed, std::size_t n_with_effects);

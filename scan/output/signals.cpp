@@ -2,9 +2,13 @@
 // handler may not.
 #include "scan/output/signals.h"
 
+#include "scan/output/run_log.h"
+
 #include <csignal>
+#include <cstring>
 #include <pthread.h>
 #include <unistd.h>
+#include <utility>
 
 namespace scan {
 
@@ -14,6 +18,7 @@ namespace {
 struct shared_names {
     std::recursive_mutex mutex;
     std::set<std::string> names;
+    std::function<void(std::string const&)> say;
 };
 shared_names& shared() {
     static shared_names& only = *new shared_names;
@@ -39,6 +44,11 @@ void* wait_for_signal(void* signals) {
     temporary_files const files;
     for (std::string const& name : shared().names)
         unlink(name.c_str());
+    std::string const ending =
+        "Ended by signal " + std::to_string(signal) + ": " + strsignal(signal) + ".";
+    // On a terminal the line of the progress may be unfinished.
+    print_lines((isatty(STDERR_FILENO) == 1 ? "\n" : "") + ending);
+    if (shared().say) shared().say(ending);
     _exit(128 + signal);
 }
 
@@ -59,6 +69,16 @@ void handle_signals() {
     if (pthread_create(&thread, &attributes, wait_for_signal, const_cast<sigset_t*>(&signals)) != 0)
         pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
     pthread_attr_destroy(&attributes);
+}
+
+last_words::last_words(std::function<void(std::string const&)> say) {
+    temporary_files const held;
+    shared().say = std::move(say);
+}
+
+last_words::~last_words() {
+    temporary_files const held;
+    shared().say = nullptr;
 }
 
 temporary_files::temporary_files() : held_(shared().mutex) {}

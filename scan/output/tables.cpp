@@ -96,6 +96,13 @@ void table_rows::append_alleles(window const& w, std::uint32_t bits, std::string
     line += '\t';
 }
 
+std::string table_rows::alleles(window const& w, std::uint32_t bits) const {
+    std::string text;
+    append_alleles(w, bits, text);
+    text.pop_back();
+    return text;
+}
+
 void table_rows::append_window(std::size_t index, window_row const& row, std::string& table) const {
     window const& w = list_.windows[index];
     append_place(index, table);

@@ -36,6 +36,9 @@ class table_rows {
     void append_effects(std::size_t w, std::string const& model, effect_result const& result,
                         std::string& table) const;
 
+    // The alleles of a haplotype as the tables have them: "-" stands between longer ones than a letter.
+    std::string alleles(window const& w, std::uint32_t bits) const;
+
   private:
     void append_place(std::size_t w, std::string& line) const;
     void append_alleles(window const& w, std::uint32_t bits, std::string& line) const;

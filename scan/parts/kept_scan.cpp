@@ -1,6 +1,7 @@
 #include "scan/parts/kept_scan.h"
 
 #include "scan/error.h"
+#include "scan/output/numbers.h"
 #include "scan/parts/part_file.h"
 
 #include <algorithm>
@@ -68,7 +69,7 @@ std::vector<std::size_t> missing_chunks(part_folder const& folder, chunk_grid co
     }
     log.note(folder.path() + ": " +
              (kept.empty() ? "none" : std::to_string(kept.size()) + " (" + runs_of(kept) + ")") +
-             " of " + std::to_string(parts.size()) + " parts taken.");
+             " of " + counted(parts.size(), "part") + " taken.");
     return missing;
 }
 

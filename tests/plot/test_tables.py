@@ -140,6 +140,11 @@ class Reports(Scratch):
         self.assertEqual(self.table("two_genes.txt.out inbred.txt.out exposed.txt.out")[::2], [
             "Report,Genes,Haplotype,Controls,OR (95% CI),P", "two_genes.txt,Genes 1*2,101*0110,5.6%,1.66 (1.43-1.91),6.4e-12",
             "exposed.txt,Gene 1,011,28.3%,1.39 (1.18-1.63),6.3e-5", "exposed.txt,Environment,ENV2,,1.34 (1.22-1.46),4.6e-10"])
+        # Letters of the .spec beside the report, but for a gene of other SNPs.
+        with open("two_genes.spec", "w", encoding="utf-8") as file:
+            file.write("letters of 1: A C GT; of 0: T T -\nGENE=3 4 5\nletters of 1: A C; of 0: T T\nGENE=6 7\n")
+        self.assertEqual([line.split(",")[1] for line in self.table("two_genes.txt.out")[1:]],
+                         ["T-C-GT", "A-T-GT*0110"])
 
     def test_touching_and_failed(self):
         name = "D" * 70
