@@ -8,8 +8,8 @@
 // A cell is a kind of data (common haplotypes; rare ones, pooled or with an effect of their own;
 // covariates of mean 1e6, and of standard deviation 1e-10, with an interaction), a mode, an odds
 // ratio, a rho and a number of subjects. Each set is fitted under both assumptions, and by
-// quilmar's iteration from two starts; for a quarter of the sets the maximum is then looked for from
-// random starts. The second: how quilmar's iteration ends by mode, start, rho and odds ratio.
+// quilmar's iteration from two starts; for a quarter of the sets the maximum is then looked for
+// from random starts. The second: how quilmar's iteration ends by mode, start, rho and odds ratio.
 #include "examples/simulation.h"
 #include "ggi/case_control_ggi.h"
 #include "ggi/case_control_ggi_hwd.h"

@@ -32,8 +32,8 @@ struct setup_outcome {
 // Estimates the frequencies of all haplotypes into frequency.estimates (2^L values that the caller
 // allocates) and selects those that are modelled, for a record that has been collapsed or filled
 // from counts. Calls `before` with what is known of the outcome before the work that completions
-// make. Returns the status of case_control_ggi_init; that stays SUCCESS, with nothing selected, when
-// the outcome is too long.
+// make. Returns the status of case_control_ggi_init; that stays SUCCESS, with nothing selected,
+// when the outcome is too long.
 int case_control_ggi_setup(case_control_ggi_data& data, setup_settings& settings, result& frequency,
                            setup_outcome& outcome,
                            std::function<void(setup_outcome const&)> const& before = nullptr);

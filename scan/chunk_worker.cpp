@@ -100,6 +100,12 @@ void chunk_worker::append(std::size_t w, bool has_effects, chunk_result& result)
                                leaves_out_unequally()});
 }
 
+// More than a tenth of a group in excess of the other's share.
+bool chunk_worker::leaves_out_unequally() const {
+    return row_.code == error_code::none &&
+           std::abs(row_.cases / n_cases_ - row_.controls / n_controls_) > 0.1;
+}
+
 void chunk_worker::estimate_effects(std::size_t w, chunk_result& result) {
     window const& x = input_.list.windows[w];
     rows_.take(x.first, x.n_snps, effect_rows_);

@@ -32,8 +32,8 @@ class result_files {
 
     // Throws write_failed.
     void write(chunk_result const& chunk);
-    // Files that an earlier run has made and this one does not: what stands beside a new table must not
-    // be of an older one.
+    // Files that an earlier run has made and this one does not: what stands beside a new table must
+    // not be of an older one.
     std::vector<std::string> stale() const;
     // Removes those, and gives the files their names: the log's at last. Throws open_failed,
     // write_failed.

@@ -133,7 +133,8 @@ bool vcf_file::read_record() {
     int const unread = record_->errcode & ~HEADER_LACKS;
     if (status < 0 || unread != 0 || bcf_unpack(record_.get(), BCF_UN_STR) != 0)
         fail("the record cannot be read: the file is damaged or cut short.");
-    // Blank lines, comments and lines that end before their calls are read as records without these.
+    // Blank lines, comments and lines that end before their calls are read as records without
+    // these.
     if (record_->n_allele == 0 || record_->n_sample != n_subjects_ || chromosome()[0] == '#')
         fail("this line is no record: it is blank, a comment or too short.");
     return true;

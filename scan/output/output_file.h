@@ -29,9 +29,9 @@ class output_file {
     // Sees that the text is on the disk.
     void finish();
 
-    // Gives finished files their names, in this order, after it has removed the files `stale`. Throws
-    // open_failed before it does anything where a file cannot get its name; else write_failed, which
-    // says what has been done.
+    // Gives finished files their names, in this order, after it has removed the files `stale`.
+    // Throws open_failed before it does anything where a file cannot get its name; else
+    // write_failed, which says what has been done.
     static void publish(std::vector<output_file*> const& files,
                         std::vector<std::string> const& stale = {});
 

@@ -10,8 +10,8 @@
 namespace scan {
 
 // From now on SIGHUP, SIGINT, SIGQUIT, SIGTERM and SIGXCPU remove the temporary files and end the
-// program with 128 + their number; writing beyond a size limit or to a closed pipe is an error. To be
-// called before there are threads.
+// program with 128 + their number; writing beyond a size limit or to a closed pipe is an error. To
+// be called before there are threads.
 void handle_signals();
 
 // What the program does, after it has said which signal ended it, as long as this lives. There may be

@@ -22,8 +22,8 @@ class part_reader {
   public:
     part_reader(std::string const& path, std::vector<result_table> const& tables);
 
-    // Reads the chunk that comes next. False where it is not whole, or not the one of this number and
-    // of so many windows.
+    // Reads the chunk that comes next. False where it is not whole, or not the one of this number
+    // and of so many windows.
     bool read(std::size_t number, std::size_t n_windows, chunk_result& chunk);
     bool is_at_end() { return stream_.peek() == std::ifstream::traits_type::eof(); }
 

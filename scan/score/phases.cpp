@@ -19,8 +19,8 @@ std::uint64_t hash(std::uint64_t key) {
     return key ^ (key >> 32);
 }
 
-// A haplotype has its counts, frequencies and places in the ascent's history; a sum its terms, slots of
-// the hash, values and derivatives; both the copies of every tested haplotype.
+// A haplotype has its counts, frequencies and places in the ascent's history; a sum its terms,
+// slots of the hash, values and derivatives; both the copies of every tested haplotype.
 double bytes(double n_haplotypes, double n_pairs, double n_sums, double n_tested) {
     return 400 * n_haplotypes + 12 * n_pairs + 160 * n_sums +
            8 * n_tested * (n_haplotypes + n_sums);
@@ -28,8 +28,8 @@ double bytes(double n_haplotypes, double n_pairs, double n_sums, double n_tested
 
 } // namespace
 
-// A locus of a pair of sides is homozygous in two ways, heterozygous in two, or missing; one of a sum is
-// of one allele or the other, or missing. Few windows have more than 20 tested haplotypes.
+// A locus of a pair of sides is homozygous in two ways, heterozygous in two, or missing; one of a
+// sum is of one allele or the other, or missing. Few windows have more than 20 tested haplotypes.
 double phases::most_bytes(double n_genotypes, unsigned n_snps) {
     double const all = std::pow(2, n_snps);
     return std::min(MOST_BYTES, bytes(all, std::min(n_genotypes * all, std::pow(5, n_snps)) / 2,

@@ -37,8 +37,8 @@ class phases {
     static constexpr double MOST_BYTES = 512 << 20;
     static double most_bytes(double n_genotypes, unsigned n_snps);
 
-    // Lists all haplotypes that a genotype can have. A list for which MOST_BYTES are too few is left
-    // empty, and is_too_long; throws bad_alloc where the process may not take what it needs.
+    // Lists all haplotypes that a genotype can have. A list for which MOST_BYTES are too few is
+    // left empty, and is_too_long; throws bad_alloc where the process may not take what it needs.
     void build(std::vector<genotype_count> const& genotypes, unsigned n_snps);
     // Lists these haplotypes (bits, in any order). Some genotypes may then have no pair.
     void build(std::vector<genotype_count> const& genotypes, unsigned n_snps,
