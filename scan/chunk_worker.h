@@ -31,13 +31,15 @@ struct scan_input {
     effect_input const* effects; // null for none
 };
 
-// The rows of the tables and, by window, ln P and the code; and how many haplotypes have the normal
-// p-value because they have no saddle point.
+// The rows of the tables and, by window, ln P and the code.
 struct chunk_result {
     std::string window_rows, haplotype_rows, effect_rows;
     std::vector<double> log_p;
     std::vector<error_code> codes;
+    // Haplotypes whose p-value is the normal one because they have no saddle point.
     std::size_t n_no_saddle_point = 0;
+    // Windows with a P that leave out over a tenth more of one group than of the other.
+    std::size_t n_unequal = 0;
 };
 
 // One per thread; owns all work arrays, and refers to input and options.
@@ -63,6 +65,7 @@ class chunk_worker {
     genotype_table genotypes_;
     window_test test_;
     std::optional<effect_test> effects_;
+    double n_cases_, n_controls_; // of the run
     table_rows tables_;
     std::vector<window_block> blocks_;
     std::vector<std::size_t> block_of_; // by window from the first of the blocks on
@@ -76,6 +79,7 @@ class chunk_worker {
     void count_blocks();
     void compute(window const& w, std::size_t block);
     void append(std::size_t w, chunk_result& result);
+    bool leaves_out_unequally() const;
     void estimate_effects(std::size_t w, chunk_result& result);
 };
 

@@ -23,6 +23,7 @@ double lambda(std::vector<double> log_p) {
 
 void scan_summary::add(std::size_t first, chunk_result const& chunk) {
     n_no_saddle_point_ += chunk.n_no_saddle_point;
+    n_unequal_ += chunk.n_unequal;
     for (std::size_t i = 0; i < chunk.codes.size(); ++i) {
         ++by_code_[static_cast<std::size_t>(chunk.codes[i])];
         if (chunk.codes[i] != error_code::none || std::isnan(chunk.log_p[i])) continue;
@@ -41,6 +42,10 @@ void scan_summary::note(window_list const& list, run_log& log) const {
     if (n_no_saddle_point_ > 0)
         log.note(std::to_string(n_no_saddle_point_) +
                  " haplotypes have no saddle point: their P is the normal one.");
+    if (n_unequal_ > 0)
+        log.warn(std::to_string(n_unequal_) +
+                 " windows leave out over a tenth more of one group than of the other: compare "
+                 "CASE_CT and CTRL_CT.");
     if (log_p_.empty()) return log.warn("No window has a P.");
     log.note("Lambda " + number_text(lambda(log_p_)) + " over " + std::to_string(log_p_.size()) +
              " windows.");

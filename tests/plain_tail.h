@@ -51,7 +51,9 @@ inline double plain_log_tail(std::vector<score_subject> const& subjects, int sig
 inline double plain_log_p(std::vector<score_subject> const& subjects, double score) {
     double const a = plain_log_tail(subjects, 1, std::fabs(score)),
                  b = plain_log_tail(subjects, -1, std::fabs(score));
-    return std::isnan(a) || std::isnan(b) ? NAN : std::max(a, b) + std::log1p(std::exp(-std::fabs(a - b)));
+    return std::isnan(a) || std::isnan(b)
+               ? NAN
+               : std::max(a, b) + std::log1p(std::exp(-std::fabs(a - b)));
 }
 
 #endif

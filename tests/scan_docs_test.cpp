@@ -145,7 +145,7 @@ TEST(scan_docs, options_columns_and_codes_are_the_programs) {
           scan::haplotype_columns(scan::test_kind::lrt), std::string_view(effects)})
         for (std::string const& column : words(std::string(header)))
             EXPECT_NE(manual.find("`" + column + "`"), std::string::npos) << column;
-    for (int code = 1; code <= static_cast<int>(scan::error_code::em_maxiter); ++code)
+    for (int code = 1; code <= static_cast<int>(scan::error_code::separated); ++code)
         EXPECT_NE(manual.find("| `" + scan::text(static_cast<scan::error_code>(code)) + "` |"),
                   std::string::npos)
             << code;

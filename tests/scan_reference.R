@@ -4,7 +4,7 @@
 #
 # The data sets are those of tests/scan_data.h, drawn again here from the same numbers. Of each, haplo.score
 # as it is, and the test with the variance X'WX of the expected copies in place of its own, from the
-# posterior probabilities of haplo.em.
+# posterior probabilities of haplo.em. At last R's score test of glm where subjects are left out.
 suppressMessages(library(haplo.stats))
 
 least <- 0.01 # frequency of a tested haplotype
@@ -114,4 +114,37 @@ cat("// Made by scan_reference.R with haplo.stats ", format(packageVersion("hapl
     "    std::vector<double> standard_errors;\n};\n\n",
     "inline std::vector<scan_reference> const scan_references = {\n", sep = "")
 for (name in names(data_sets)) analyse(name, data_sets[[name]])
+cat("};\n\n")
+
+# The score test of each SNP by glm in the subjects who have it, when of all SNPs those miss whom `misses`
+# names: y status, k number in the group, z the covariates.
+misses <- list(
+    none = list(set = "thousands", of = function(y, k, z) y > 1),
+    controls = list(set = "thousands", of = function(y, k, z) y == 0 & k %% 10 > 0),
+    cases = list(set = "thousands", of = function(y, k, z) y == 1 & k %% 2 == 0),
+    old_controls = list(set = "thousands", of = function(y, k, z) y == 0 & z[, 1] > 1.2),
+    one_sex = list(set = "thousands", of = function(y, k, z) z[, 2] == 1),
+    few_of_many = list(set = "cohort", of = function(y, k, z) k %% 200 == 7))
+
+score_glm <- function(name, adjusted) {
+    subjects <- draw(data_sets[[misses[[name]]$set]])
+    y <- subjects$status
+    k <- ave(y, y, FUN = seq_along) - 1
+    out <- misses[[name]]$of(y, k, subjects$covariates)
+    z <- apply(subjects$snps, 2, function(x) {
+        kept <- !out & !is.na(x)
+        d <- data.frame(y = y, subjects$covariates)[kept, if (adjusted) 1:4 else 1, drop = FALSE]
+        control <- glm.control(epsilon = 1e-14)
+        null <- glm(y ~ ., binomial, d, control = control)
+        full <- glm(y ~ . + x, binomial, cbind(d, x = x[kept]), control = control)
+        sign(coef(full)["x"]) * sqrt(anova(null, full, test = "Rao")$Rao[2])
+    })
+    cat("    {\"", name, "\", ", if (adjusted) "true" else "false", ",\n     {",
+        paste(formatC(z, digits = 10, format = "g"), collapse = ", "), "}},\n", sep = "")
+}
+
+cat("// z of every SNP in the subjects who have it.\nstruct left_out_reference {\n",
+    "    std::string who;\n    bool adjusted;\n    std::vector<double> z;\n};\n\n",
+    "inline std::vector<left_out_reference> const left_out_references = {\n", sep = "")
+for (adjusted in c(FALSE, TRUE)) for (name in names(misses)) score_glm(name, adjusted)
 cat("};\n\n#endif\n")

@@ -292,6 +292,20 @@ TEST(scan_run, log_and_messages) {
     // What --quiet hides stands in the log all the same.
     outcome const quiet = files.scan("--covar-name age,age --pheno pheno.txt --quiet");
     EXPECT_EQ(quiet.err, "");
+    // Of 20 controls b misses 2 and c 3. What is counted goes through the kept parts.
+    std::string const snp = "0120120120120120120101201201201201201201";
+    std::vector<std::string> statuses(40, "1");
+    std::fill(statuses.begin() + 20, statuses.end(), "2");
+    write_study(files,
+                {{"1 a 0 100 A G", snp},
+                 {"1 b 0 200 A G", "99" + snp.substr(2)},
+                 {"1 c 0 300 A G", "999" + snp.substr(3)}},
+                statuses);
+    outcome const unequal =
+        files.run("quilmar-scan --bfile s --allow-no-covars --window 1 --resume --out u");
+    EXPECT_NE(unequal.err.find("Warning: 1 windows leave out over a tenth more of one group"),
+              std::string::npos)
+        << unequal.err;
     // Warnings.
     run_shell(files, "head -n 300 pheno.txt >p; awk '{print $0,(NR==1?\"same\":5)}' covar.txt >c");
     outcome const few = files.scan("--pheno p --covar c --covar-name age,same");

@@ -21,7 +21,8 @@ TEST(scan_saddlepoint, equals_the_definition) {
         for (std::size_t i = 0; i < static_cast<std::size_t>(carriers) + others; ++i) {
             bool const is_carrier = i >= others;
             double const mu = risk * (0.1 + 0.8 * random()),
-                         g = is_carrier ? 2 * random() + (k % 2 == 0 ? 0.0 : -0.5) : -0.1 * random();
+                         g = is_carrier ? 2 * random() + (k % 2 == 0 ? 0.0 : -0.5)
+                                        : -0.1 * random();
             subjects.push_back({mu, g, is_carrier});
             variance += mu * (1 - mu) * g * g;
             (is_carrier ? largest : terms.rest) += mu * (1 - mu) * g * g;
@@ -32,8 +33,9 @@ TEST(scan_saddlepoint, equals_the_definition) {
         for (auto const& [mu, g, is_carrier] : subjects)
             largest += g > 0 ? g * (1 - mu) : -g * mu;
         double const z = 2 + 38 * std::pow(random(), 3);
-        double const score = (k % 4 == 0 ? -1 : 1) *
-                             (k % 30 == 3 ? largest : std::min(z * std::sqrt(variance), 0.99 * largest));
+        double const score =
+            (k % 4 == 0 ? -1 : 1) *
+            (k % 30 == 3 ? largest : std::min(z * std::sqrt(variance), 0.99 * largest));
         double const expected = plain_log_p(subjects, score);
         auto const log_p = scan::saddlepoint_log_p(terms, score, variance);
         ASSERT_EQ(log_p.has_value(), !std::isnan(expected)) << k;
@@ -82,12 +84,10 @@ TEST(scan_saddlepoint, cauchy_combination) {
     struct {
         std::vector<double> p; // or their logarithms
         double log_p;
-    } const table[] = {{{0.9, 1e-4, 0.2}, -8.11119372424537},
-                       {{-1000, -1001, 0.5, 1}, -999.926967326398},
-                       {{1e-12, 1e-3}, -26.9378739363686},
-                       {{-40, -30, -20}, -38.9014331122922},
-                       {{0.9, 1e-4, 1}, -3.00300054734829e-7},
-                       {{1, 1}, -1.00000005e-7}};
+    } const table[] = {
+        {{0.9, 1e-4, 0.2}, -8.11119372424537},  {{-1000, -1001, 0.5, 1}, -999.926967326398},
+        {{1e-12, 1e-3}, -26.9378739363686},     {{-40, -30, -20}, -38.9014331122922},
+        {{0.9, 1e-4, 1}, -3.00300054734829e-7}, {{1, 1}, -1.00000005e-7}};
     for (auto [p, expected] : table) {
         for (double& x : p)
             x = x > 0 ? std::log(x) : x;
@@ -127,8 +127,10 @@ TEST(scan_saddlepoint, whole_runs) {
     write_study(files, {{"1 a 0 100 A G", "2222222211111111"}}, std::vector<std::string>(16, "1"));
     run_shell(files, "awk 'NR<9{$6=2}{print}' s.fam >f; mv f s.fam");
     for (std::string const resume : {"", "--resume "})
-        EXPECT_NE(files.run("quilmar-scan --bfile s --allow-no-covars --min-hap-copies 1 --window 1 "
-                            "--spa on --out t " + resume)
+        EXPECT_NE(files
+                      .run("quilmar-scan --bfile s --allow-no-covars --min-hap-copies 1 --window 1 "
+                           "--spa on --out t " +
+                           resume)
                       .err.find("1 haplotypes have no saddle point: their P is the normal one.\n"),
                   std::string::npos);
     EXPECT_EQ(table(files.read("t.hap.tsv")).column("P_TYPE"), "N SPA ");

@@ -3,6 +3,7 @@
 #include "scan/error.h"
 #include "scan/score/tails.h"
 #include "scan/score/window_runner.h"
+#include "tests/plain_tail.h"
 #include "tests/scan_data.h"
 #include "tests/scan_reference.h"
 #include "tests/support.h"
@@ -70,7 +71,7 @@ struct plain_test {
     std::vector<std::size_t> used;
     VectorXd p;
     MatrixXd X, squares; // expected copies of all haplotypes, and expected squares
-    VectorXd r, w;
+    VectorXd mu, r, w;
     Eigen::CompleteOrthogonalDecomposition<MatrixXd> covariates; // of W^(1/2) Z
 
     plain_test(scan_sample const& s, unsigned max_missing) {
@@ -130,16 +131,20 @@ struct plain_test {
 
     void expect(scan_sample const& s) {
         auto const n = static_cast<Eigen::Index>(used.size());
-        scan::null_model const model = scan::fit_null_model(s.status, s.design, s.names);
         X = squares = MatrixXd::Zero(n, p.size());
         MatrixXd Z(n, s.design.cols());
-        r.resize(n), w.resize(n);
+        std::vector<std::uint8_t> status;
         for (Eigen::Index i = 0; i < n; ++i) {
-            auto const k = static_cast<Eigen::Index>(used[static_cast<std::size_t>(i)]);
-            double const mu = 1 / (1 + std::exp(-s.design.row(k).dot(model.coefficients)));
-            r[i] = s.status[static_cast<std::size_t>(k)] - mu;
-            w[i] = mu * (1 - mu);
-            Z.row(i) = s.design.row(k);
+            std::size_t const k = used[static_cast<std::size_t>(i)];
+            Z.row(i) = s.design.row(static_cast<Eigen::Index>(k));
+            status.push_back(s.status[k]);
+        }
+        scan::null_model const model = scan::fit_null_model(status, Z, s.names);
+        mu.resize(n), r.resize(n), w.resize(n);
+        for (Eigen::Index i = 0; i < n; ++i) {
+            mu[i] = 1 / (1 + std::exp(-Z.row(i).dot(model.coefficients)));
+            r[i] = status[static_cast<std::size_t>(i)] - mu[i];
+            w[i] = mu[i] * (1 - mu[i]);
             std::vector<pair> const& g = pairs[genotypes[static_cast<std::size_t>(i)]];
             for (auto const& [a, b] : g) {
                 double const posterior = p[a] * p[b] / total(g);
@@ -163,6 +168,15 @@ struct plain_test {
     double z(unsigned h) const {
         VectorXd const x = without_covariates(X.col(h));
         return x.dot(working_residual()) / x.norm();
+    }
+    double log_p(unsigned h, scan::p_type type) const {
+        if (type == scan::p_type::normal)
+            return std::log(std::erfc(std::fabs(z(h)) / std::sqrt(2.0)));
+        VectorXd const g = without_covariates(X.col(h)).cwiseQuotient(w.cwiseSqrt());
+        std::vector<score_subject> subjects;
+        for (Eigen::Index i = 0; i < g.size(); ++i)
+            subjects.push_back({mu[i], g[i], X(i, h) > 0});
+        return plain_log_p(subjects, g.dot(r));
     }
     double chisq(std::vector<unsigned> const& columns) const {
         MatrixXd chosen(X.rows(), static_cast<Eigen::Index>(columns.size()));
@@ -201,7 +215,9 @@ void expect_plain(scan_sample const& s, scan::window_row const& row, plain_test 
         EXPECT_NEAR(h.case_freq, case_count / 2 / row.cases, 1e-7);
         EXPECT_NEAR(h.control_freq, h.control_count / 2 / row.controls, 1e-9);
         EXPECT_NEAR(h.z, plain.z(h.bits), 1e-6);
-        EXPECT_NEAR(std::exp(h.log_p), std::erfc(std::fabs(h.z) / std::sqrt(2.0)), 1e-12);
+        bool const is_far = row.type == scan::p_type::cauchy && std::fabs(h.z) > 2;
+        EXPECT_EQ(scan::text(h.type), std::string(is_far ? "SPA" : "N"));
+        EXPECT_NEAR(h.log_p, plain.log_p(h.bits, h.type), 1e-5);
         rare -= plain.p[h.bits];
         if (&h != &row.haplotypes[0]) columns.push_back(h.bits);
     }
@@ -248,6 +264,8 @@ TEST(ScanScore, EqualsSumsOverSubjects) {
         scan_sample const s(scan_data_sets[k]);
         plain_test const plain(s, s.n_snps / 2);
         expect_plain(s, run(s), plain);
+        expect_plain(s, run(s, {0.5, 0.01, 0, scan::test_kind::score, scan::saddlepoint_use::on}),
+                     plain);
         for (std::size_t h = 0; h < scan_references[k].bits.size(); ++h)
             EXPECT_NEAR(plain.z_observed_information(scan_references[k].bits[h]),
                         scan_references[k].haplo_score[h], 1e-4);
@@ -258,20 +276,65 @@ TEST(ScanScore, LeavesSubjectsWithoutGenotypesOut) {
     scan_sample s(scan_data_sets[3]);
     scan::window_settings settings;
     settings.window_mind = 0.2; // of 8 SNPs: one may be missing
+    settings.saddlepoint = scan::saddlepoint_use::on;
     plain_test const plain(s, 1);
     EXPECT_LT(plain.used.size(), s.status.size());
     expect_plain(s, run(s, settings), plain);
+}
 
-    // Every other subject belongs to a batch that lacks the window, and the batch is a covariate.
-    auto const n = static_cast<Eigen::Index>(s.status.size());
-    s.design.conservativeResize(n, 5);
-    s.names.push_back("batch");
-    for (Eigen::Index i = 0; i < n; ++i) {
-        s.design(i, 4) = i % 2 == 0 ? 1 : -1;
-        for (std::vector<int>& snp : s.copies)
-            if (i % 2 == 0) snp[static_cast<std::size_t>(i)] = scan_sample::MISSING;
+// Of the subjects that `misses` in scan_reference.R names by status, number in the group and covariates.
+bool misses(std::string const& who, bool is_case, std::size_t k, Eigen::RowVectorXd const& z) {
+    return who == "controls"       ? !is_case && k % 10 > 0
+           : who == "cases"        ? is_case && k % 2 == 0
+           : who == "old_controls" ? !is_case && z[1] > 1.2
+           : who == "one_sex"      ? z[2] == 1
+           : who == "few_of_many"  ? k % 200 == 7
+                                   : false;
+}
+
+TEST(ScanScore, TheNullModelIsThatOfTheWindowsSubjects) {
+    for (left_out_reference const& expected : left_out_references) {
+        SCOPED_TRACE(expected.who + (expected.adjusted ? ", adjusted" : ""));
+        bool const are_few = expected.who == "few_of_many";
+        scan_sample s(scan_data_sets[are_few ? 5 : 4]);
+        unsigned const n_controls = scan_data_sets[are_few ? 5 : 4].n_controls;
+        for (std::size_t i = 0; i < s.status.size(); ++i)
+            if (misses(expected.who, s.status[i] != 0, i < n_controls ? i : i - n_controls,
+                       s.design.row(static_cast<Eigen::Index>(i))))
+                for (std::vector<int>& snp : s.copies)
+                    snp[i] = scan_sample::MISSING;
+        if (!expected.adjusted) s.design.conservativeResize(Eigen::NoChange, 1), s.names.resize(1);
+        auto const snps = s.copies;
+        s.n_snps = 1;
+        for (std::size_t l = 0; l < snps.size(); ++l) {
+            s.copies = {snps[l]};
+            double const z = find(run(s, {0.5, 0.01, 0}), 1).z,
+                         tolerance = are_few && expected.adjusted ? 5e-4 : 1e-6;
+            EXPECT_NEAR(z, expected.z[l], tolerance * std::max(1.0, std::fabs(z)));
+        }
     }
-    expect_plain(s, run(s), plain_test(s, 4));
+}
+
+// Of the subjects who stay, a site has cases alone: they say nothing. Where each site has one group
+// alone, nobody does.
+TEST(ScanScore, CovariatesMaySeparateTheSubjectsOfAWindow) {
+    scan_sample s(scan_data_sets[2]);
+    s.copies = {s.copies[0]}, s.n_snps = 1;
+    for (Eigen::Index i = 0; i < s.design.rows(); ++i)
+        s.design(i, 2) = i % 6 == 0;
+    double z[3];
+    for (int const step : {0, 1, 2}) { // all; without the site's controls; nor its cases
+        for (std::size_t i = 0; i < s.status.size(); i += 6)
+            if (step > s.status[i]) s.copies[0][i] = scan_sample::MISSING;
+        z[step] = find(run(s), 1).z;
+    }
+    EXPECT_GT(std::fabs(z[0] - z[1]), 1e-3);
+    EXPECT_NEAR(z[1], z[2], 1e-6);
+    for (std::size_t i = 0; i < s.status.size(); ++i) {
+        bool const is_kept = (s.status[i] != 0) == (i % 6 == 0);
+        s.copies[0][i] = is_kept ? static_cast<int>(i / 6 % 3) : scan_sample::MISSING;
+    }
+    EXPECT_EQ(scan::text(run(s).code), "SEPARATED");
 }
 
 TEST(ScanScore, IsTheTrendTestForOneSnp) {

@@ -15,10 +15,10 @@ std::uint32_t crc_of(std::string_view text) {
         crc32_z(0, reinterpret_cast<Bytef const*>(text.data()), text.size()));
 }
 
-// The haplotypes without a saddle point, then "code lnP" by window, in digits that give the number
-// back.
+// The counts of haplotypes and windows, then "code lnP" by window, in digits that give the number back.
 std::string window_lines(chunk_result const& chunk) {
-    std::string lines = std::to_string(chunk.n_no_saddle_point) + "\n";
+    std::string lines =
+        std::to_string(chunk.n_no_saddle_point) + " " + std::to_string(chunk.n_unequal) + "\n";
     for (std::size_t i = 0; i < chunk.codes.size(); ++i) {
         char digits[32];
         auto const end = std::to_chars(digits, digits + sizeof digits, chunk.log_p[i]);
@@ -30,8 +30,8 @@ std::string window_lines(chunk_result const& chunk) {
 
 void read_window_lines(std::string const& lines, chunk_result& chunk) {
     std::istringstream stream(lines);
-    stream >> chunk.n_no_saddle_point;
     int code;
+    stream >> chunk.n_no_saddle_point >> chunk.n_unequal;
     for (std::string number; stream >> code >> number;) {
         double log_p = 0;
         std::from_chars(number.data(), number.data() + number.size(), log_p);

@@ -44,9 +44,12 @@ void term_collector::collect_genotypes(genotype_table const& table, genotype_cop
 // I^- sum of w q x.
 void term_collector::set_slopes(double const* covariance) {
     Eigen::Map<Eigen::VectorXd const> const sum(covariance, run_.n_columns());
-    slopes_ = sum;
-    if (!window_.has_all_subjects())
-        slopes_ = window_.whitening().transpose() * (window_.whitening() * sum);
+    if (window_.has_all_subjects()) {
+        slopes_ = sum;
+        return;
+    }
+    whitened_.noalias() = window_.whitening() * sum;
+    slopes_.noalias() = window_.whitening().transpose() * whitened_;
 }
 
 void term_collector::list_carriers(genotype_table const& table, genotype_copies x) {

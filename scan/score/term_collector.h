@@ -39,7 +39,7 @@ class term_collector {
     null_model const& run_;
     window_model const& window_;
     std::vector<carrier> carriers_;
-    Eigen::VectorXd slopes_;
+    Eigen::VectorXd whitened_, slopes_;
     score_terms terms_;
 
     void collect_genotypes(genotype_table const& table, genotype_copies x, double total);
