@@ -297,6 +297,21 @@ TEST(scan_ratio, is_the_same_with_cases_and_controls_exchanged) {
     }
 }
 
+// 01 is in both groups, with the reference's effect, but not in the maximum of all subjects.
+TEST(scan_ratio, retrospective_effects_are_the_same) {
+    std::vector<std::uint8_t> status(30, 0);
+    std::fill_n(status.begin(), 15, 1);
+    scanned const scan(
+        {status, {"122222222222222022222222222222", "110011101101000011220111010211"}},
+        "--min-hap-copies 1 --effects all --model retrospective");
+    auto const& h = scan.haplotype("11");
+    auto const effect = table(scan.read("t.effects.tsv")).rows.at(0);
+    EXPECT_EQ(effect.at("HAP") + effect.at("ERRCODE"), h.at("HAP") + ".");
+    EXPECT_NEAR(number(effect, "BETA"), number(h, "BETA"), 1e-5);
+    EXPECT_NEAR(number(effect, "SE"), number(h, "SE"), 1e-5);
+    EXPECT_NEAR(number(effect, "LRT_P"), number(h, "P"), 1e-6);
+}
+
 TEST(scan_ratio, is_not_adjusted) {
     example_study files;
     outcome o = files.scan("--test lrt");

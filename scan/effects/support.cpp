@@ -18,12 +18,11 @@ double rarer_share(inheritance mode, unsigned which, double p) {
 
 term_support support_of(double expected, window_sample const& sample) {
     return {!is_enough(expected, LEAST_FOR_ESTIMATE),
-            !is_enough(expected, LEAST_FOR_WALD) ||
-                support_of_covariate(sample).is_tested_by_ratio};
+            takes_ratio(expected, sample.n_smaller(), sample.n_subjects)};
 }
 
 term_support support_of_covariate(window_sample const& sample) {
-    return {false, !is_enough(sample.n_smaller(), LEAST_SHARE * sample.n_subjects)};
+    return {false, is_small_group(sample.n_smaller(), sample.n_subjects)};
 }
 
 } // namespace scan

@@ -17,7 +17,7 @@
 
 namespace scan {
 
-// Fewest that an estimate without penalty takes; those of its p-value stand in score/copies.h.
+// Fewest that an estimate without penalty takes.
 constexpr double LEAST_FOR_ESTIMATE = 10;
 
 struct term_support {

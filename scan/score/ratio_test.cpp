@@ -74,12 +74,11 @@ void ratio_test::set_haplotypes(std::vector<std::size_t> const& tested, window_r
 bool ratio_test::test_few(std::vector<std::size_t> const& tested, std::size_t n_effects,
                           by_group subjects, window_row& row) {
     double const smaller = std::min(subjects[0], subjects[1]), all = subjects[0] + subjects[1];
-    bool const is_small = !is_enough(smaller, LEAST_SHARE * all);
     for (std::size_t h = 0; h < start_.size(); ++h)
         start_[h] = groups_.frequency(h);
     for (std::size_t e = 1; e < tested.size(); ++e) {
         haplotype_row& h = row.haplotypes[e];
-        bool const is_few = is_small || !is_enough(2 * smaller * h.freq, LEAST_FOR_WALD);
+        bool const is_few = takes_ratio(2 * smaller * h.freq, smaller, all);
         if (!std::isinf(h.beta) && (std::isnan(h.log_p) || !is_few)) continue;
         effects_[tested[e]] = 0;
         if (!without_.run(start_, effects_, n_effects, subjects, GAIN_OF_RATIO)) return false;
