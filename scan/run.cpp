@@ -46,7 +46,7 @@ void note_test(window_settings const& settings, null_model const& model, run_log
     if (settings.test == test_kind::lrt)
         return log.note("Test: likelihood ratio, not adjusted for covariates.");
     std::string const adjusted = model.has_covariates() ? "adjusted" : "not adjusted",
-                      tails = uses_saddlepoint(settings.saddlepoint, model)
+                      tails = uses_saddlepoint(settings.saddlepoint, model.is_case)
                                   ? ", with saddlepoint p-values beyond |z| 2."
                                   : ".";
     log.note("Test: score, " + adjusted + " for covariates" + tails);
@@ -74,12 +74,15 @@ std::string subject_list(study const& s) {
 void note_memory(options const& o, study const& s, run_log& log) {
     double const n = static_cast<double>(s.used.used.size()),
                  columns = static_cast<double>(s.design.names.size());
+    bool const has_terms = columns > 1 && o.test.test == test_kind::score &&
+                           uses_saddlepoint(o.test.saddlepoint, s.used.is_case);
     std::uint32_t longest = 0;
     for (window const& w : s.windows.windows)
         if (w.n_snps <= o.max_snps) longest = std::max(longest, w.n_snps);
     double const model = 8 * n * (2 * columns + 2) + (columns > 1 ? 4 * n * (columns + 4) : 0),
                  thread = bytes_per_thread(s.used.used.size(), s.design.names.size(),
                                            s.bed.row_bytes(), longest) +
+                          (has_terms ? n * term_collector::BYTES_PER_SUBJECT : 0) +
                           (o.effects.most_p ? effect_test::bytes(n, columns) : 0);
     log.note("Memory: at most about " + mib_text(peak_bytes() + model + o.n_threads * thread) +
              " with " + std::to_string(o.n_threads) + " threads.");
