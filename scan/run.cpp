@@ -55,7 +55,7 @@ void note_test(window_settings const& settings, null_model const& model, run_log
     if (settings.test == test_kind::lrt)
         return log.note("Test: likelihood ratio, not adjusted for covariates.");
     std::string const adjusted = model.has_covariates() ? "adjusted" : "not adjusted",
-                      tails = uses_saddlepoint(settings.saddlepoint, model)
+                      tails = uses_saddlepoint(settings.saddlepoint, model.is_case)
                                   ? ", with saddlepoint p-values beyond |z| 2."
                                   : ".";
     log.note("Test: score, " + adjusted + " for covariates" + tails);
@@ -83,6 +83,8 @@ std::string subject_list(study const& s) {
 void note_memory(options const& o, study const& s, run_log& log) {
     double const n = static_cast<double>(s.used.used.size()),
                  columns = static_cast<double>(s.design.names.size());
+    bool const has_terms = columns > 1 && o.test.test == test_kind::score &&
+                           uses_saddlepoint(o.test.saddlepoint, s.used.is_case);
     std::uint32_t longest = 0;
     for (window const& w : s.windows.windows)
         if (w.n_snps <= o.max_snps) longest = std::max(longest, w.n_snps);
@@ -90,6 +92,7 @@ void note_memory(options const& o, study const& s, run_log& log) {
                  thread =
                      bytes_per_thread(s.used.used.size(), s.design.names.size(), s.bed.row_bytes(),
                                       longest) +
+                     (has_terms ? n * term_collector::BYTES_PER_SUBJECT : 0) +
                      (o.effects.windows != effect_windows::none ? effect_test::bytes(n, columns)
                                                                 : 0);
     double const more = model + o.n_threads * thread, left = available_memory("");

@@ -7,8 +7,8 @@
 #include <vector>
 
 struct score_subject {
-    double mu, g;
-    bool is_carrier; // others are normal
+    double mu, g, count; // of subjects with both
+    bool is_carrier;     // others are normal
 };
 
 // ln P(sign T >= q); -infinity beyond the largest score, not a number at it.
@@ -16,9 +16,9 @@ inline double plain_log_tail(std::vector<score_subject> const& subjects, int sig
     using number = long double;
     number V = 0, largest = 0;
     bool is_bounded = true;
-    for (auto const& [mu, g, is_carrier] : subjects) {
-        V += number(mu) * (1 - mu) * g * g;
-        largest += sign * g > 0 ? sign * g * (1 - mu) : -sign * g * mu;
+    for (auto const& [mu, g, count, is_carrier] : subjects) {
+        V += count * number(mu) * (1 - mu) * g * g;
+        largest += count * (sign * g > 0 ? sign * g * (1 - mu) : -sign * g * mu);
         is_bounded = is_bounded && is_carrier;
     }
     if (is_bounded && std::abs(q / largest - 1) < 1e-9) return NAN;
@@ -26,12 +26,15 @@ inline double plain_log_tail(std::vector<score_subject> const& subjects, int sig
     number K[3];
     auto const expand = [&](number t) {
         K[0] = K[1] = K[2] = 0;
-        for (auto const& [mu_i, g_i, is_carrier] : subjects) {
-            number const mu = mu_i, g = sign * g_i, w = mu * (1 - mu), e = std::exp(g * t),
-                         all = 1 - mu + mu * e;
-            K[0] += is_carrier ? std::log(all) - g * t * mu : w * g * g * t * t / 2;
-            K[1] += is_carrier ? g * (mu * e / all - mu) : w * g * g * t;
-            K[2] += is_carrier ? w * g * g * e / (all * all) : w * g * g;
+        for (auto const& [mu_i, g_i, count, is_carrier] : subjects) {
+            number const mu = mu_i, g = sign * g_i, w = mu * (1 - mu),
+                         e = std::exp(-std::abs(g * t)),
+                         all = g * t > 0 ? mu + (1 - mu) * e : 1 - mu + mu * e;
+            K[0] += count * (is_carrier ? std::log(all) + std::max(g * t, number(0)) - g * t * mu
+                                        : w * g * g * t * t / 2);
+            K[1] +=
+                count * (is_carrier ? g * (mu * (g * t > 0 ? 1 : e) / all - mu) : w * g * g * t);
+            K[2] += count * (is_carrier ? w * g * g * e / (all * all) : w * g * g);
         }
     };
     number low = 0, high = 1;

@@ -175,7 +175,7 @@ struct plain_test {
         VectorXd const g = without_covariates(X.col(h)).cwiseQuotient(w.cwiseSqrt());
         std::vector<score_subject> subjects;
         for (Eigen::Index i = 0; i < g.size(); ++i)
-            subjects.push_back({mu[i], g[i], X(i, h) > 0});
+            subjects.push_back({mu[i], g[i], 1, X(i, h) > 1e-6}); // less is what EM leaves of 0
         return plain_log_p(subjects, g.dot(r));
     }
     double chisq(std::vector<unsigned> const& columns) const {

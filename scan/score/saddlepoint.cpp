@@ -32,7 +32,6 @@ namespace {
 constexpr unsigned MAX_STEPS = 200;
 constexpr double FURTHEST = 8;     // t that a step goes to, in units of the last one
 constexpr double TOLERANCE = 1e-6; // of t, in the last step, after which its square is left
-constexpr double MOST = 700;       // of gt, whose exponential is still a number
 constexpr double TOUCHING = 1e-9;  // of the largest score, within which a score is the largest one
 constexpr double NEAR_ZERO = 1e-4; // of t sqrt(V), where s, v and their ratio are 0 / 0
 
@@ -154,10 +153,12 @@ expansion generating_function::series(double t) const {
 expansion generating_function::exact(double t, bool with_value) const {
     expansion sum{terms_.rest * t * t / 2, terms_.rest * t, terms_.rest};
     for_blocks([&](values const& mu, values const& g, values const& subjects) {
-        block const a = (t * g).min(MOST), e = mu * a.exp(), all = 1 - mu + e, tilted = e / all;
-        if (with_value) sum.value += (subjects * (all.log() - a * mu)).sum();
-        sum.first += (subjects * g * (tilted - mu)).sum();
-        sum.second += (subjects * g.square() * tilted * (1 - mu) / all).sum();
+        // e^a and e^-a alike without overflow.
+        block const a = t * g, e = (-a.abs()).exp(), w = mu * (1 - mu),
+                    all = (a > 0).select(mu + (1 - mu) * e, 1 - mu + mu * e);
+        if (with_value) sum.value += (subjects * (all.log() + a.max(0) - a * mu)).sum();
+        sum.first += (subjects * g * ((a > 0).select(mu, mu * e) / all - mu)).sum();
+        sum.second += (subjects * w * g.square() * e / all.square()).sum();
     });
     return sum;
 }

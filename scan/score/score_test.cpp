@@ -50,16 +50,15 @@ double full_rank_form(double* A, std::vector<double> const& u) {
 
 } // namespace
 
-bool uses_saddlepoint(saddlepoint_use use, null_model const& model) {
-    auto const n = static_cast<double>(model.is_case.size()),
-               cases =
-                   static_cast<double>(std::count(model.is_case.begin(), model.is_case.end(), 1));
+bool uses_saddlepoint(saddlepoint_use use, std::vector<std::uint8_t> const& is_case) {
+    auto const n = static_cast<double>(is_case.size()),
+               cases = static_cast<double>(std::count(is_case.begin(), is_case.end(), 1));
     return use == saddlepoint_use::on ||
            (use == saddlepoint_use::automatic && std::min(cases, n - cases) < SMALL_GROUP * n);
 }
 
 score_test::score_test(null_model const& model, saddlepoint_use use)
-    : model_(model), uses_saddlepoint_(uses_saddlepoint(use, model)), window_(model),
+    : model_(model), uses_saddlepoint_(uses_saddlepoint(use, model.is_case)), window_(model),
       terms_(model, window_) {}
 
 score_test::matrix score_test::variance() {

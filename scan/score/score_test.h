@@ -20,8 +20,8 @@ enum class error_code;
 // their Cauchy combination: automatic is where a group of the run is small beside the other.
 enum class saddlepoint_use { automatic, on, off };
 
-// Whether they do with this model.
-bool uses_saddlepoint(saddlepoint_use use, null_model const& model);
+// Whether they do in a run of these subjects.
+bool uses_saddlepoint(saddlepoint_use use, std::vector<std::uint8_t> const& is_case);
 
 // Reused from window to window; refers to the model.
 class score_test {

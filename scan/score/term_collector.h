@@ -22,6 +22,9 @@ struct genotype_copies {
 // Reused from haplotype to haplotype; refers to the run's model and the window's.
 class term_collector {
   public:
+    // What the terms of a run's subjects take, where there are covariates.
+    static constexpr double BYTES_PER_SUBJECT = 32;
+
     term_collector(null_model const& run, window_model const& window)
         : run_(run), window_(window) {}
 
