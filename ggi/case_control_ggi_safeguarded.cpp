@@ -66,23 +66,31 @@ term_end end_of(fitted_model const& m, std::vector<double> const& A, unsigned te
     return estimate < 0 ? term_end::minus_infinity : term_end::plus_infinity;
 }
 
+// Standard error of the sum of a_l times the n parameters from `first` on.
+double error_of(double const* a, std::size_t n, std::vector<double> const& V, std::size_t p,
+                std::size_t first) {
+    double variance = 0;
+    for (std::size_t l = 0; l < n; ++l)
+        for (std::size_t k = 0; k < n; ++k)
+            variance += a[l] * a[k] * V[(first + l) * p + first + k];
+    return std::sqrt(variance);
+}
+
 void report_terms(fitted_model const& m, std::vector<double> const& A, std::vector<double> const& V,
                   safeguarded_result& result) {
     std::size_t const p = m.model.p, n = m.n_terms(), first = m.first_term();
-    result.terms.assign(n, {term_end::finite, QNAN, QNAN, QNAN, QNAN, QNAN, QNAN, QNAN, QNAN});
+    result.terms.assign(
+        n, {term_end::finite, QNAN, QNAN, QNAN, QNAN, QNAN, QNAN, QNAN, QNAN, QNAN, QNAN});
     for (unsigned j = 0; j < n; ++j) {
         double const* const a = A.data() + j * n;
-        double estimate = 0, variance = 0;
-        for (std::size_t l = 0; l < n; ++l) {
+        double estimate = 0;
+        for (std::size_t l = 0; l < n; ++l)
             estimate += a[l] * m.x[first + l];
-            for (std::size_t k = 0; k < n; ++k)
-                variance += a[l] * a[k] * V[(first + l) * p + first + k];
-        }
         fitted_term& term = result.terms[j];
         term.end = end_of(m, A, j, estimate);
         if (term.end == term_end::finite) {
             term.estimate = estimate;
-            term.standard_error = std::sqrt(variance);
+            term.standard_error = error_of(a, n, V, p, first);
         } else if (term.end != term_end::not_identifiable) {
             term.estimate = term.end == term_end::plus_infinity ? INF : -INF;
         }
@@ -117,6 +125,34 @@ struct term_fit {
     }
 };
 
+// The terms of the parameters `sparse` with the penalty on those.
+void penalise_terms(fitted_model const& m, safeguarded_settings const& settings,
+                    std::vector<double> const& A, std::vector<unsigned> const& sparse,
+                    safeguarded_result& result) {
+    unsigned const n = m.n_terms(), first = m.first_term(), p = m.model.p;
+    safeguarded_model const model = penalised(m.model, sparse);
+    std::vector<double> x = m.x, V(std::size_t{p} * p);
+    for (unsigned const k : sparse)
+        x[k] = start_for_infinite(x[k]);
+    safeguarded_outcome const outcome = safeguarded_fit(model, nullptr, x.data());
+    if (!outcome.has_succeeded() ||
+        safeguarded_covariance(model, outcome, x.data(), V.data()) != SUCCESS)
+        return;
+    for (unsigned const k : sparse) {
+        if (!outcome.is_estimable(k)) continue;
+        unsigned const j = k - first;
+        fitted_term& term = result.terms[j];
+        term_fit const at(model, x, A, first, n, j);
+        term.penalised = at.x[k] * at.unit;
+        term.penalised_error = error_of(A.data() + std::size_t{j} * n, n, V, p, first);
+        double ratio;
+        if (profile_ratio({at.model, outcome, at.x.data()}, at.k, ratio) == SUCCESS)
+            term.penalised_ratio = ratio;
+        at.interval(outcome, settings.quantile, term.penalised_error, term.penalised_lower,
+                    term.penalised_upper);
+    }
+}
+
 void profile_terms(fitted_model const& m, safeguarded_settings const& settings,
                    std::vector<double> const& A, safeguarded_result& result) {
     unsigned const n = m.n_terms(), first = m.first_term();
@@ -124,7 +160,7 @@ void profile_terms(fitted_model const& m, safeguarded_settings const& settings,
     for (unsigned j = 0; j < std::min<std::size_t>(n, settings.requests.size()); ++j) {
         fitted_term& term = result.terms[j];
         if (term.end == term_end::not_identifiable) continue;
-        if (settings.requests[j] & PENALISED_INTERVAL) sparse.push_back(first + j);
+        if (settings.requests[j] & PENALISED) sparse.push_back(first + j);
         term_fit const at(m.model, m.x, A, first, n, j);
         if (settings.requests[j] & RATIO) {
             double ratio;
@@ -134,20 +170,7 @@ void profile_terms(fitted_model const& m, safeguarded_settings const& settings,
         if (settings.requests[j] & INTERVAL)
             at.interval(m.outcome, settings.quantile, term.standard_error, term.lower, term.upper);
     }
-    if (sparse.empty()) return;
-    safeguarded_model const model = penalised(m.model, sparse);
-    std::vector<double> x = m.x;
-    for (unsigned const k : sparse)
-        x[k] = start_for_infinite(x[k]);
-    safeguarded_outcome const outcome = safeguarded_fit(model, nullptr, x.data());
-    if (!outcome.has_succeeded()) return;
-    for (unsigned const k : sparse) {
-        if (!outcome.is_estimable(k)) continue;
-        fitted_term& term = result.terms[k - first];
-        term_fit const at(model, x, A, first, n, k - first);
-        term.penalised = at.x[k] * at.unit;
-        at.interval(outcome, settings.quantile, QNAN, term.penalised_lower, term.penalised_upper);
-    }
+    if (!sparse.empty()) penalise_terms(m, settings, A, sparse, result);
 }
 
 void report(fitted_model const& m, safeguarded_settings const& settings,

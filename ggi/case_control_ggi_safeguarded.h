@@ -23,9 +23,9 @@
 
 // What is computed of a term beside estimate and standard error; may be added up.
 enum term_request : unsigned {
-    RATIO = 1,             // likelihood-ratio test that it is 0
-    INTERVAL = 2,          // profile interval
-    PENALISED_INTERVAL = 4 // estimate, profile interval and ratio with the log-F(1,1) penalty
+    RATIO = 1,    // likelihood-ratio test that it is 0
+    INTERVAL = 2, // profile interval
+    PENALISED = 4 // all of it with the log-F(1,1) penalty
 };
 
 struct safeguarded_settings {
@@ -33,7 +33,8 @@ struct safeguarded_settings {
     unsigned mode;   // ADDITIVE to CODOMINANT
     double quantile; // of the normal distribution, for the intervals: 1.959964 for 95%
     // One per term, in the order of `terms` below; empty for none. The penalty is on all terms that
-    // ask for its interval.
+    // ask for it: on an effect beside its interactions it is that at the means of their covariates, on
+    // an environment term or interaction that per standard deviation.
     std::vector<unsigned> requests;
 };
 
@@ -47,7 +48,10 @@ struct fitted_term {
     double standard_error;
     double ratio;        // chi-square with one degree of freedom
     double lower, upper; // of the profile interval; where the term is infinite, one of them is
-    double penalised, penalised_lower, penalised_upper;
+    // With the penalty: estimate, standard error from the penalised information, twice the penalised
+    // log-likelihood above the one with the term 0, where the penalty stays on the others (chi-square
+    // with one degree of freedom), and profile interval.
+    double penalised, penalised_error, penalised_ratio, penalised_lower, penalised_upper;
 };
 
 struct safeguarded_result {

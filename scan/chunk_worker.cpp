@@ -16,7 +16,8 @@ chunk_worker::chunk_worker(scan_input const& input, options const& o)
     if (input.effects != nullptr) effects_.emplace(*input.effects, input.model);
 }
 
-chunk_result chunk_worker::run(std::size_t first, std::size_t end) {
+chunk_result chunk_worker::run(window_run const& windows) {
+    auto const [first, end] = windows.windows;
     chunk_result result;
     for (std::size_t w = first, read_end = first; w < end;) {
         if (w == read_end) read_end = rows_.read(w, end);
@@ -24,7 +25,7 @@ chunk_result chunk_worker::run(std::size_t first, std::size_t end) {
         count_blocks();
         for (; w < blocks_end; ++w) {
             compute(input_.list.windows[w], block_of_[w - begin]);
-            append(w, result);
+            append(w, windows.has_effects, result);
         }
     }
     return result;
@@ -89,20 +90,20 @@ void chunk_worker::compute(window const& w, std::size_t block) {
     test_.run(row_);
 }
 
-void chunk_worker::append(std::size_t w, chunk_result& result) {
+void chunk_worker::append(std::size_t w, bool has_effects, chunk_result& result) {
     tables_.append_window(w, row_, result.window_rows);
     if (row_.code == error_code::none && row_.log_p <= std::log(options_.pfilter))
         tables_.append_haplotypes(w, row_, result.haplotype_rows);
-    if (row_.code == error_code::none) result.n_unequal += leaves_out_unequally();
-    if (effects_ && effects_->wants(row_)) estimate_effects(w, result);
-    result.log_p.push_back(row_.log_p);
-    result.codes.push_back(row_.code);
-    result.n_no_saddle_point += row_.n_no_saddle_point;
+    if (has_effects && effects_->wants(row_)) estimate_effects(w, result);
+    result.outcomes.push_back({row_.code, row_.df, row_.chisq, row_.log_p,
+                               row_.top_log_p_bonferroni, row_.n_no_saddle_point,
+                               leaves_out_unequally()});
 }
 
 // More than a tenth of a group in excess of the other's share.
 bool chunk_worker::leaves_out_unequally() const {
-    return std::abs(row_.cases / n_cases_ - row_.controls / n_controls_) > 0.1;
+    return row_.code == error_code::none &&
+           std::abs(row_.cases / n_cases_ - row_.controls / n_controls_) > 0.1;
 }
 
 void chunk_worker::estimate_effects(std::size_t w, chunk_result& result) {
@@ -110,6 +111,7 @@ void chunk_worker::estimate_effects(std::size_t w, chunk_result& result) {
     rows_.take(x.first, x.n_snps, effect_rows_);
     effects_->run(effect_rows_, row_, effect_result_);
     tables_.append_effects(w, input_.effects->model_name(), effect_result_, result.effect_rows);
+    ++result.n_with_effects;
 }
 
 double bytes_per_thread(std::size_t n_subjects, std::size_t n_columns, std::size_t row_bytes,
@@ -130,7 +132,8 @@ double bytes_per_thread(std::size_t n_subjects, std::size_t n_columns, std::size
     double const block = table + (has_covariates ? 4 * n : 0) +
                          most_genotypes(block_snps) * (24 + 32 + 8 * (columns + 4)),
                  window = most_genotypes(longest) * (20 + 16 * (columns + 2) + 160);
-    return rows + places + block_counter::MAX_BLOCKS * block + window + 32 * std::pow(2, longest);
+    return rows + places + block_counter::MAX_BLOCKS * block + window + 32 * std::pow(2, longest) +
+           phases::most_bytes(most_genotypes(longest), longest);
 }
 
 } // namespace scan

@@ -1,4 +1,4 @@
-// The retrospective models by the safeguarded fit: equal to the prescribed iteration where that
+// The retrospective models by the safeguarded fit: equal to quilmar's iteration where that
 // succeeds, and what is true where it does not.
 #include "examples/simulation.h"
 #include "ggi/case_control_ggi.h"
@@ -47,7 +47,7 @@ std::string const EFFECTS = "EFFECT=3\nEFFECT=5\n";
 
 } // namespace
 
-TEST(safeguarded_effects, equal_the_prescribed_iteration) {
+TEST(safeguarded_effects, equal_the_full_steps) {
     simulation plain = one_gene(0.15, 500), exposed = plain;
     exposed.covariates = {{0.4, 0.5}, {0, 0.3}};
     exposed.interactions = {{{3}, 0.3, 0, 1}};
@@ -206,7 +206,7 @@ TEST(safeguarded_effects, tests_and_intervals_of_a_table) {
                              c.controls[1] + 2.0 * c.controls[0]};
         safeguarded_study s(one_snp(c.controls, c.cases),
                             "STATUS=1\nGENE=2\nEFFECT=1\nTHRESHOLD=0.001\n", EQUILIBRIUM);
-        s.refit(EQUILIBRIUM, {RATIO + INTERVAL + PENALISED_INTERVAL});
+        s.refit(EQUILIBRIUM, {RATIO + INTERVAL + PENALISED});
         ASSERT_EQ(s.fit.status, SUCCESS);
         fitted_term const& term = s.fit.terms[0];
         bool const is_finite = n[0] * n[1] * n[2] * n[3] > 0;
@@ -221,14 +221,20 @@ TEST(safeguarded_effects, tests_and_intervals_of_a_table) {
             EXPECT_EQ(term.estimate, best > 0 ? INFINITY : -INFINITY);
             EXPECT_TRUE(std::isnan(term.standard_error));
         }
+        double const penalised = best_beta(n, 1), step = 1e-3;
+        double const most = allele_profile(n, penalised, 1);
+        double const curvature = (allele_profile(n, penalised - step, 1) - 2 * most +
+                                  allele_profile(n, penalised + step, 1)) /
+                                 (step * step);
+        EXPECT_NEAR(term.penalised, penalised, 1e-4);
+        EXPECT_NEAR(term.penalised_error * std::sqrt(-curvature), 1, 1e-3);
+        EXPECT_NEAR(term.penalised_ratio, 2 * (most - allele_profile(n, 0, 1)), 1e-5);
         for (int const side : {-1, 1}) {
             double const got = side < 0 ? term.lower : term.upper;
             if (!is_finite && side * best > 0)
                 EXPECT_EQ(got, side * INFINITY);
             else
                 EXPECT_NEAR(got, crossing(n, 0, best, side), 2e-3);
-            double const penalised = best_beta(n, 1);
-            EXPECT_NEAR(term.penalised, penalised, 1e-4);
             EXPECT_NEAR(side < 0 ? term.penalised_lower : term.penalised_upper,
                         crossing(n, 1, penalised, side), 2e-3);
         }

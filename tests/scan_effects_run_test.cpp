@@ -93,35 +93,34 @@ std::map<std::string, std::pair<double, double>> report_of(std::string const& te
 TEST(scan_effects_run, one_snp) {
     struct {
         std::vector<int> controls, cases;
-        char const *code, *beta, *odds_ratio;
-        double lower, upper, ratio_p; // of R's optimize and uniroot on the (penalised) likelihood
+        char const *code, *type;
+        // By R's optimize and uniroot on the likelihood, with the penalty where there are few copies;
+        // error is 0 for an infinite effect.
+        double beta, error, lower, upper, ratio_p;
     } const cases[] = {
-        {{80, 20, 0},
-         {60, 40, 0},
-         ".",
-         "0.980829",
-         "2.66667",
-         1.416591089,
-         5.019873107,
-         0.0018802629},
-        {{100, 0, 0}, {70, 30, 0}, "INFINITE", "inf", "inf", 21.129725, INFINITY, 7.429314e-12},
-        {{70, 30, 0}, {100, 0, 0}, "INFINITE", "-inf", "0", 0, 1 / 21.129725, 7.429314e-12},
+        {{160, 40, 0}, {120, 80, 0}, ".", "WALD", 0.9808293, 0.22821773, 0, 0, 1.1020681e-05},
+        {{80, 20, 0}, {60, 40, 0}, ".", "LRT", 0.9808293, 0.32274861, 0, 0, 0.0018802629},
+        {{3200, 800, 0}, {240, 160, 0}, ".", "LRT", 0.9808293, 0.10944938, 0, 0, 5.1414865e-18},
+        {{100, 0, 0}, {70, 30, 0}, "INFINITE", "LRT", 1, 0, 21.129725, INFINITY, 7.429314e-12},
+        {{70, 30, 0}, {100, 0, 0}, "INFINITE", "LRT", -1, 0, 0, 1 / 21.129725, 7.429314e-12},
         {{59, 1, 0},
          {56, 4, 0},
          "PENALISED",
-         "1.43848",
-         "4.21429",
+         "LRT",
+         1.1347204,
+         0.95558508,
          0.56030777,
          31.511187,
-         0.15670715},
+         0.20256218},
         {{60, 0, 0},
          {55, 5, 0},
          "INFINITE_PENALISED",
-         "inf",
-         "inf",
+         "LRT",
+         1,
+         0,
          1.2916326,
          INFINITY,
-         0.0075008655},
+         0.024963675},
     };
     for (std::string const model : {"prospective", "retrospective"})
         for (auto const& c : cases) {
@@ -132,32 +131,40 @@ TEST(scan_effects_run, one_snp) {
             ASSERT_EQ(rows.size(), 1u);
             row const& r = rows[0];
             SCOPED_TRACE(model + " " + c.code + " " + r.at("BETA"));
-            EXPECT_EQ(r.at("ERRCODE"), c.code);
-            EXPECT_EQ(r.at("MODEL"), model == "prospective" ? model : "retrospective_unadjusted");
+            EXPECT_EQ(r.at("ERRCODE") + r.at("P_TYPE"), std::string(c.code) + c.type);
+            EXPECT_EQ(r.at("MODEL"), model + "_unadjusted");
+            EXPECT_NE(files.read("t.log").find("Effects: " + model +
+                                               " likelihood, not adjusted for any covariate; "),
+                      std::string::npos);
             EXPECT_EQ(r.at("HAP") + r.at("REF_HAP") + r.at("TEST"), "ACDOM");
             EXPECT_EQ(r.at("U95") == "inf", std::isinf(c.upper));
-            EXPECT_EQ(r.at("L95") == "0", c.lower == 0);
-            EXPECT_EQ(r.at("BETA")[0] == '-', c.beta[0] == '-');
+            EXPECT_EQ(r.at("L95") == "0", c.lower == 0 && c.upper > 0);
+            EXPECT_EQ(std::isinf(number(r, "BETA")), c.error == 0);
+            EXPECT_GT(number(r, "BETA") * c.beta, 0);
+            EXPECT_EQ(r.at("P") == r.at("LRT_P"), c.type == std::string("LRT"));
+            EXPECT_NEAR(number(r, "NEG_LOG10_P"), -std::log10(number(r, "P")), 1e-4);
             // The retrospective likelihood has equilibrium among controls in it.
             if (model != "prospective") continue;
-            EXPECT_EQ(r.at("BETA"), c.beta);
-            EXPECT_EQ(r.at("OR"), c.odds_ratio);
-            EXPECT_NEAR(number(r, "L95"), c.lower, 1e-3 * c.lower);
-            if (std::isfinite(c.upper)) {
-                EXPECT_NEAR(number(r, "U95"), c.upper, 1e-3 * c.upper);
-            }
             EXPECT_NEAR(number(r, "LRT_P") / c.ratio_p, 1, 1e-4);
-            bool const is_wald = r.at("BETA").find("inf") == std::string::npos;
-            EXPECT_EQ(r.at("SE") == "NA" && r.at("Z_STAT") == "NA", !is_wald);
-            if (is_wald) {
-                auto const& [a, b] = std::pair(c.controls, c.cases);
-                EXPECT_NEAR(number(r, "SE"),
-                            std::sqrt(1. / a[0] + 1. / a[1] + 1. / b[0] + 1. / b[1]), 1e-5);
-                EXPECT_NEAR(number(r, "Z_STAT"), number(r, "BETA") / number(r, "SE"), 1e-4);
-                EXPECT_NEAR(number(r, "P"), std::erfc(number(r, "Z_STAT") / std::sqrt(2)), 1e-6);
+            double lower = c.lower, upper = c.upper;
+            if (c.error > 0) {
+                EXPECT_NEAR(number(r, "BETA"), c.beta, 1e-5);
+                EXPECT_NEAR(number(r, "OR"), std::exp(c.beta), 1e-4);
+                EXPECT_NEAR(number(r, "SE"), c.error, 1e-5);
+                EXPECT_NEAR(number(r, "Z_STAT"), c.beta / c.error, 1e-4);
+                if (c.type == std::string("WALD")) {
+                    EXPECT_NEAR(number(r, "P") / std::erfc(c.beta / c.error / M_SQRT2), 1, 1e-3);
+                }
+                if (upper == 0) {
+                    lower = std::exp(c.beta - 1.959964 * c.error);
+                    upper = std::exp(c.beta + 1.959964 * c.error);
+                }
             } else
-                EXPECT_EQ(r.at("P"), r.at("LRT_P"));
-            EXPECT_NEAR(number(r, "NEG_LOG10_P"), -std::log10(number(r, "P")), 1e-4);
+                EXPECT_EQ(r.at("SE") + r.at("Z_STAT"), "NANA");
+            EXPECT_NEAR(number(r, "L95"), lower, 1e-3 * lower);
+            if (std::isfinite(upper)) {
+                EXPECT_NEAR(number(r, "U95"), upper, 1e-3 * upper);
+            }
         }
 }
 
@@ -177,7 +184,7 @@ TEST(scan_effects_run, not_identifiable) {
          {60, 40, 0},
          "--allow-no-covars --mode codominant --model retrospective",
          "ADD HOMDEV ",
-         ". INFINITE "},
+         ". INFINITE_PENALISED "},
         {{50, 30, 20},
          {30, 40, 30},
          "--covar c --mode dominant --show-covar",
@@ -232,6 +239,7 @@ TEST(scan_effects_run, retrospective_rows_are_quilmars) {
         {"exposed.txt", "3 4 5", "3 5 6", 3, "codominant", "HWE", "e"},
         {"exposed.txt", "3 4 5", "3 5 6", 3, "dominant", "HWD", "e"},
     };
+    int n_compared = 0;
     for (auto const& c : cases) {
         SCOPED_TRACE(std::string(c.data) + " " + c.mode + " " + c.hw);
         example_study files;
@@ -262,7 +270,9 @@ TEST(scan_effects_run, retrospective_rows_are_quilmars) {
             if (is_interaction) name += "*" + environment;
             if (test.compare(0, 6, "HOMDEV") == 0) name += "+";
             ASSERT_EQ(quilmar.count(name), 1u) << name << report;
+            if (r.at("ERRCODE") == "PENALISED") continue; // few homozygotes
             EXPECT_EQ(r.at("ERRCODE"), ".");
+            ++n_compared;
             // The table has 6 digits, the report as many decimals.
             for (auto const& [column, printed] :
                  {std::pair("BETA", quilmar.at(name).first), {"SE", quilmar.at(name).second}})
@@ -270,6 +280,7 @@ TEST(scan_effects_run, retrospective_rows_are_quilmars) {
                     << name << column;
         }
     }
+    EXPECT_GE(n_compared, 30);
 }
 
 // Known haplotypes make the prospective likelihood an ordinary logistic regression, whatever the units
@@ -301,6 +312,15 @@ TEST(scan_effects_run, interaction_is_that_of_logistic_regression) {
             EXPECT_NEAR(number(rows[k], "SE") * scale / expected.error[k + 1], 1, 1e-5);
         }
     }
+    // The penalty of few copies is at the mean of x, wherever x begins.
+    effects_of(files, write_snp(files, {57, 3, 0}, {55, 5, 0}) + "--covar c");
+    run_shell(files, "awk 'NR>1{$3+=100}{print}' c >moved");
+    auto const here = effects_of(files, command + "c"),
+               there = effects_of(files, command + "moved");
+    EXPECT_EQ(here[1].at("ERRCODE"), "PENALISED");
+    EXPECT_NEAR(number(here[1], "BETA"), number(there[1], "BETA"), 1e-6);
+    EXPECT_NEAR(number(here[0], "BETA"), number(there[0], "BETA") + 100 * number(here[1], "BETA"),
+                1e-3);
 }
 
 TEST(scan_effects_run, rho) {
@@ -367,7 +387,16 @@ TEST(scan_effects_run, windows_that_get_rows) {
                 list += " " + r.at("WINDOW") + " ";
         return list;
     };
-    ASSERT_EQ(files.scan("--chr 22 --from-bp 30430000 --to-bp 30480000").exit_status, 0);
+    std::string const found = "--chr 22 --from-bp 30430000 --to-bp 30480000 ";
+    outcome const best = files.scan(found);
+    EXPECT_NE(best.err.find("t.lead.tsv: 1 lead windows, for 10 with P or TOP_P_BONF at most "
+                            "0.0001.\n1 of 1 lead window done, 0 failed, effects of 1, "),
+              std::string::npos)
+        << best.err;
+    EXPECT_EQ(windows(), " 8 ");
+    outcome const all = files.scan(found + "--effects 1e-4");
+    EXPECT_NE(all.err.find("13 of 13 windows done, 0 failed, effects of 10, "), std::string::npos)
+        << all.err;
     std::string expected;
     for (row const& w : table(files.read("t.win.tsv")).rows)
         if (number(w, "P") <= 1e-4 || number(w, "TOP_P_BONF") <= 1e-4)
@@ -388,10 +417,44 @@ TEST(scan_effects_run, windows_that_get_rows) {
     EXPECT_EQ(tables[0], tables[1]);
     ASSERT_EQ(files.scan("--effects 0").exit_status, 0);
     EXPECT_EQ(table(files.read("t.effects.tsv")).rows.size(), 0u);
-    EXPECT_EQ(table(files.read("t.effects.tsv")).columns.size(), 22u);
+    EXPECT_EQ(table(files.read("t.effects.tsv")).columns.size(), 23u);
     run_shell(files, "rm t.effects.tsv");
     ASSERT_EQ(files.scan("--effects none").exit_status, 0);
     EXPECT_FALSE(files.has("t.effects.tsv"));
+    ASSERT_EQ(
+        files.run("quilmar-scan --bfile study --pheno pheno.txt --test lrt --out t").exit_status,
+        0);
+    EXPECT_FALSE(files.has("t.effects.tsv"));
+}
+
+// The first 1,000 leads by P have effects; the SNP in the middle has the largest.
+TEST(scan_effects_run, no_more_than_1000_leads) {
+    example_study files;
+    std::string const copies = std::string(30, '0') + std::string(10, '1'),
+                      fewer = std::string(29, '0') + std::string(11, '1');
+    std::vector<snp_text> snps;
+    for (int l = 0; l < 1001; ++l)
+        snps.push_back({"1 s" + std::to_string(l) + " 0 " + std::to_string(1000 * l + 1) + " A C",
+                        l == 500 ? fewer : copies});
+    std::vector<std::string> statuses(40, "1");
+    std::fill(statuses.begin() + 30, statuses.end(), "2");
+    write_study(files, snps, statuses);
+    std::string const command = "quilmar-scan --bfile s --allow-no-covars --window 1 "
+                                "--min-hap-copies 1 --effects-kb ";
+    ASSERT_EQ(files.run(command + "0.5 --out t").exit_status, 0);
+    EXPECT_EQ(table(files.read("t.lead.tsv")).rows.size(), 1001u);
+    EXPECT_EQ(table(files.read("t.effects.tsv")).rows.size(), 1000u);
+    EXPECT_EQ(files.read("t.effects.tsv").find("\t501\t"), std::string::npos);
+    EXPECT_NE(files.read("t.log").find("--effects 1e-4 gives those of all windows up to this P.\n"
+                                       "Lead windows without effects: 501.\n"),
+              std::string::npos);
+    // A kilobase reaches the neighbours: every other SNP is a lead, but not the one in the middle.
+    ASSERT_EQ(files.run(command + "1 --out t").exit_status, 0);
+    table const leads(files.read("t.lead.tsv"));
+    EXPECT_EQ(leads.rows.size(), 500u);
+    EXPECT_EQ(leads.rows[1].at("N_WINDOWS") + " " + leads.rows[1].at("LOCUS_POS") + " " +
+                  leads.rows[1].at("LOCUS_END"),
+              "2 2001 3001");
 }
 
 TEST(scan_effects_run, errors) {
@@ -400,13 +463,13 @@ TEST(scan_effects_run, errors) {
         int status;
         char const* message;
     } const cases[] = {
-        {"--effects some", 8, "--effects: 'some' is no number, 0 to 1, and not all or none."},
+        {"--effects some", 8, "--effects: 'some' is no number, 0 to 1, and not lead, all or none."},
         {"--effects 2", 8, "--effects: '2' is no number"},
         {"--mode linear", 8,
          "--mode: 'linear' is not additive, recessive, dominant or codominant."},
         {"--vs all", 8, "--vs: 'all' is not reference or rest."},
         {"--ci 95", 8, "--ci: '95' is no number, 0.01 to 0.9999."},
-        {"--effects none --ci 0.9", 8, "--ci needs effects: leave --effects none out."},
+        {"--effects none --ci 0.9", 8, "--ci needs effects: give --effects lead."},
         {"--hw HWD", 8, "--hw HWD needs --model retrospective"},
         {"--model retrospective", 8,
          "--model retrospective does not adjust for covariates: its effects are the same with and "
@@ -436,7 +499,9 @@ TEST(scan_effects_run, errors) {
     // A category of two is a number, and what is assumed stands in the log.
     outcome const o = files.scan("--covar-name sex,age --interaction sex --independence --model "
                                  "retrospective");
-    EXPECT_NE(o.err.find("Effects: retrospective likelihood, which assumes haplotypes and sex"),
-              std::string::npos)
-        << o.err;
+    for (char const* text :
+         {"Effects: retrospective likelihood, which assumes haplotypes and sex",
+          "\nInteraction: of each haplotype with sex; the rows of haplotypes alone are the effects "
+          "where sex is 0.\n"})
+        EXPECT_NE(o.err.find(text), std::string::npos) << o.err;
 }

@@ -116,28 +116,24 @@ cat("// Made by scan_reference.R with haplo.stats ", format(packageVersion("hapl
 for (name in names(data_sets)) analyse(name, data_sets[[name]])
 cat("};\n\n")
 
-# The score test of each SNP by glm in the subjects who have it, when of all SNPs those miss whom `misses`
-# names: y status, k number in the group, z the covariates.
-misses <- list(
-    none = list(set = "thousands", of = function(y, k, z) y > 1),
-    controls = list(set = "thousands", of = function(y, k, z) y == 0 & k %% 10 > 0),
-    cases = list(set = "thousands", of = function(y, k, z) y == 1 & k %% 2 == 0),
-    old_controls = list(set = "thousands", of = function(y, k, z) y == 0 & z[, 1] > 1.2),
-    one_sex = list(set = "thousands", of = function(y, k, z) z[, 2] == 1),
-    few_of_many = list(set = "cohort", of = function(y, k, z) k %% 200 == 7))
+# The score test of each SNP by glm in the subjects who have it, when of all SNPs some miss by status y,
+# number k in the group and covariates z.
+misses <- list(controls = function(y, k, z) y == 0 & k %% 10 > 0,
+               cases = function(y, k, z) y == 1 & k %% 2 == 0,
+               old_controls = function(y, k, z) y == 0 & z[, 1] > 1.2,
+               one_sex = function(y, k, z) z[, 2] == 1,
+               few_of_many = function(y, k, z) k %% 200 == 7)
 
 score_glm <- function(name, adjusted) {
-    subjects <- draw(data_sets[[misses[[name]]$set]])
+    subjects <- draw(data_sets[[if (name == "few_of_many") "cohort" else "thousands"]])
     y <- subjects$status
-    k <- ave(y, y, FUN = seq_along) - 1
-    out <- misses[[name]]$of(y, k, subjects$covariates)
+    out <- misses[[name]](y, ave(y, y, FUN = seq_along) - 1, subjects$covariates)
     z <- apply(subjects$snps, 2, function(x) {
         kept <- !out & !is.na(x)
         d <- data.frame(y = y, subjects$covariates)[kept, if (adjusted) 1:4 else 1, drop = FALSE]
-        control <- glm.control(epsilon = 1e-14)
-        null <- glm(y ~ ., binomial, d, control = control)
-        full <- glm(y ~ . + x, binomial, cbind(d, x = x[kept]), control = control)
-        sign(coef(full)["x"]) * sqrt(anova(null, full, test = "Rao")$Rao[2])
+        fit <- function(d) glm(y ~ ., binomial, d, control = glm.control(epsilon = 1e-14))
+        full <- fit(cbind(d, x = x[kept]))
+        sign(coef(full)["x"]) * sqrt(anova(fit(d), full, test = "Rao")$Rao[2])
     })
     cat("    {\"", name, "\", ", if (adjusted) "true" else "false", ",\n     {",
         paste(formatC(z, digits = 10, format = "g"), collapse = ", "), "}},\n", sep = "")

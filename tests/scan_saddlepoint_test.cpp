@@ -133,7 +133,7 @@ TEST(scan_saddlepoint, whole_runs) {
                       .run("quilmar-scan --bfile s --allow-no-covars --min-hap-copies 1 --window 1 "
                            "--spa on --out t " +
                            resume)
-                      .err.find("1 haplotypes have no saddle point: their P is the normal one.\n"),
+                      .err.find("1 haplotype without a saddle point: P is the normal one.\n"),
                   std::string::npos);
     EXPECT_EQ(table(files.read("t.hap.tsv")).column("P_TYPE"), "N SPA ");
     EXPECT_EQ(files.run("quilmar-scan --bfile s --test lrt --spa on").exit_status, 8);

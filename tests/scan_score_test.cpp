@@ -1,5 +1,5 @@
 // The score test of a window: against haplo.stats and glm, against sums over subjects and listed
-// pairs of haplotypes, and against closed forms.
+// pairs of haplotypes.
 #include "scan/error.h"
 #include "scan/score/tails.h"
 #include "scan/score/window_runner.h"
@@ -248,16 +248,6 @@ TEST(ScanScore, EqualsHaploStatsAndGlm) {
     }
 }
 
-// The two variances are the same where the groups are equal and nothing is adjusted for.
-TEST(ScanScore, EqualsHaploScoreInEqualGroups) {
-    scan::window_row const row = run(scan_sample(scan_data_sets[0]));
-    for (std::size_t h = 0; h < row.haplotypes.size(); ++h)
-        EXPECT_NEAR(find(row, scan_references[0].bits[h]).z, scan_references[0].haplo_score[h],
-                    1e-4);
-    EXPECT_NEAR(row.chisq, scan_references[0].haplo_score_global, 1e-4);
-    EXPECT_EQ(row.df, scan_references[0].haplo_score_df);
-}
-
 TEST(ScanScore, EqualsSumsOverSubjects) {
     for (std::size_t k = 0; k < 4; ++k) {
         SCOPED_TRACE(scan_references[k].data_set);
@@ -282,33 +272,32 @@ TEST(ScanScore, LeavesSubjectsWithoutGenotypesOut) {
     expect_plain(s, run(s, settings), plain);
 }
 
-// Of the subjects that `misses` in scan_reference.R names by status, number in the group and covariates.
-bool misses(std::string const& who, bool is_case, std::size_t k, Eigen::RowVectorXd const& z) {
-    return who == "controls"       ? !is_case && k % 10 > 0
-           : who == "cases"        ? is_case && k % 2 == 0
-           : who == "old_controls" ? !is_case && z[1] > 1.2
-           : who == "one_sex"      ? z[2] == 1
-           : who == "few_of_many"  ? k % 200 == 7
-                                   : false;
-}
-
 TEST(ScanScore, TheNullModelIsThatOfTheWindowsSubjects) {
     for (left_out_reference const& expected : left_out_references) {
-        SCOPED_TRACE(expected.who + (expected.adjusted ? ", adjusted" : ""));
-        bool const are_few = expected.who == "few_of_many";
-        scan_sample s(scan_data_sets[are_few ? 5 : 4]);
-        unsigned const n_controls = scan_data_sets[are_few ? 5 : 4].n_controls;
-        for (std::size_t i = 0; i < s.status.size(); ++i)
-            if (misses(expected.who, s.status[i] != 0, i < n_controls ? i : i - n_controls,
-                       s.design.row(static_cast<Eigen::Index>(i))))
-                for (std::vector<int>& snp : s.copies)
-                    snp[i] = scan_sample::MISSING;
+        std::string const& who = expected.who; // as in scan_reference.R
+        SCOPED_TRACE(who + (expected.adjusted ? ", adjusted" : ""));
+        bool const are_few = who == "few_of_many";
+        scan_data_set const& set = scan_data_sets[are_few ? 5 : 4];
+        scan_sample s(set);
+        auto const misses = [&](std::size_t i) {
+            bool const is_case = s.status[i] != 0;
+            std::size_t const k = is_case ? i - set.n_controls : i;
+            auto const z = s.design.row(static_cast<Eigen::Index>(i));
+            return who == "controls"       ? !is_case && k % 10 > 0
+                   : who == "cases"        ? is_case && k % 2 == 0
+                   : who == "old_controls" ? !is_case && z[1] > 1.2
+                   : who == "one_sex"      ? z[2] == 1
+                                           : k % 200 == 7;
+        };
+        auto snps = s.copies;
+        for (std::vector<int>& snp : snps)
+            for (std::size_t i = 0; i < s.status.size(); ++i)
+                if (misses(i)) snp[i] = scan_sample::MISSING;
         if (!expected.adjusted) s.design.conservativeResize(Eigen::NoChange, 1), s.names.resize(1);
-        auto const snps = s.copies;
         s.n_snps = 1;
         for (std::size_t l = 0; l < snps.size(); ++l) {
             s.copies = {snps[l]};
-            double const z = find(run(s, {0.5, 0.01, 0}), 1).z,
+            double const z = find(run(s), 1).z,
                          tolerance = are_few && expected.adjusted ? 5e-4 : 1e-6;
             EXPECT_NEAR(z, expected.z[l], tolerance * std::max(1.0, std::fabs(z)));
         }
@@ -335,29 +324,6 @@ TEST(ScanScore, CovariatesMaySeparateTheSubjectsOfAWindow) {
         s.copies[0][i] = is_kept ? static_cast<int>(i / 6 % 3) : scan_sample::MISSING;
     }
     EXPECT_EQ(scan::text(run(s).code), "SEPARATED");
-}
-
-TEST(ScanScore, IsTheTrendTestForOneSnp) {
-    double const cases[] = {30, 41, 17}, controls[] = {60, 53, 12}; // by copies
-    std::vector<std::uint8_t> status;
-    std::string snp;
-    double N = 0, R = 0, by_case = 0, by_all = 0, squares = 0;
-    for (int c = 0; c < 3; ++c)
-        for (double const* const group : {cases, controls}) {
-            auto const count = static_cast<std::size_t>(group[c]);
-            status.insert(status.end(), count, group == cases);
-            snp.append(count, static_cast<char>('0' + c));
-            N += group[c], by_all += c * group[c], squares += c * c * group[c];
-            if (group == cases) R += group[c], by_case += c * group[c];
-        }
-    scan::window_row const row = run(scan_sample(status, {snp}));
-    double const trend =
-        N * std::pow(N * by_case - R * by_all, 2) / (R * (N - R) * (N * squares - by_all * by_all));
-    EXPECT_NEAR(row.chisq, trend, 1e-9);
-    EXPECT_EQ(row.df, 1u);
-    EXPECT_NEAR(find(row, 1).z, std::sqrt(trend), 1e-9); // cases carry more copies
-    EXPECT_NEAR(find(row, 0).z, -std::sqrt(trend), 1e-9);
-    EXPECT_NEAR(find(row, 1).freq, by_all / 2 / N, 1e-12);
 }
 
 TEST(ScanScore, FrequenciesEqualQuilmars) {
@@ -412,6 +378,9 @@ TEST(ScanScore, CodesOfWindowsWithoutATest) {
         SCOPED_TRACE(c.snps[0]);
         scan::window_row const row = run(scan_sample(status, c.snps));
         EXPECT_EQ(scan::text(row.code), c.code);
+        scan::window_settings ratio;
+        ratio.test = scan::test_kind::lrt;
+        EXPECT_EQ(scan::text(run(scan_sample(status, c.snps), ratio).code), c.code);
         EXPECT_EQ(row.obs, c.obs);
         EXPECT_EQ(row.cases, c.cases);
         EXPECT_EQ(row.controls, c.obs - c.cases);
@@ -442,15 +411,36 @@ TEST(ScanScore, FrequencyAndCopiesChooseTheHaplotypes) {
     }
 }
 
+// A frequency is found by iteration.
+TEST(ScanScore, ExactlyTheLeastCopiesAreEnough) {
+    std::vector<std::uint8_t> status(60, 0);
+    std::fill_n(status.begin(), 30, 1);
+    for (unsigned copies = 2; copies < 20; ++copies) {
+        std::string carriers(60, '0'), other(60, '0');
+        std::fill_n(carriers.begin(), copies, '1');
+        std::fill_n(other.begin() + 10, 40, '1');
+        scan_sample const s(status, {carriers, other});
+        scan::haplotype_row const last = run(s, {0.5, 0, 0.1}).haplotypes.back();
+        double const exact = std::round(120 * last.freq);
+        if (std::fabs(120 * last.freq - exact) > 1e-6) continue;
+        EXPECT_EQ(run(s, {0.5, 0, exact / 2}).haplotypes.back().bits, last.bits) << exact;
+        EXPECT_EQ(run(s, {0.5, exact / 120, 0}).haplotypes.back().bits, last.bits) << exact;
+    }
+}
+
 TEST(ScanScore, TheTopHaplotypeIsCorrectedForTheirNumber) {
     scan::window_row const row = run(scan_sample(scan_data_sets[3]));
     EXPECT_EQ(row.top.bits, 30u);
     EXPECT_DOUBLE_EQ(row.top.z, find(row, 30).z);
     EXPECT_DOUBLE_EQ(row.top.log_p, find(row, 30).log_p);
     EXPECT_DOUBLE_EQ(row.top_log_p_bonferroni, row.top.log_p + std::log(7));
-    // One SNP without any association: twice p is more than 1.
-    EXPECT_EQ(run(scan_sample({0, 0, 0, 1, 1, 1}, {"012012"}), {0.5, 0.01, 1}).top_log_p_bonferroni,
-              0);
+    // The tests of two haplotypes are one, but where there are others.
+    scan_sample const snp({0, 0, 0, 1, 1, 1}, {"012112"}),
+        pair({0, 0, 0, 1, 1, 1}, {"012112", "000001"});
+    scan::window_row const two = run(snp, {0.5, 0.01, 1}), others = run(pair, {0.5, 0.2, 1});
+    EXPECT_DOUBLE_EQ(two.top_log_p_bonferroni, two.top.log_p);
+    ASSERT_EQ(others.n_haplotypes, 2u);
+    EXPECT_DOUBLE_EQ(others.top_log_p_bonferroni, std::min(0.0, others.top.log_p + std::log(2)));
 }
 
 TEST(ScanScore, WhatCovariatesExplainIsNotTested) {

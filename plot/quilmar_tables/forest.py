@@ -1,6 +1,6 @@
 """Odds ratios with their intervals on a log axis, a line of text and numbers each.
 
-A square is an estimate, hollow where the interval is penalised; an arrow is an interval that goes on.
+A square is an estimate, hollow where it is penalised; an arrow is an interval that goes on.
 """
 from dataclasses import dataclass
 
@@ -109,7 +109,7 @@ def axis_of(axes, low, high, level, rows, n_lines):
     axes.set_yticks([])
     axes.spines["left"].set_visible(False)
     axes.axvline(1, color="black", linewidth=0.8)
-    hollow = "; hollow: penalised interval" if any(row.is_penalised for row in rows) else ""
+    hollow = "; hollow: penalised estimate" if any(row.is_penalised for row in rows) else ""
     axes.set_xlabel(f"odds ratio, {level}% interval{hollow}")
 
 
@@ -119,7 +119,7 @@ def draw(table):
     if not rows:
         raise DataError(f"{table.path}: no odds ratio to draw.")
     if len(rows) > MOST_ROWS:
-        raise DataError(f"{table.path}: {len(rows)} effects are too many for one picture; choose windows by --window.")
+        raise DataError(f"{table.path}: {len(rows)} effects are too many for one picture; choose windows by --window or --top.")
     left, right = text_columns(rows, table.level)
     lines = lines_of(rows)
     plot_at = 0.1 + sum(column.width for column in left)

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <memory>
 #include <optional>
 
 namespace scan {
@@ -62,32 +63,31 @@ effect_estimate wald(fitted const& fit, unsigned k, double quantile) {
     e.lower = e.beta - quantile * e.standard_error;
     e.upper = e.beta + quantile * e.standard_error;
     e.z = e.beta / e.standard_error;
-    e.log_p = log_p_two_sided(e.z);
     e.log_ratio_p = fit.log_ratio_p(k);
     return e;
 }
 
-// With the bounds of the penalised profile.
-effect_estimate sparse_estimate(fitted const& fit, fitted const& penalised_fit, unsigned k,
-                                double quantile) {
-    effect_estimate e = wald(fit, k, quantile);
-    double const start = quantile * std::min(penalised_fit.standard_error(k), FIRST_DISTANCE);
+// Of the penalised fit, with the bounds of its profile.
+effect_estimate sparse_estimate(fitted const& penalised_fit, unsigned k, double quantile) {
+    effect_estimate e = wald(penalised_fit, k, quantile);
+    double const start = quantile * std::min(e.standard_error, FIRST_DISTANCE);
     e.lower = penalised_fit.bound(k, -1, quantile, start);
     e.upper = penalised_fit.bound(k, 1, quantile, start);
     e.code = effect_code::penalised;
     return e;
 }
 
-// An estimate at infinity. `profiled`: the fit whose profile bounds it on the other side.
-effect_estimate infinite_estimate(fitted const& fit, fitted const& profiled, unsigned k,
-                                  int direction, double quantile) {
+// An estimate at infinity. `profiled`: the fit whose profile bounds it on the other side, and that
+// tests it.
+effect_estimate infinite_estimate(fitted const& profiled, unsigned k, int direction,
+                                  double quantile) {
     double const infinity = std::numeric_limits<double>::infinity();
     effect_estimate e;
     e.beta = direction * infinity;
     double const bound = profiled.bound(k, -direction, quantile, FIRST_DISTANCE);
     e.lower = direction > 0 ? bound : -infinity;
     e.upper = direction > 0 ? infinity : bound;
-    e.log_p = e.log_ratio_p = fit.log_ratio_p(k);
+    e.log_ratio_p = profiled.log_ratio_p(k);
     e.code = effect_code::infinite;
     return e;
 }
@@ -97,12 +97,40 @@ void divide(effect_estimate& e, double unit) {
         *value /= unit;
 }
 
-std::vector<unsigned> sparse_ones(std::vector<reported_parameter> const& reported,
-                                  safeguarded_outcome const& outcome) {
-    std::vector<unsigned> sparse;
+std::vector<reported_parameter> sparse_ones(std::vector<reported_parameter> const& reported,
+                                            safeguarded_outcome const& outcome) {
+    std::vector<reported_parameter> sparse;
     for (reported_parameter const& r : reported)
-        if (r.is_sparse && !outcome.unidentified[r.index]) sparse.push_back(r.index);
+        if (r.support.is_sparse && !outcome.unidentified[r.index]) sparse.push_back(r);
     return sparse;
+}
+
+// The same model behind a pointer: copies of it, and of what is made of it, are small.
+safeguarded_model shared(safeguarded_model const& model) {
+    auto const kept = std::make_shared<safeguarded_model>(model);
+    return {model.p,
+            [kept](double const* x, double& L, double* g) { return kept->evaluate(x, L, g); },
+            [kept](double* H) { kept->information(H); }, model.units};
+}
+
+// The model with `sign` times its slopes: from the parameters to what is penalised, or back.
+safeguarded_model moved(safeguarded_model model, std::vector<reported_parameter> const& sparse,
+                        int sign) {
+    for (reported_parameter const& r : sparse) {
+        if (r.slope == 0) continue;
+        std::vector<double> c(model.p);
+        c[r.interaction] = sign * r.slope;
+        model = shared(sheared(model, r.index, c));
+    }
+    return model;
+}
+
+safeguarded_model penalised_model(safeguarded_model const& model,
+                                  std::vector<reported_parameter> const& sparse) {
+    std::vector<unsigned> parameters;
+    for (reported_parameter const& r : sparse)
+        parameters.push_back(r.index);
+    return moved(penalised(moved(model, sparse, 1), parameters), sparse, -1);
 }
 
 } // namespace
@@ -126,6 +154,12 @@ effect_estimate failed_estimate(effect_code code) {
     return e;
 }
 
+void choose_p(term_support support, effect_estimate& e) {
+    bool const is_ratio = support.is_tested_by_ratio || std::isnan(e.z);
+    e.log_p = is_ratio ? e.log_ratio_p : log_p_two_sided(e.z);
+    if (!std::isnan(e.log_p)) e.type = is_ratio ? p_type::likelihood_ratio : p_type::wald;
+}
+
 std::vector<effect_estimate> estimate_effects(safeguarded_model const& model,
                                               std::vector<reported_parameter> const& reported,
                                               double level, double* x) {
@@ -138,25 +172,27 @@ std::vector<effect_estimate> estimate_effects(safeguarded_model const& model,
         x[k] = fit.outcome.direction[k] == 0
                    ? fit.x[k]
                    : std::clamp(fit.x[k], -FARTHEST_START, FARTHEST_START);
-    std::vector<unsigned> const sparse = sparse_ones(reported, fit.outcome);
+    std::vector<reported_parameter> const sparse = sparse_ones(reported, fit.outcome);
     std::optional<fitted> penalised_fit;
-    if (!sparse.empty()) penalised_fit.emplace(penalised(model, sparse), x);
+    if (!sparse.empty()) penalised_fit.emplace(penalised_model(model, sparse), x);
 
     std::vector<effect_estimate> estimates;
     for (reported_parameter const& r : reported) {
         int const direction = fit.outcome.direction[r.index];
-        fitted const& profiled = r.is_sparse && penalised_fit ? *penalised_fit : fit;
+        bool const is_sparse = r.support.is_sparse;
+        fitted const& profiled = is_sparse && penalised_fit ? *penalised_fit : fit;
         effect_estimate e;
         if (fit.outcome.unidentified[r.index])
             e = failed_estimate(effect_code::not_identifiable);
         else if (!profiled.has_succeeded)
             e = failed_estimate(effect_code::no_convergence);
         else if (direction != 0) {
-            e = infinite_estimate(fit, profiled, r.index, direction, quantile);
-            if (r.is_sparse) e.code = effect_code::infinite_penalised;
+            e = infinite_estimate(profiled, r.index, direction, quantile);
+            if (is_sparse) e.code = effect_code::infinite_penalised;
         } else
-            e = r.is_sparse ? sparse_estimate(fit, profiled, r.index, quantile)
-                            : wald(fit, r.index, quantile);
+            e = is_sparse ? sparse_estimate(profiled, r.index, quantile)
+                          : wald(fit, r.index, quantile);
+        choose_p(r.support, e);
         divide(e, r.unit);
         estimates.push_back(e);
     }

@@ -54,6 +54,10 @@ class prospective_likelihood {
     // Lower triangle, row by row, of the information at the last x.
     void information(double* H);
 
+    // Of each effect, in their order, what the genotypes of the group that knows less tell of it, as
+    // a share of what seen haplotypes would; under the frequencies at x.
+    Eigen::ArrayXd known_shares(double const* x);
+
     // Moves the origin of the covariate that interacts by `shift` below, where the effects beta are
     // then those of: e becomes e + shift, and x what it must be for the same probabilities.
     void move_origin(double shift, double* x);

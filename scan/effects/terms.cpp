@@ -1,5 +1,7 @@
 #include "scan/effects/terms.h"
 
+#include "scan/score/copies.h"
+
 #include <algorithm>
 
 namespace scan {
@@ -40,7 +42,7 @@ haplotype_terms against_reference(effect_input const& input, supported_haplotype
     for (std::size_t h = 0; h < haplotypes.size(); ++h)
         if (is_rare(h)) frequency += haplotypes.frequencies[h];
     double const copies = 2.0 * std::min(tested.cases, tested.controls) * frequency;
-    if (copies < input.test.min_hap_copies || copies == 0) return t;
+    if (!is_enough(copies, input.test.min_hap_copies) || copies == 0) return t;
     add({haplotype_name::rare, 0}, frequency, t);
     for (std::size_t h = 0; h < haplotypes.size(); ++h)
         if (is_rare(h)) t.labels[h] = t.n_terms();
@@ -84,17 +86,19 @@ std::vector<planned_row> plan_rows(effect_input const& input, haplotype_terms co
                                    window_sample const& sample) {
     std::vector<planned_row> rows;
     unsigned const per_term = terms.code.per_term();
-    double const smaller = std::min(sample.n_cases, sample.n_subjects - sample.n_cases);
     for (unsigned t = 0; t < terms.n_terms(); ++t)
         for (unsigned which = 0; which < per_term; ++which) {
             std::string const test = test_name(input.settings.mode, which);
-            double const frequency = terms.frequencies[t], copies = 2 * smaller * frequency;
+            double const frequency = terms.frequencies[t];
+            double const expected =
+                sample.n_smaller() * rarer_share(input.settings.mode, which, frequency);
             effect_row row{terms.names[t], terms.reference, test, frequency, true, {}};
             unsigned const code = t * per_term + which;
-            rows.push_back({row, code, false, copies < LEAST_COPIES});
+            rows.push_back({row, code, false, support_of(expected, sample)});
             if (!input.has_interaction()) continue;
             row.test += "x" + input.environment_name();
-            rows.push_back({row, code, true, copies * input.environment_share < LEAST_COPIES});
+            rows.push_back(
+                {row, code, true, support_of(expected * input.environment_share, sample)});
         }
     return rows;
 }

@@ -14,6 +14,11 @@ std::string_view const WINDOW_COLUMNS =
     "RARE_FREQ\tDF\tCHISQ\tP\tNEG_LOG10_P\tTOP_HAP\tTOP_FREQ\tTOP_Z\tTOP_P\tTOP_P_BONF\t"
     "ERRCODE\tP_TYPE\n";
 
+std::string lead_columns() {
+    return std::string(WINDOW_COLUMNS, 0, WINDOW_COLUMNS.size() - 1) +
+           "\tN_WINDOWS\tLOCUS_POS\tLOCUS_END\n";
+}
+
 std::string_view haplotype_columns(test_kind test) {
     return test == test_kind::score
                ? "CHROM\tPOS\tEND\tWINDOW\tHAP\tBITS\tTEST\tFREQ\tCASE_FREQ\tCTRL_FREQ\tCASE_HAP_"
@@ -63,7 +68,7 @@ std::string effect_columns(double level) {
     std::string const percent = number_text(100 * level);
     return "CHROM\tPOS\tEND\tWINDOW\tMODEL\tHAP\tREF_HAP\tTEST\tOBS_CT\tCASE_CT\tCTRL_CT\t"
            "HAP_FREQ\tBETA\tSE\tOR\tL" +
-           percent + "\tU" + percent + "\tZ_STAT\tP\tNEG_LOG10_P\tLRT_P\tERRCODE\n";
+           percent + "\tU" + percent + "\tZ_STAT\tP\tNEG_LOG10_P\tLRT_P\tERRCODE\tP_TYPE\n";
 }
 
 void table_rows::append_place(std::size_t index, std::string& line) const {
@@ -89,6 +94,13 @@ void table_rows::append_alleles(window const& w, std::uint32_t bits, std::string
         line += snps_.allele(list_.members[w.first + l], is_first ? 0 : 1);
     }
     line += '\t';
+}
+
+std::string table_rows::alleles(window const& w, std::uint32_t bits) const {
+    std::string text;
+    append_alleles(w, bits, text);
+    text.pop_back();
+    return text;
 }
 
 void table_rows::append_window(std::size_t index, window_row const& row, std::string& table) const {
@@ -173,7 +185,7 @@ void table_rows::append_effects(std::size_t index, std::string const& model,
                        table);
         append_p_values(e.log_p, table);
         append_p(e.log_ratio_p, table);
-        table.append("\t").append(text(e.code)).push_back('\n');
+        table.append("\t").append(text(e.code)).append("\t").append(text(e.type)).push_back('\n');
     }
 }
 

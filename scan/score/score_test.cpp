@@ -213,8 +213,8 @@ void score_test::subtract_projection() {
         variance().noalias() -= covariance.lazyProduct(covariance.transpose());
         return;
     }
-    Eigen::MatrixXd const part = window_.whitening() * covariance.transpose();
-    variance().noalias() -= part.transpose() * part;
+    explained_.noalias() = window_.whitening() * covariance.transpose();
+    variance().noalias() -= explained_.transpose() * explained_;
     score().noalias() -= covariance * window_.step();
 }
 

@@ -45,6 +45,7 @@ class score_test {
     std::vector<double> copies_;      // distinct genotypes x tested haplotypes
     // U and V of all tested haplotypes; X'WX's diagonal; X'WQ, or, without covariates, X'1.
     std::vector<double> score_, variance_, total_, covariance_;
+    Eigen::MatrixXd explained_;                                 // R C' (see window_model)
     std::vector<double> scale_, scaled_, correlation_, factor_; // of the omnibus test
     std::vector<double> log_p_;                                 // of the haplotypes that have one
 

@@ -46,8 +46,8 @@ double normal_quantile(double p) {
     return qnorm5(p, 0, 1, 1, 0);
 }
 
-double chi_square_1(double log_p) {
-    return qchisq(log_p, 1, 0, 1);
+double chi_square_median(unsigned df) {
+    return qchisq(0.5, df, 1, 0);
 }
 
 } // namespace scan

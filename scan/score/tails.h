@@ -24,8 +24,8 @@ double log_p_cauchy(std::vector<double> const& log_p);
 // The z below which a standard normal variable is with probability p.
 double normal_quantile(double p);
 
-// The chi-square of 1 degree of freedom whose tail has this probability.
-double chi_square_1(double log_p);
+// The median of a chi-square with df degrees of freedom.
+double chi_square_median(unsigned df);
 
 } // namespace scan
 

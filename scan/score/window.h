@@ -39,17 +39,20 @@ enum class error_code {
     one_group,
     too_many_snps,
     too_long,
+    too_many_phases,
     em_maxiter,
     separated
 };
+constexpr std::size_t N_ERROR_CODES = 9;
 
 // "." for none, else ONE_HAPLOTYPE and so on.
 std::string text(error_code code);
 
 constexpr double NOT_COMPUTED = std::numeric_limits<double>::quiet_NaN();
 
-// A tested haplotype. z and log_p are not numbers where the covariates explain its copies and, under
-// the likelihood ratio, where there is no standard error.
+// A tested haplotype. z and log_p are not numbers where the covariates explain its copies; under the
+// likelihood ratio z is none without a standard error, and log_p is none where the effect is not
+// determined.
 struct haplotype_row {
     std::uint32_t bits = 0;     // bit n - 1 is the first of n SNPs, 1 the first allele of the .bim
     double freq = NOT_COMPUTED; // EM estimate in all subjects
@@ -102,6 +105,7 @@ class window_test {
     error_code count(window_row& result) const;
     void choose_haplotypes(window_row& result);
     error_code test(window_row& result);
+    bool has_variance(window_row row);
 };
 
 } // namespace scan

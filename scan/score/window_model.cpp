@@ -85,7 +85,8 @@ void window_model::take_out(std::vector<std::uint32_t> const& subjects) {
 void window_model::solve() {
     decomposition_.compute(information_);
     whitening_ = decomposition_.whitening();
-    step_.noalias() = whitening_.transpose() * (whitening_ * score_);
+    work_.noalias() = whitening_ * score_;
+    step_.noalias() = whitening_.transpose() * work_;
 }
 
 // Of the changes delta, weighted; d'I d = d'(sum of r q).
@@ -93,9 +94,15 @@ double window_model::mean_square_step() const {
     return step_.dot(score_) / weight_;
 }
 
-double window_model::largest_change(double const* copies, std::size_t n_copies) const {
+// Sum of w ((t - T) delta)^2, of all subjects of the run.
+double window_model::spread_change() {
+    work_.noalias() = run_.slope_spread.selfadjointView<Eigen::Lower>() * step_;
+    return step_.dot(work_);
+}
+
+double window_model::largest_change(double const* copies, std::size_t n_copies) {
     double const mean_square = mean_square_step(), T = run_.mean_slope,
-                 spread = step_.dot(run_.slope_spread * step_) / weight_,
+                 spread = spread_change() / weight_,
                  slope = std::sqrt(T * T + run_.slope_spread(0, 0)); // the first q is constant
     return shift_of_variances(copies, n_copies) + std::sqrt(spread) + mean_square / 2 +
            slope * mean_square * std::sqrt(weight_);

@@ -61,6 +61,7 @@ class window_model {
     Eigen::VectorXd score_, step_;
     Eigen::VectorXd shift_; // of the refitted b from the run's: b'z_i grows by q_i'shift
     double weight_ = 0;     // sum of w
+    Eigen::VectorXd work_;
     semidefinite decomposition_;
     std::vector<double> sums_;  // where refitted
     row_major_matrix weighted_; // rows sqrt(w) q of some subjects
@@ -73,7 +74,8 @@ class window_model {
     void take_out(std::vector<std::uint32_t> const& subjects);
     void solve();
     double mean_square_step() const;
-    double largest_change(double const* copies, std::size_t n_copies) const;
+    double spread_change();
+    double largest_change(double const* copies, std::size_t n_copies);
     double shift_of_variances(double const* copies, std::size_t n_copies) const;
     bool refit();
     void evaluate();
