@@ -23,7 +23,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstring>
 
 namespace scan {
 
@@ -55,7 +54,7 @@ constexpr double CUMULANTS[ORDER + 1][6] = {{},
                                             {1, -1020, 52920, -604800, 1814400},
                                             {1, -2046, 168960, -3160080, 19958400, -39916800}};
 
-constexpr std::size_t LANES = 2;
+constexpr std::size_t LANES = 2; // carriers that one instruction handles
 using numbers = double __attribute__((vector_size(LANES * sizeof(double))));
 
 template <unsigned n> numbers polynomial(numbers w) {
@@ -117,17 +116,18 @@ class generating_function {
 generating_function::generating_function(score_terms const& terms, double variance)
     : terms_(terms), variance_(variance) {
     numbers sums[ORDER + 1] = {}, least{}, most{};
-    for (std::size_t i = 0; i < terms.size(); i += LANES) {
-        numbers mu{}, g{}, subjects{};
-        std::size_t const bytes = std::min(LANES, terms.size() - i) * sizeof(double);
-        std::memcpy(&mu, terms.mu.data() + i, bytes);
-        std::memcpy(&g, terms.g.data() + i, bytes);
-        std::memcpy(&subjects, terms.subjects.data() + i, bytes);
+    auto const add = [&](numbers mu, numbers g, numbers subjects) {
         numbers const w = mu * (1 - mu);
         add_cumulants<3>(w, 1 - 2 * mu, subjects * w * g * g, g, sums);
         least = g < least ? g : least;
         most = g > most ? g : most;
-    }
+    };
+    std::size_t const size = terms.size();
+    for (std::size_t i = 0; i + 1 < size; i += LANES)
+        add(numbers{terms.mu[i], terms.mu[i + 1]}, numbers{terms.g[i], terms.g[i + 1]},
+            numbers{terms.subjects[i], terms.subjects[i + 1]});
+    if (size % LANES == 1)
+        add(numbers{terms.mu.back()}, numbers{terms.g.back()}, numbers{terms.subjects.back()});
     largest_g_ = 0;
     for (std::size_t l = 0; l < LANES; ++l)
         largest_g_ = std::max({largest_g_, -least[l], most[l]});

@@ -16,7 +16,6 @@ score_terms const& term_collector::collect(genotype_table const& table, genotype
                                            double const* covariance, double variance) {
     if (run_.has_covariates()) {
         set_slopes(covariance);
-        list_carriers(table, x);
         collect_subjects(table, x, variance);
     } else {
         collect_genotypes(table, x, *covariance);
@@ -52,7 +51,7 @@ void term_collector::set_slopes(double const* covariance) {
     slopes_.noalias() = window_.whitening().transpose() * whitened_;
 }
 
-void term_collector::list_carriers(genotype_table const& table, genotype_copies x) {
+std::size_t term_collector::list_carriers(genotype_table const& table, genotype_copies x) {
     carriers_.resize(run_.is_case.size());
     std::size_t n = 0;
     for (std::uint32_t i = 0; i < run_.is_case.size(); ++i) {
@@ -60,13 +59,13 @@ void term_collector::list_carriers(genotype_table const& table, genotype_copies 
         carriers_[n] = {i, g};
         n += g != genotype_table::NONE && x[g] != 0;
     }
-    carriers_.resize(n);
+    return n;
 }
 
 // Subjects' rows lie far apart: each is asked for while others are at work.
 void term_collector::collect_subjects(genotype_table const& table, genotype_copies x,
                                       double variance) {
-    std::size_t const n = carriers_.size(), c = static_cast<std::size_t>(slopes_.size());
+    std::size_t const n = list_carriers(table, x), c = static_cast<std::size_t>(slopes_.size());
     terms_.resize(n);
     for (std::size_t k = 0; k < n; ++k) {
         double const* const next = window_.q(carriers_[std::min(k + AHEAD, n - 1)].subject);

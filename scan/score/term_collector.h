@@ -41,13 +41,13 @@ class term_collector {
 
     null_model const& run_;
     window_model const& window_;
-    std::vector<carrier> carriers_;
+    std::vector<carrier> carriers_; // as many as subjects, of which the first are carriers
     Eigen::VectorXd whitened_, slopes_;
     score_terms terms_;
 
     void collect_genotypes(genotype_table const& table, genotype_copies x, double total);
     void collect_subjects(genotype_table const& table, genotype_copies x, double variance);
-    void list_carriers(genotype_table const& table, genotype_copies x);
+    std::size_t list_carriers(genotype_table const& table, genotype_copies x);
     void set_slopes(double const* covariance);
 };
 

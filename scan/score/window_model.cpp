@@ -60,12 +60,11 @@ double window_model::log_odds_change(std::size_t subject, Eigen::VectorXd const&
     return Eigen::Map<Eigen::VectorXd const>(q(subject), by.size()).dot(by);
 }
 
-double window_model::probability(std::size_t subject) const {
+// Where it is not the run's.
+double window_model::own_probability(std::size_t subject) const {
     if (!run_.has_covariates()) return case_share();
-    bool const is_case = run_.is_case[subject] != 0;
-    double const residual = row(subject)[null_model::RESIDUAL];
-    if (!is_refitted_) return is_case - residual;
-    return 1 / (1 + 1 / (odds(is_case, residual) * std::exp(log_odds_change(subject, shift_))));
+    double const run_odds = odds(run_.is_case[subject] != 0, row(subject)[null_model::RESIDUAL]);
+    return 1 / (1 + 1 / (run_odds * std::exp(log_odds_change(subject, shift_))));
 }
 
 // Over all subjects of the run Q'WQ = I and Q'r = 0; those who are left out are taken from both.

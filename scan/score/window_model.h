@@ -45,7 +45,10 @@ class window_model {
     Eigen::VectorXd const& step() const { return step_; }
     // Of a subject of the window, by its index in the run's model: mu_i, of which r and w follow, and
     // the n_columns() numbers q_i, which are the run's: any base of the covariates will do.
-    double probability(std::size_t subject) const;
+    double probability(std::size_t subject) const {
+        if (is_refitted_ || !run_.has_covariates()) return own_probability(subject);
+        return run_.is_case[subject] - row(subject)[null_model::RESIDUAL];
+    }
     double const* q(std::size_t subject) const {
         return row(subject) + null_model::FIRST_COVARIATE;
     }
@@ -66,6 +69,7 @@ class window_model {
     double const* row(std::size_t subject) const {
         return run_.subjects.data() + subject * static_cast<std::size_t>(run_.subjects.cols());
     }
+    double own_probability(std::size_t subject) const;
     double log_odds_change(std::size_t subject, Eigen::VectorXd const& by) const;
     void take_out(std::vector<std::uint32_t> const& subjects);
     void solve();
