@@ -1,5 +1,5 @@
-// Intervals of the prospective effects over simulated windows of 5 SNPs, as a Markdown table; or how
-// the fits of small random windows end.
+// Intervals and p-values of the prospective effects over simulated windows of 5 SNPs, as a Markdown
+// table; or how the fits of small random windows end.
 //
 //   scan_effects [data sets per row]
 //   scan_effects windows N [first seed]
@@ -132,22 +132,28 @@ scan::effect_result estimate(scan::effect_settings const& settings, data_set con
     return result;
 }
 
+// Rows and those whose interval has the truth; of the rows whose truth is 0 the small p-values.
 struct tally {
-    unsigned rows = 0, covered = 0;
+    unsigned rows = 0, covered = 0, null_rows = 0, below_05 = 0, below_01 = 0;
     void add(scan::effect_estimate const& e, double truth) {
         ++rows;
         covered += e.lower <= truth && truth <= e.upper;
+        if (truth != 0) return;
+        ++null_rows;
+        below_05 += e.log_p <= std::log(0.05);
+        below_01 += e.log_p <= std::log(0.01);
     }
     void print() const {
-        if (rows > 0)
-            std::printf(" %u | %.1f%% |", rows, 100.0 * covered / rows);
+        if (rows == 0)
+            std::printf(" 0 | | | |");
         else
-            std::printf(" 0 | |");
+            std::printf(" %u | %.1f%% | %.2f | %.2f |", rows, 100.0 * covered / rows,
+                        below_05 / (0.05 * null_rows), below_01 / (0.01 * null_rows));
     }
 };
 
 void study(scenario const& s, unsigned n_sets) {
-    tally usual, sparse;
+    tally usual, penalised;
     unsigned infinite = 0, unidentified = 0, undecided = 0;
     uniform u(1);
     auto const beta = effects_of(s);
@@ -171,13 +177,13 @@ void study(scenario const& s, unsigned n_sets) {
             if (e.code == scan::effect_code::none || e.code == scan::effect_code::infinite)
                 usual.add(e, truth);
             else if (!std::isnan(e.lower))
-                sparse.add(e, truth);
+                penalised.add(e, truth);
         }
     char const* const modes[] = {"", "additive", "recessive", "dominant", "codominant"};
     std::printf("| %s, %s | %u | %g |", s.is_case_control ? "case-control" : "cohort",
                 modes[s.mode], s.n, s.odds_ratio);
     usual.print();
-    sparse.print();
+    penalised.print();
     std::printf(" %u | %u | %u |\n", infinite, unidentified, undecided);
     std::fflush(stdout);
 }
@@ -280,9 +286,9 @@ int main(int argc, char** argv) {
     }
     unsigned const n_sets = number(1, 400);
     std::printf(
-        "| design, mode | subjects | odds ratio | rows of 10 copies | covered | sparse rows | "
-        "covered | infinite | not identifiable | undecided "
-        "|\n|---|---|---|---|---|---|---|---|---|---|\n");
+        "| design, mode | subjects | odds ratio | usual rows | covered | .05 | .01 | penalised rows | "
+        "covered | .05 | .01 | infinite | not identifiable | undecided "
+        "|\n|---|---|---|---|---|---|---|---|---|---|---|---|---|---|\n");
     for (bool const is_case_control : {false, true})
         for (inheritance const mode : {ADDITIVE, RECESSIVE, DOMINANT, CODOMINANT})
             for (unsigned const n : {300u, 2000u})

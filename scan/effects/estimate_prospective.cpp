@@ -20,12 +20,12 @@ estimate_prospective(effect_input const& input, Eigen::VectorXd const& coefficie
             p.is_interaction ? likelihood.interaction(p.code) : likelihood.effect(p.code);
         if (parameter == prospective_likelihood::NO_PARAMETER) continue;
         places.push_back(rows.size() - 1);
-        reported.push_back(
-            {parameter, p.is_interaction ? input.environment_unit() : 1, p.is_sparse});
+        reported.push_back({parameter, p.is_interaction ? input.environment_unit() : 1, p.support});
     }
+    term_support const covariate = support_of_covariate(sample);
     for (std::size_t j = 1; input.settings.shows_covariates && j < input.design.names.size(); ++j) {
         reported.push_back({likelihood.first_covariate() + static_cast<unsigned>(j),
-                            input.design.units[j], false});
+                            input.design.units[j], covariate});
         places.push_back(rows.size());
         rows.push_back(covariate_row(input.design.names[j], terms));
     }

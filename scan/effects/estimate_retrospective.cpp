@@ -91,27 +91,31 @@ std::size_t place_of(planned_row const& p, haplotype_terms const& terms) {
     return p.code + (p.is_interaction ? terms.n_codes() + 2 : 0);
 }
 
-effect_estimate estimate_of(fitted_term const& term, bool is_sparse, double quantile) {
+// Of a term that is sparse: with the penalty, but for an infinite estimate.
+effect_estimate estimate_of(fitted_term const& term, term_support support, double quantile) {
     if (term.end == term_end::not_identifiable)
         return failed_estimate(effect_code::not_identifiable);
-    effect_estimate e;
-    e.beta = term.estimate;
-    e.log_p = e.log_ratio_p = log_p_chi_square(term.ratio, 1);
-    if (term.end != term_end::finite) {
-        bool const is_up = term.end == term_end::plus_infinity;
-        e.lower = !is_up ? term.estimate : is_sparse ? term.penalised_lower : term.lower;
-        e.upper = is_up ? term.estimate : is_sparse ? term.penalised_upper : term.upper;
-        e.code = is_sparse ? effect_code::infinite_penalised : effect_code::infinite;
-        return e;
-    }
+    bool const is_sparse = support.is_sparse, is_finite = term.end == term_end::finite;
     if (is_sparse && std::isnan(term.penalised))
         return failed_estimate(effect_code::no_convergence);
-    e.standard_error = term.standard_error;
-    e.lower = is_sparse ? term.penalised_lower : e.beta - quantile * e.standard_error;
-    e.upper = is_sparse ? term.penalised_upper : e.beta + quantile * e.standard_error;
-    e.z = e.beta / e.standard_error;
-    e.log_p = log_p_two_sided(e.z);
-    e.code = is_sparse ? effect_code::penalised : effect_code::none;
+    effect_estimate e;
+    e.log_ratio_p = log_p_chi_square(is_sparse ? term.penalised_ratio : term.ratio, 1);
+    e.beta = is_sparse && is_finite ? term.penalised : term.estimate;
+    e.lower = is_sparse ? term.penalised_lower : term.lower;
+    e.upper = is_sparse ? term.penalised_upper : term.upper;
+    if (is_finite) {
+        e.standard_error = is_sparse ? term.penalised_error : term.standard_error;
+        e.z = e.beta / e.standard_error;
+        if (!is_sparse) {
+            e.lower = e.beta - quantile * e.standard_error;
+            e.upper = e.beta + quantile * e.standard_error;
+        }
+        e.code = is_sparse ? effect_code::penalised : effect_code::none;
+    } else {
+        (term.end == term_end::plus_infinity ? e.upper : e.lower) = term.estimate;
+        e.code = is_sparse ? effect_code::infinite_penalised : effect_code::infinite;
+    }
+    choose_p(support, e);
     return e;
 }
 
@@ -119,11 +123,12 @@ effect_estimate rho_estimate(safeguarded_result const& fit) {
     effect_estimate e;
     e.beta = fit.rho;
     e.standard_error = fit.rho_error;
-    e.log_p = e.log_ratio_p = std::log(fit.rho_p);
+    e.log_ratio_p = std::log(fit.rho_p);
+    choose_p({}, e);
     return e;
 }
 
-// The fit; of sparse terms the penalised interval, of infinite ones that are not sparse the profile's.
+// The fit; of sparse terms with the penalty, of infinite ones that are not sparse with intervals.
 int fit_terms(effect_input const& input, haplotype_terms const& terms,
               std::vector<planned_row> const& planned, double const* frequencies,
               case_control_ggi_data& data, double quantile, safeguarded_result& fit) {
@@ -131,7 +136,7 @@ int fit_terms(effect_input const& input, haplotype_terms const& terms,
     settings.requests.resize(n_reported(input, terms), 0);
     for (planned_row const& p : planned) {
         settings.requests[place_of(p, terms)] = RATIO;
-        if (p.is_sparse) settings.requests[place_of(p, terms)] |= PENALISED;
+        if (p.support.is_sparse) settings.requests[place_of(p, terms)] |= PENALISED;
     }
     if (input.has_interaction()) settings.requests[terms.n_codes() + 1] = RATIO;
     int const status = case_control_ggi_safeguarded(data, settings, frequencies, fit);
@@ -139,7 +144,8 @@ int fit_terms(effect_input const& input, haplotype_terms const& terms,
     for (planned_row const& p : planned) {
         term_end const end =
             status == SUCCESS ? fit.terms[place_of(p, terms)].end : term_end::finite;
-        if (p.is_sparse || end == term_end::finite || end == term_end::not_identifiable) continue;
+        if (p.support.is_sparse || end == term_end::finite || end == term_end::not_identifiable)
+            continue;
         settings.requests[place_of(p, terms)] |= INTERVAL;
         is_infinite = true;
     }
@@ -179,10 +185,10 @@ std::vector<effect_row> estimate_retrospective(effect_input const& input,
     };
     fit.terms.resize(n_reported(input, terms));
     for (planned_row const& p : planned)
-        add(p.row, estimate_of(fit.terms[place_of(p, terms)], p.is_sparse, quantile));
+        add(p.row, estimate_of(fit.terms[place_of(p, terms)], p.support, quantile));
     if (input.settings.shows_covariates && input.has_interaction())
         add(covariate_row(input.environment_name(), terms),
-            estimate_of(fit.terms[terms.n_codes() + 1], false, quantile));
+            estimate_of(fit.terms[terms.n_codes() + 1], support_of_covariate(sample), quantile));
     if (input.settings.hw != EQUILIBRIUM) {
         effect_row row;
         row.test = "RHO";

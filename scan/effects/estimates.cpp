@@ -62,32 +62,30 @@ effect_estimate wald(fitted const& fit, unsigned k, double quantile) {
     e.lower = e.beta - quantile * e.standard_error;
     e.upper = e.beta + quantile * e.standard_error;
     e.z = e.beta / e.standard_error;
-    e.log_p = log_p_two_sided(e.z);
     e.log_ratio_p = fit.log_ratio_p(k);
     return e;
 }
 
-// With the bounds of the penalised profile.
-effect_estimate sparse_estimate(fitted const& fit, fitted const& penalised_fit, unsigned k,
-                                double quantile) {
-    effect_estimate e = wald(fit, k, quantile);
-    double const start = quantile * std::min(penalised_fit.standard_error(k), FIRST_DISTANCE);
+// Of the penalised fit, with the bounds of its profile.
+effect_estimate sparse_estimate(fitted const& penalised_fit, unsigned k, double quantile) {
+    effect_estimate e = wald(penalised_fit, k, quantile);
+    double const start = quantile * std::min(e.standard_error, FIRST_DISTANCE);
     e.lower = penalised_fit.bound(k, -1, quantile, start);
     e.upper = penalised_fit.bound(k, 1, quantile, start);
     e.code = effect_code::penalised;
     return e;
 }
 
-// An estimate at infinity. `profiled`: the fit whose profile bounds it on the other side.
-effect_estimate infinite_estimate(fitted const& fit, fitted const& profiled, unsigned k,
-                                  int direction, double quantile) {
+// An estimate at infinity. `profiled`: the fit whose profile bounds it on the other side and tests it.
+effect_estimate infinite_estimate(fitted const& profiled, unsigned k, int direction,
+                                  double quantile) {
     double const infinity = std::numeric_limits<double>::infinity();
     effect_estimate e;
     e.beta = direction * infinity;
     double const bound = profiled.bound(k, -direction, quantile, FIRST_DISTANCE);
     e.lower = direction > 0 ? bound : -infinity;
     e.upper = direction > 0 ? infinity : bound;
-    e.log_p = e.log_ratio_p = fit.log_ratio_p(k);
+    e.log_ratio_p = profiled.log_ratio_p(k);
     e.code = effect_code::infinite;
     return e;
 }
@@ -101,7 +99,7 @@ std::vector<unsigned> sparse_ones(std::vector<reported_parameter> const& reporte
                                   safeguarded_outcome const& outcome) {
     std::vector<unsigned> sparse;
     for (reported_parameter const& r : reported)
-        if (r.is_sparse && !outcome.unidentified[r.index]) sparse.push_back(r.index);
+        if (r.support.is_sparse && !outcome.unidentified[r.index]) sparse.push_back(r.index);
     return sparse;
 }
 
@@ -126,6 +124,12 @@ effect_estimate failed_estimate(effect_code code) {
     return e;
 }
 
+void choose_p(term_support support, effect_estimate& e) {
+    bool const is_ratio = support.is_tested_by_ratio || std::isnan(e.z);
+    e.log_p = is_ratio ? e.log_ratio_p : log_p_two_sided(e.z);
+    if (!std::isnan(e.log_p)) e.type = is_ratio ? p_type::likelihood_ratio : p_type::wald;
+}
+
 std::vector<effect_estimate> estimate_effects(safeguarded_model const& model,
                                               std::vector<reported_parameter> const& reported,
                                               double level, double* x) {
@@ -145,18 +149,20 @@ std::vector<effect_estimate> estimate_effects(safeguarded_model const& model,
     std::vector<effect_estimate> estimates;
     for (reported_parameter const& r : reported) {
         int const direction = fit.outcome.direction[r.index];
-        fitted const& profiled = r.is_sparse && penalised_fit ? *penalised_fit : fit;
+        bool const is_sparse = r.support.is_sparse;
+        fitted const& profiled = is_sparse && penalised_fit ? *penalised_fit : fit;
         effect_estimate e;
         if (fit.outcome.unidentified[r.index])
             e = failed_estimate(effect_code::not_identifiable);
         else if (!profiled.has_succeeded)
             e = failed_estimate(effect_code::no_convergence);
         else if (direction != 0) {
-            e = infinite_estimate(fit, profiled, r.index, direction, quantile);
-            if (r.is_sparse) e.code = effect_code::infinite_penalised;
+            e = infinite_estimate(profiled, r.index, direction, quantile);
+            if (is_sparse) e.code = effect_code::infinite_penalised;
         } else
-            e = r.is_sparse ? sparse_estimate(fit, profiled, r.index, quantile)
-                            : wald(fit, r.index, quantile);
+            e = is_sparse ? sparse_estimate(profiled, r.index, quantile)
+                          : wald(fit, r.index, quantile);
+        choose_p(r.support, e);
         divide(e, r.unit);
         estimates.push_back(e);
     }

@@ -2,6 +2,9 @@
 #ifndef QUILMAR_SCAN_EFFECTS_ESTIMATES_H
 #define QUILMAR_SCAN_EFFECTS_ESTIMATES_H
 
+#include "scan/effects/support.h"
+#include "scan/score/p_type.h"
+
 #include "ggi/engine/safeguarded_fit.h"
 
 #include <limits>
@@ -13,10 +16,10 @@ namespace scan {
 enum class effect_code {
     none,
     infinite,           // the likelihood rises to the end of the scale
-    infinite_penalised, // so does it, and the finite bound is that of the penalised profile
-    penalised,        // too few copies: the interval is the profile one of the penalised likelihood
-    not_identifiable, // cannot be told apart from other parameters
-    no_convergence,   // the fit failed
+    infinite_penalised, // so does it, and finite bound and ratio are those of the penalised one
+    penalised,          // too few copies: all numbers are those of the penalised likelihood
+    not_identifiable,   // cannot be told apart from other parameters
+    no_convergence,     // the fit failed
     too_many_haplotypes // there was none
 };
 
@@ -29,23 +32,24 @@ struct effect_estimate {
     double beta = NONE, standard_error = NONE;
     double lower = NONE, upper = NONE; // bounds of the interval for beta
     double z = NONE;
-    double log_p = NONE;       // of z; of the likelihood ratio where there is no z
-    double log_ratio_p = NONE; // of the likelihood ratio
+    double log_ratio_p = NONE; // ln p of the likelihood ratio
+    double log_p = NONE;       // ln p of z or of the likelihood ratio:
+    p_type type = p_type::none;
     effect_code code = effect_code::none;
 };
 
 // The code, and no number.
 effect_estimate failed_estimate(effect_code code);
 
+// Takes P from the likelihood ratio, or from z if there is one and the support suffices for it.
+void choose_p(term_support support, effect_estimate& e);
+
 // A parameter that has a row.
 struct reported_parameter {
     unsigned index;
-    double unit;    // beta is the parameter divided by it
-    bool is_sparse; // too few copies for an interval without a penalty
+    double unit; // beta is the parameter divided by it
+    term_support support;
 };
-
-// Expected copies in the smaller group below which a term is sparse.
-constexpr double LEAST_COPIES = 10;
 
 // Fits the model from x and estimates the given parameters; level: that of the intervals. x receives
 // the estimates, infinite ones cut.

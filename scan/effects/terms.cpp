@@ -84,17 +84,19 @@ std::vector<planned_row> plan_rows(effect_input const& input, haplotype_terms co
                                    window_sample const& sample) {
     std::vector<planned_row> rows;
     unsigned const per_term = terms.code.per_term();
-    double const smaller = std::min(sample.n_cases, sample.n_subjects - sample.n_cases);
     for (unsigned t = 0; t < terms.n_terms(); ++t)
         for (unsigned which = 0; which < per_term; ++which) {
             std::string const test = test_name(input.settings.mode, which);
-            double const frequency = terms.frequencies[t], copies = 2 * smaller * frequency;
+            double const frequency = terms.frequencies[t];
+            double const expected =
+                sample.n_smaller() * rarer_share(input.settings.mode, which, frequency);
             effect_row row{terms.names[t], terms.reference, test, frequency, true, {}};
             unsigned const code = t * per_term + which;
-            rows.push_back({row, code, false, copies < LEAST_COPIES});
+            rows.push_back({row, code, false, support_of(expected, sample)});
             if (!input.has_interaction()) continue;
             row.test += "x" + input.environment_name();
-            rows.push_back({row, code, true, copies * input.environment_share < LEAST_COPIES});
+            rows.push_back(
+                {row, code, true, support_of(expected * input.environment_share, sample)});
         }
     return rows;
 }

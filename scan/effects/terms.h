@@ -4,6 +4,7 @@
 
 #include "scan/effects/estimates.h"
 #include "scan/effects/input.h"
+#include "scan/effects/support.h"
 #include "scan/effects/supported_haplotypes.h"
 
 #include "ggi/engine/design.h"
@@ -52,7 +53,7 @@ struct planned_row {
     effect_row row;
     unsigned code; // among the n_codes() of the terms
     bool is_interaction;
-    bool is_sparse; // see reported_parameter
+    term_support support;
 };
 
 std::vector<planned_row> plan_rows(effect_input const& input, haplotype_terms const& terms,

@@ -8,6 +8,7 @@
 
 #include <Eigen/Core>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -34,6 +35,8 @@ struct window_sample {
     std::vector<double> signs;    // 1 for cases, -1 for controls
     row_major_matrix covariates;
 
+    // Of the smaller group.
+    unsigned n_smaller() const { return std::min(n_cases, n_subjects - n_cases); }
     std::size_t n_rows() const { return subjects.size(); }
 
     // rows[l] holds the .bed's codes of SNP l; subjects with more than max_missing missing SNPs are

@@ -63,7 +63,7 @@ std::string effect_columns(double level) {
     std::string const percent = number_text(100 * level);
     return "CHROM\tPOS\tEND\tWINDOW\tMODEL\tHAP\tREF_HAP\tTEST\tOBS_CT\tCASE_CT\tCTRL_CT\t"
            "HAP_FREQ\tBETA\tSE\tOR\tL" +
-           percent + "\tU" + percent + "\tZ_STAT\tP\tNEG_LOG10_P\tLRT_P\tERRCODE\n";
+           percent + "\tU" + percent + "\tZ_STAT\tP\tNEG_LOG10_P\tLRT_P\tERRCODE\tP_TYPE\n";
 }
 
 void table_rows::append_place(std::size_t index, std::string& line) const {
@@ -173,7 +173,7 @@ void table_rows::append_effects(std::size_t index, std::string const& model,
                        table);
         append_p_values(e.log_p, table);
         append_p(e.log_ratio_p, table);
-        table.append("\t").append(text(e.code)).push_back('\n');
+        table.append("\t").append(text(e.code)).append("\t").append(text(e.type)).push_back('\n');
     }
 }
 
