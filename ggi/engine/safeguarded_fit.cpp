@@ -18,6 +18,8 @@ constexpr double RIDGE = 1e-5;           // below which a long step means a ridg
 constexpr double RUNNING = 0.2;          // a long step, in units
 constexpr double FAR = 20;               // steps along a ridge, each of which leaves 1 / e of it
 constexpr double SMALLEST_PIVOT = 1e-10; // of C, below which it counts as singular
+constexpr double SAFE_PIVOT = 1e-8;      // above which the last step does not make it so
+constexpr double MOST_ERROR = 60;        // that an estimate has, in units
 constexpr double INVOLVED = 1e-4;        // share of a null vector's largest component
 constexpr double FLAT = 3e-7;            // score along a null vector that is rounding
 
@@ -25,7 +27,7 @@ constexpr double FLAT = 3e-7;            // score along a null vector that is ro
 struct scaled_information {
     std::size_t m;
     std::vector<double> C, L, scale;
-    double pivot; // the last one of a factorisation that failed
+    double pivot; // the last one of a factorisation that failed, else the smallest
 
     // From the rows and columns of H (p x p, lower triangle) that are free.
     void take(std::vector<unsigned> const& free, std::size_t p, std::vector<double> const& H) {
@@ -40,6 +42,7 @@ struct scaled_information {
     }
     // L L' = C + lambda I; the first row whose pivot vanishes or is negative, or m.
     std::size_t factorise(double lambda) {
+        double smallest = INF;
         for (std::size_t i = 0; i < m; ++i) {
             double* const row = L.data() + i * m;
             for (std::size_t j = 0; j <= i; ++j) {
@@ -51,12 +54,14 @@ struct scaled_information {
                     row[j] = sum / other[j];
                 } else if (sum > SMALLEST_PIVOT) {
                     row[i] = std::sqrt(sum);
+                    smallest = std::min(smallest, sum);
                 } else {
                     pivot = sum;
                     return i;
                 }
             }
         }
+        pivot = smallest;
         return m;
     }
     // y := L^-T y for the first n rows.
@@ -75,6 +80,18 @@ struct scaled_information {
             y[i] /= L[i * m + i];
         }
         solve_transposed(m, y);
+    }
+    // Standard error of the free parameter j; y is for work.
+    double error(std::size_t j, double* y) const {
+        double sum = 0;
+        for (std::size_t i = j; i < m; ++i) {
+            y[i] = i == j;
+            for (std::size_t k = j; k < i; ++k)
+                y[i] -= L[i * m + k] * y[k];
+            y[i] /= L[i * m + i];
+            sum += y[i] * y[i];
+        }
+        return std::sqrt(sum) / scale[j];
     }
     // v with v_j = 1, none after j and (C v)_i = 0 before j, for the row j of a failed factorisation:
     // v'C v is its pivot.
@@ -306,6 +323,15 @@ struct climb {
         hold(free[where]);
     }
 
+    // Marks the parameters of which a definite matrix says nothing, and goes the last step, but not
+    // where the matrix could be singular after it, which no standard error survives.
+    void finish() {
+        for (std::size_t j = 0; j < free.size(); ++j)
+            if (information.error(j, v.data()) > MOST_ERROR * unit(free[j]))
+                out.unidentified[free[j]] = 1;
+        if (information.pivot > SAFE_PIVOT) try_step(1, step, L - noise());
+    }
+
     fit_end run() {
         while (true) {
             if (!is_here && !evaluate()) return fit_end::broken_down;
@@ -323,7 +349,7 @@ struct climb {
                     continue;
                 }
             } else if (out.decrement <= CONVERGED) {
-                try_step(1, step, L - noise());
+                finish();
                 ++out.iterations;
                 return fit_end::converged;
             } else if (!ascend()) {
@@ -340,7 +366,7 @@ safeguarded_outcome safeguarded_fit(safeguarded_model const& model,
                                     std::vector<char> const* is_fixed, double* x) {
     unsigned const p = model.p;
     safeguarded_outcome out{
-        fit_end::converged,  0, QNAN, 0, std::vector<int>(p), std::vector<char>(p),
+        fit_end::converged,  0, QNAN, 0, {}, std::vector<int>(p), std::vector<char>(p),
         std::vector<char>(p)};
     climb fit(model, x, out);
     for (unsigned k = 0; k < p; ++k)
@@ -350,6 +376,7 @@ safeguarded_outcome safeguarded_fit(safeguarded_model const& model,
             fit.free.push_back(k);
     out.end = fit.run();
     out.log_likelihood = fit.L;
+    out.score = fit.g;
     if (out.end != fit_end::converged) return out;
     auto const has = [](auto const& flags) {
         return std::any_of(flags.begin(), flags.end(), [](int flag) { return flag != 0; });

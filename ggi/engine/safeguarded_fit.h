@@ -42,11 +42,13 @@ enum class fit_end {
 struct safeguarded_outcome {
     fit_end end;
     unsigned iterations;
-    double log_likelihood; // where parameters run, the limit to which it rises
-    double decrement;      // delta of the last iteration
+    double log_likelihood;     // where parameters run, the limit to which it rises
+    double decrement;          // delta of the last iteration
+    std::vector<double> score; // at the estimates; 0 but for those that are held
     // Per parameter: -1 or 1 where it runs to minus or plus infinity, else 0.
     std::vector<int> direction;
-    // Per parameter: does it belong to those that cannot be told apart?
+    // Per parameter: does it belong to those that cannot be told apart, or is its standard error above
+    // 60 units?
     std::vector<char> unidentified;
     // Per parameter: was it held, by the caller or because of one of the above? Covariances are
     // those of the others.

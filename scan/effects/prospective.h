@@ -54,10 +54,6 @@ class prospective_likelihood {
     // Lower triangle, row by row, of the information at the last x.
     void information(double* H);
 
-    // Moves the origin of the covariate that interacts by `shift` below, where the effects beta are
-    // then those of: e becomes e + shift, and x what it must be for the same probabilities.
-    void move_origin(double shift, double* x);
-
     // Refers to this object.
     safeguarded_model model();
 
