@@ -11,9 +11,10 @@
 
 namespace {
 
-constexpr unsigned MOST_ITERATIONS = 200;
-constexpr double LONGEST_STEP = 4;       // in units
+constexpr unsigned MOST_ITERATIONS = 500;
+constexpr double LONGEST_STEP = 4;       // in units; doubled after a step as long as allowed
 constexpr double CONVERGED = 1e-10;      // decrements
+constexpr double DRIFT = 1e-7;           // and where C is not definite
 constexpr double RIDGE = 1e-5;           // below which a long step means a ridge
 constexpr double RUNNING = 0.2;          // a long step, in units
 constexpr double FAR = 20;               // steps along a ridge, each of which leaves 1 / e of it
@@ -22,6 +23,7 @@ constexpr double SAFE_PIVOT = 1e-8;      // above which the last step does not m
 constexpr double MOST_ERROR = 60;        // that an estimate has, in units
 constexpr double INVOLVED = 1e-4;        // share of a null vector's largest component
 constexpr double FLAT = 3e-7;            // score along a null vector that is rounding
+constexpr double STRAIGHT = 1e-9;        // curvature per square unit that bends nothing
 
 // The information of the free parameters scaled to unit diagonal, and its Cholesky factor.
 struct scaled_information {
@@ -113,16 +115,16 @@ struct climb {
     std::vector<unsigned> free;
     std::vector<double> g, H, step, trial, at_trial, v;
     scaled_information information;
-    // The first null vector of C, in its scale and as a direction, and its pivot.
+    // The first null vector of C, in its scale and as a direction.
     std::vector<double> null_vector, null_direction;
-    double null_pivot;
-    double L;
+    std::vector<double> saddle_direction; // in which C is not definite
+    double L, longest_step;
     bool is_here; // the last evaluation was at x, where the model is asked for the information
 
     climb(safeguarded_model const& of, double* start, safeguarded_outcome& outcome)
         : model(of), x(start), out(outcome), p(of.p), g(p), H(p * p), step(p), trial(p),
           at_trial(p), v(p), information{0, H, H, g, 0}, null_vector(p), null_direction(p),
-          null_pivot(0), L(QNAN), is_here(false) {}
+          saddle_direction(p), L(QNAN), longest_step(LONGEST_STEP), is_here(false) {}
 
     double unit(unsigned k) const { return model.units == nullptr ? 1 : model.units[k]; }
     bool is_finite(int status, double value, std::vector<double> const& score) const {
@@ -200,11 +202,14 @@ struct climb {
             if (found == definiteness::definite) {
                 null_vector = v;
                 null_direction = trial;
-                null_pivot = information.pivot;
             }
             found = definiteness::flat;
-            if (is_saddle(information.pivot) || std::fabs(along(trial)) > FLAT) {
+            unsigned where = 0;
+            double const length = longest(trial, where);
+            bool const is_bent = -information.pivot > STRAIGHT * length * length;
+            if ((is_saddle(information.pivot) && is_bent) || std::fabs(along(trial)) > FLAT) {
                 found = definiteness::shifted;
+                saddle_direction = trial;
                 break;
             }
             active.erase(active.begin() + static_cast<std::ptrdiff_t>(failed));
@@ -225,13 +230,13 @@ struct climb {
     double bound_step() {
         std::copy(step.begin(), step.end(), trial.begin());
         for (unsigned const k : free) {
-            double const most = LONGEST_STEP * unit(k);
+            double const most = longest_step * unit(k);
             trial[k] = std::max(-most, std::min(most, step[k]));
         }
         double slope = along(trial);
         if (!(slope > 0)) {
             unsigned where = 0;
-            double const shorter = std::min(1.0, LONGEST_STEP / longest(step, where));
+            double const shorter = std::min(1.0, longest_step / longest(step, where));
             for (unsigned const k : free)
                 trial[k] = shorter * step[k];
             slope = along(trial);
@@ -242,17 +247,24 @@ struct climb {
     // A step that raises the log-likelihood by enough, or that changes it no more than rounding.
     bool ascend() {
         double const slope = bound_step();
+        unsigned where = 0;
+        bool const is_cut = longest(step, where) >= longest_step;
         for (double t = 1; t > 1e-12; t /= 2)
-            if (try_step(t, step, L + 1e-4 * t * slope - noise())) return true;
+            if (try_step(t, step, L + 1e-4 * t * slope - noise())) {
+                longest_step = is_cut ? std::max(LONGEST_STEP, 2 * t * longest_step) : LONGEST_STEP;
+                return true;
+            }
         return false;
     }
-    // Away from a point that is no maximum along v.
-    bool leave_saddle() {
+    // Away from a point that is no maximum along a direction.
+    bool leave_saddle(std::vector<double> const& direction) {
         unsigned where = 0;
-        double const length = longest(v, where);
-        for (double t = 1; length > 0 && t > 1e-3; t /= 2)
+        double const length = longest(direction, where);
+        for (double t = LONGEST_STEP; length > 0 && t > 1e-3; t /= 2)
             for (double const sign : {1.0, -1.0})
-                if (try_step(sign * t / length, v, L + 1e3 * noise())) return true;
+                if (try_step(sign * t / length, direction,
+                             L + std::max(1e3 * noise(), out.decrement)))
+                    return true;
         return false;
     }
 
@@ -323,13 +335,28 @@ struct climb {
         hold(free[where]);
     }
 
-    // Marks the parameters of which a definite matrix says nothing, and goes the last step, but not
-    // where the matrix could be singular after it, which no standard error survives.
-    void finish() {
-        for (std::size_t j = 0; j < free.size(); ++j)
-            if (information.error(j, v.data()) > MOST_ERROR * unit(free[j]))
-                out.unidentified[free[j]] = 1;
+    // Marks the parameters of which a definite matrix says nothing, and holds the one of which it says
+    // least; is there one?
+    bool settle_vague_ones() {
+        double most = 0;
+        unsigned vaguest = 0;
+        for (std::size_t j = 0; j < free.size(); ++j) {
+            double const error = information.error(j, v.data()) / unit(free[j]);
+            if (!(error > MOST_ERROR)) continue;
+            out.unidentified[free[j]] = 1;
+            if (error <= most) continue;
+            most = error;
+            vaguest = free[j];
+        }
+        if (most > 0) hold(vaguest);
+        return most > 0;
+    }
+    // The last step, but not where the matrix could be singular after it, which no standard error
+    // survives.
+    fit_end finish() {
         if (information.pivot > SAFE_PIVOT) try_step(1, step, L - noise());
+        ++out.iterations;
+        return fit_end::converged;
     }
 
     fit_end run() {
@@ -342,18 +369,17 @@ struct climb {
                 if (++out.iterations >= MOST_ITERATIONS) return fit_end::limit_reached;
                 continue;
             }
-            if (found != definiteness::definite && out.decrement <= CONVERGED) {
+            bool const is_saddled = found == definiteness::shifted && out.decrement <= RIDGE;
+            if (is_saddled && leave_saddle(saddle_direction)) {
+                // The climb goes on from there.
+            } else if (out.decrement > (found == definiteness::shifted ? DRIFT : CONVERGED)) {
+                if (!ascend()) return fit_end::broken_down;
+            } else if (found != definiteness::definite) {
                 v = null_direction;
-                if (!is_saddle(null_pivot) || !leave_saddle()) {
-                    settle_null_vector(null_vector);
-                    continue;
-                }
-            } else if (out.decrement <= CONVERGED) {
-                finish();
-                ++out.iterations;
-                return fit_end::converged;
-            } else if (!ascend()) {
-                return fit_end::broken_down;
+                settle_null_vector(null_vector);
+                continue;
+            } else if (!settle_vague_ones()) {
+                return finish();
             }
             if (++out.iterations >= MOST_ITERATIONS) return fit_end::limit_reached;
         }

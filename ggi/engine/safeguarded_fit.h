@@ -35,7 +35,7 @@ enum class fit_end {
     converged,        // a maximum with finite parameters
     infinite,         // some parameters run to infinity, the others are at their limits
     not_identifiable, // some cannot be told apart, the others are at the maximum; some may run too
-    limit_reached,    // 200 iterations were not enough
+    limit_reached,    // 500 iterations were not enough
     broken_down       // no step raises the log-likelihood, or it is not finite at the start
 };
 
