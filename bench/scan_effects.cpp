@@ -9,7 +9,7 @@
 // fifth, on top of those of a covariate of mean 1e6 and one of standard deviation 1e-10; 2 % of the
 // genotypes are missing. "Cohort": status is drawn given haplotypes and covariates, which is the model;
 // "case-control": as many cases as controls are taken of it. The estimates are those of the mode.
-// The second: N windows without effects of 40 to 240 subjects, 1 to 5 SNPs and missing genotypes, by any
+// The second: N windows without effects of 40 to 200 subjects, 1 to 4 SNPs and missing genotypes, by any
 // likelihood and mode, with or without an interaction; one that has not converged, or says what cannot
 // be, is named by its seed.
 #include "examples/simulation.h"
@@ -200,7 +200,7 @@ struct random_window : data_set {
   private:
     explicit random_window(uniform u) {
         auto const one_of = [&](unsigned n) { return static_cast<unsigned>(u() * n); };
-        unsigned const n = 40 + one_of(201), n_snps = 1 + one_of(5);
+        unsigned const n = 40 + one_of(161), n_snps = 1 + one_of(4);
         double const case_share = 0.2 + 0.6 * u(), missing = one_of(3) == 0 ? 0 : 0.1 * u();
         std::vector<double> frequencies(std::size_t{1} << n_snps);
         double sum = 0;
@@ -237,9 +237,9 @@ struct random_window : data_set {
         settings.is_vs_rest = one_of(4) == 0;
         settings.shows_covariates = true;
         if (one_of(2) == 0) settings.model = scan::effect_model::retrospective;
-        if (settings.model == scan::effect_model::retrospective && one_of(3) == 0)
+        if (settings.model == scan::effect_model::retrospective && one_of(8) == 0)
             settings.hw = DISEQUILIBRIUM;
-        if (one_of(2) == 0) settings.interaction = one_of(2) == 0 ? "sex" : "age";
+        if (one_of(3) == 0) settings.interaction = one_of(2) == 0 ? "sex" : "age";
         description = std::to_string(n) + " subjects, " + std::to_string(n_snps) + " SNPs, mode " +
                       std::to_string(settings.mode) + ", model " +
                       std::to_string(static_cast<int>(settings.model)) + ", hw " +

@@ -11,6 +11,7 @@
 
 namespace {
 
+constexpr double INFINITE_START = 4;
 constexpr double LONGEST_START = 4; // for the first distance, in which no effect is looked for
 constexpr double FARTHEST = 200;    // distance at which the profile counts as flat
 constexpr unsigned MOST_FITS = 60;  // for one root
@@ -29,6 +30,8 @@ struct profile {
     profile(profiled_fit const& of, unsigned parameter)
         : fit(of), k(parameter), x(of.x, of.x + of.model.p), is_fixed(of.model.p), slope(QNAN) {
         is_fixed[k] = 1;
+        for (unsigned l = 0; l < of.model.p; ++l)
+            if (!of.outcome.is_estimable(l)) x[l] = start_for_infinite(x[l]);
     }
     // Twice the distance of l_p(b) below the maximum, or not a number.
     double ratio(double b) {
@@ -60,6 +63,10 @@ struct bracket {
 };
 
 } // namespace
+
+double start_for_infinite(double estimate) {
+    return std::max(-INFINITE_START, std::min(estimate, INFINITE_START));
+}
 
 bool go_to_best(restart const& other, safeguarded_model const& model, double* x) {
     double best = -INF, best_value = 0, L;

@@ -32,6 +32,9 @@ struct profiled_fit {
     restart const* other = nullptr;
 };
 
+// The value that a parameter without an estimate starts with where it may have one.
+double start_for_infinite(double estimate);
+
 // Puts the best of the values into x; is there one at which the log-likelihood is finite?
 bool go_to_best(restart const& other, safeguarded_model const& model, double* x);
 

@@ -2,6 +2,7 @@
 // directions without information are told apart by following them.
 #include "ggi/engine/safeguarded_fit.h"
 
+#include "ggi/engine/scaled_information.h"
 #include "numeric/nutil.h"
 #include "numeric/status_code.h"
 
@@ -12,99 +13,19 @@
 namespace {
 
 constexpr unsigned MOST_ITERATIONS = 500;
-constexpr double LONGEST_STEP = 4;       // in units; doubled after a step as long as allowed
-constexpr double CONVERGED = 1e-10;      // decrements
-constexpr double DRIFT = 1e-7;           // and where C is not definite
-constexpr double RIDGE = 1e-5;           // below which a long step means a ridge
-constexpr double RUNNING = 0.2;          // a long step, in units
-constexpr double FAR = 20;               // steps along a ridge, each of which leaves 1 / e of it
-constexpr double SMALLEST_PIVOT = 1e-10; // of C, below which it counts as singular
-constexpr double SAFE_PIVOT = 1e-8;      // above which the last step does not make it so
-constexpr double MOST_ERROR = 60;        // that an estimate has, in units
-constexpr double INVOLVED = 1e-4;        // share of a null vector's largest component
-constexpr double FLAT = 3e-7;            // score along a null vector that is rounding
-constexpr double STRAIGHT = 1e-9;        // curvature per square unit that bends nothing
-
-// The information of the free parameters scaled to unit diagonal, and its Cholesky factor.
-struct scaled_information {
-    std::size_t m;
-    std::vector<double> C, L, scale;
-    double pivot; // the last one of a factorisation that failed, else the smallest
-
-    // From the rows and columns of H (p x p, lower triangle) that are free.
-    void take(std::vector<unsigned> const& free, std::size_t p, std::vector<double> const& H) {
-        m = free.size();
-        for (std::size_t i = 0; i < m; ++i) {
-            double const h = std::fabs(H[free[i] * (p + 1)]);
-            scale[i] = h > 0 ? std::sqrt(h) : 1;
-        }
-        for (std::size_t i = 0; i < m; ++i)
-            for (std::size_t j = 0; j <= i; ++j)
-                C[i * m + j] = H[free[i] * p + free[j]] / (scale[i] * scale[j]);
-    }
-    // L L' = C + lambda I; the first row whose pivot vanishes or is negative, or m.
-    std::size_t factorise(double lambda) {
-        double smallest = INF;
-        for (std::size_t i = 0; i < m; ++i) {
-            double* const row = L.data() + i * m;
-            for (std::size_t j = 0; j <= i; ++j) {
-                double const* const other = L.data() + j * m;
-                double sum = C[i * m + j] + (i == j ? lambda : 0);
-                for (std::size_t k = 0; k < j; ++k)
-                    sum -= row[k] * other[k];
-                if (i != j) {
-                    row[j] = sum / other[j];
-                } else if (sum > SMALLEST_PIVOT) {
-                    row[i] = std::sqrt(sum);
-                    smallest = std::min(smallest, sum);
-                } else {
-                    pivot = sum;
-                    return i;
-                }
-            }
-        }
-        pivot = smallest;
-        return m;
-    }
-    // y := L^-T y for the first n rows.
-    void solve_transposed(std::size_t n, double* y) const {
-        for (std::size_t i = n; i-- > 0;) {
-            y[i] /= L[i * m + i];
-            for (std::size_t k = 0; k < i; ++k)
-                y[k] -= L[i * m + k] * y[i];
-        }
-    }
-    // y := (L L')^-1 y.
-    void solve(double* y) const {
-        for (std::size_t i = 0; i < m; ++i) {
-            for (std::size_t k = 0; k < i; ++k)
-                y[i] -= L[i * m + k] * y[k];
-            y[i] /= L[i * m + i];
-        }
-        solve_transposed(m, y);
-    }
-    // Standard error of the free parameter j; y is for work.
-    double error(std::size_t j, double* y) const {
-        double sum = 0;
-        for (std::size_t i = j; i < m; ++i) {
-            y[i] = i == j;
-            for (std::size_t k = j; k < i; ++k)
-                y[i] -= L[i * m + k] * y[k];
-            y[i] /= L[i * m + i];
-            sum += y[i] * y[i];
-        }
-        return std::sqrt(sum) / scale[j];
-    }
-    // v with v_j = 1, none after j and (C v)_i = 0 before j, for the row j of a failed factorisation:
-    // v'C v is its pivot.
-    void null_vector(std::size_t j, double* v) const {
-        std::fill(v, v + m, 0.0);
-        for (std::size_t k = 0; k < j; ++k)
-            v[k] = -L[j * m + k];
-        solve_transposed(j, v);
-        v[j] = 1;
-    }
-};
+constexpr double LONGEST_STEP = 4;  // in units; doubled after a step as long as allowed
+constexpr double CONVERGED = 1e-10; // decrements
+constexpr double DRIFT = 1e-7;      // and where C is not definite
+constexpr double RIDGE = 1e-5;      // below which a long step means a ridge
+constexpr double RUNNING = 0.2;     // a long step, in units
+constexpr double FAR = 20;          // steps along a ridge, each of which leaves 1 / e of it
+constexpr double SAFE_PIVOT = 1e-8; // above which the last step does not make it so
+constexpr double PULLED = 1e-5;     // score of a parameter that must not be held, per unit
+constexpr unsigned MOST_RELEASES = 5;
+constexpr double MOST_ERROR = 60; // that an estimate has, in units
+constexpr double INVOLVED = 1e-4; // share of a null vector's largest component
+constexpr double FLAT = 3e-7;     // score along a null vector that is rounding
+constexpr double STRAIGHT = 1e-9; // curvature per square unit that bends nothing
 
 // One fit: its parameters, its work arrays and the quantities of the last evaluation.
 struct climb {
@@ -112,19 +33,24 @@ struct climb {
     double* x;
     safeguarded_outcome& out;
     std::size_t p;
-    std::vector<unsigned> free;
+    std::vector<unsigned> free, estimated; // now, and all that the caller does not hold
     std::vector<double> g, H, step, trial, at_trial, v;
     scaled_information information;
     // The first null vector of C, in its scale and as a direction.
     std::vector<double> null_vector, null_direction;
     std::vector<double> saddle_direction; // in which C is not definite
     double L, longest_step;
+    unsigned releases;
     bool is_here; // the last evaluation was at x, where the model is asked for the information
 
     climb(safeguarded_model const& of, double* start, safeguarded_outcome& outcome)
         : model(of), x(start), out(outcome), p(of.p), g(p), H(p * p), step(p), trial(p),
           at_trial(p), v(p), information{0, H, H, g, 0}, null_vector(p), null_direction(p),
-          saddle_direction(p), L(QNAN), longest_step(LONGEST_STEP), is_here(false) {}
+          saddle_direction(p), L(QNAN), longest_step(LONGEST_STEP), releases(0), is_here(false) {
+        for (unsigned k = 0; k < p; ++k)
+            if (!out.held[k]) free.push_back(k);
+        estimated = free;
+    }
 
     double unit(unsigned k) const { return model.units == nullptr ? 1 : model.units[k]; }
     bool is_finite(int status, double value, std::vector<double> const& score) const {
@@ -351,6 +277,17 @@ struct climb {
         if (most > 0) hold(vaguest);
         return most > 0;
     }
+    // Frees all again where one was held too early: the log-likelihood rises along it.
+    bool release() {
+        bool const is_pulled = std::any_of(estimated.begin(), estimated.end(), [this](unsigned k) {
+            return out.held[k] && std::fabs(g[k]) * unit(k) > PULLED;
+        });
+        if (!is_pulled || ++releases > MOST_RELEASES) return false;
+        for (unsigned const k : estimated)
+            out.direction[k] = out.unidentified[k] = out.held[k] = 0;
+        free = estimated;
+        return true;
+    }
     // The last step, but not where the matrix could be singular after it, which no standard error
     // survives.
     fit_end finish() {
@@ -362,7 +299,7 @@ struct climb {
     fit_end run() {
         while (true) {
             if (!is_here && !evaluate()) return fit_end::broken_down;
-            if (free.empty()) return fit_end::converged;
+            if (free.empty() && !release()) return fit_end::converged;
             definiteness const found = newton();
             if (found != definiteness::shifted && is_on_ridge()) {
                 follow_ridge();
@@ -378,7 +315,7 @@ struct climb {
                 v = null_direction;
                 settle_null_vector(null_vector);
                 continue;
-            } else if (!settle_vague_ones()) {
+            } else if (!settle_vague_ones() && !release()) {
                 return finish();
             }
             if (++out.iterations >= MOST_ITERATIONS) return fit_end::limit_reached;
@@ -394,12 +331,8 @@ safeguarded_outcome safeguarded_fit(safeguarded_model const& model,
     safeguarded_outcome out{
         fit_end::converged,  0, QNAN, 0, {}, std::vector<int>(p), std::vector<char>(p),
         std::vector<char>(p)};
+    if (is_fixed != nullptr) out.held = *is_fixed;
     climb fit(model, x, out);
-    for (unsigned k = 0; k < p; ++k)
-        if (is_fixed != nullptr && (*is_fixed)[k])
-            out.held[k] = 1;
-        else
-            fit.free.push_back(k);
     out.end = fit.run();
     out.log_likelihood = fit.L;
     out.score = fit.g;
@@ -425,7 +358,11 @@ int safeguarded_covariance(safeguarded_model const& model, safeguarded_outcome c
     model.information(H.data());
     scaled_information information{0, H, H, g, 0};
     information.take(free, p, H);
-    if (information.factorise(0) < free.size()) return NOT_FINITE;
+    for (std::size_t j; (j = information.factorise(0)) < free.size();
+         information.take(free, p, H)) {
+        V[free[j] * (p + 1)] = QNAN;
+        free.erase(free.begin() + static_cast<std::ptrdiff_t>(j));
+    }
     for (std::size_t j = 0; j < free.size(); ++j) {
         if (!outcome.is_estimable(free[j])) continue;
         std::fill(column.begin(), column.end(), 0.0);

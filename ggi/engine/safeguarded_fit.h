@@ -70,7 +70,8 @@ safeguarded_outcome safeguarded_fit(safeguarded_model const& model,
 
 // Covariance matrix V (p x p, all of it) at the parameters x of a fit that has succeeded: the inverse
 // of the information without the rows that were held. Rows and columns of parameters that are held or
-// not estimable are 0. Returns SUCCESS, or NOT_FINITE where the matrix is not definite, with V 0.
+// not estimable are 0; so are those of one with which the matrix is not definite after all, whose
+// variance is not a number. Returns SUCCESS, or NOT_FINITE where there is no information, with V 0.
 int safeguarded_covariance(safeguarded_model const& model, safeguarded_outcome const& outcome,
                            double const* x, double* V);
 

@@ -10,7 +10,6 @@
 
 namespace {
 
-constexpr double INFINITE_START = 4;
 constexpr double FIRST_DISTANCE = 2; // at which a bound is looked for without a standard error
 constexpr double NOTHING = 1e-6;     // a likelihood ratio that is rounding
 
@@ -55,7 +54,7 @@ struct term_fit {
         if (std::all_of(c.begin(), c.end(), [](double c_l) { return c_l == 0; })) return;
         bool const is_fitted = is_estimable(a, outcome);
         for (unsigned l = 0; !is_fitted && l < p; ++l)
-            if (outcome.direction[l] != 0) x[l] = start_for_infinite(x[l]);
+            if (!outcome.is_estimable(l)) x[l] = start_for_infinite(x[l]);
         for (unsigned l = 0; l < p; ++l)
             x[k] += c[l] * x[l];
         model = sheared(of.model, k, c);
@@ -93,6 +92,7 @@ fitted_term estimate_term(profiled_fit const& fit, std::vector<double> const& V,
     if (!at.has_succeeded) result.end = term_end::undecided;
     if (!at.has_succeeded || at.outcome.unidentified[at.k]) return result;
     int const direction = at.direction();
+    if (direction == 0 && std::isnan(at.error)) return result;
     double const ratio = direction != 0 || (t.requests & RATIO) ? at.ratio() : QNAN;
     if (direction != 0 && ratio <= NOTHING) return result;
     if (t.requests & RATIO) result.ratio = ratio;
@@ -119,8 +119,8 @@ void penalise_terms(profiled_fit const& fit, std::vector<requested_term> const& 
     unsigned const p = fit.model.p;
     safeguarded_model const model = penalised(fit.model, sparse);
     std::vector<double> x(fit.x, fit.x + p), V(std::size_t{p} * p);
-    for (unsigned const k : sparse)
-        x[k] = start_for_infinite(x[k]);
+    for (unsigned k = 0; k < p; ++k)
+        if (!fit.outcome.is_estimable(k)) x[k] = start_for_infinite(x[k]);
     safeguarded_outcome const outcome = best_fit(model, fit.other, nullptr, x.data());
     if (!outcome.has_succeeded() ||
         safeguarded_covariance(model, outcome, x.data(), V.data()) != SUCCESS)
@@ -138,10 +138,6 @@ void penalise_terms(profiled_fit const& fit, std::vector<requested_term> const& 
 }
 
 } // namespace
-
-double start_for_infinite(double estimate) {
-    return std::max(-INFINITE_START, std::min(estimate, INFINITE_START));
-}
 
 std::vector<fitted_term> estimate_terms(profiled_fit const& fit, std::vector<double> const& V,
                                         std::vector<requested_term> const& terms, double quantile) {

@@ -51,7 +51,4 @@ struct fitted_term {
 std::vector<fitted_term> estimate_terms(profiled_fit const& fit, std::vector<double> const& V,
                                         std::vector<requested_term> const& terms, double quantile);
 
-// The value that a parameter at infinity starts with where it need not be infinite.
-double start_for_infinite(double estimate);
-
 #endif
