@@ -1,13 +1,16 @@
 #!/bin/sh
-# Builds the programs and their tests and runs them: test.sh [release | clang | debug | tsan]. The debug
-# build runs under AddressSanitizer and UndefinedBehaviorSanitizer, tsan under ThreadSanitizer with
-# the tests that have "threads" in their names.
+# Builds the programs and their tests and runs them: test.sh [release | clang | fuzz | tsan]. The fuzz
+# build, by clang, runs under AddressSanitizer and UndefinedBehaviorSanitizer, tsan under
+# ThreadSanitizer with the tests that have "threads" in their names.
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 preset=${1:-release}
-compiler=g++
-[ "$preset" != clang ] || compiler=clang
+case $preset in
+clang) compiler=clang ;;
+fuzz) compiler="clang libclang-rt-dev" ;;
+*) compiler=g++ ;;
+esac
 need_packages cmake $compiler make bash dpkg-dev groff-base libgtest-dev python3 python3-numpy \
     $scan_packages $plot_packages
 

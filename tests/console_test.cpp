@@ -3,28 +3,6 @@
 
 #include <gtest/gtest.h>
 
-// The lines that no run prints in the other tests.
-TEST(console_status, lines) {
-    struct {
-        int code;
-        char const *first, *line;
-    } const cases[] = {{1, "f", "f: success."},
-                       {113, "", "iteration failed to converge."},
-                       {203, "f", "f: warning: lU decomposition: Matrix is singular."},
-                       {42, "", "unknown error occurred."},
-                       {-5, "f", "f: warning: unknown error occurred."},
-                       {-9995, "p", "no write permission for file 'p'."},
-                       {-9994, "p", "invalid path for file or directory 'p'."},
-                       {-9999, "text", "text"},
-                       {-9999, "", nullptr}};
-    for (auto const& c : cases) {
-        testing::internal::CaptureStderr();
-        EXPECT_EQ(console_status(c.code, c.first, ""), c.code);
-        EXPECT_EQ(testing::internal::GetCapturedStderr(),
-                  c.line == nullptr ? "" : std::string("<quilmar> ") + c.line + "\n");
-    }
-}
-
 TEST(console_status, printable) {
     struct {
         std::string text, expected;

@@ -331,23 +331,6 @@ TEST(fault, closed_streams) {
     }
 }
 
-// Only the month's name follows the locale; Russian writes decimal commas and groups digits.
-TEST(fault, locale) {
-    directory_run files(SPEC, DATA, 1);
-    if (run_shell(files, "localedef -i ru_RU -f UTF-8 ./ru_RU.UTF-8").exit_status != 0)
-        GTEST_SKIP() << "no localedef, or no locale ru_RU";
-    std::string const variables = "LOCPATH=$PWD LC_ALL=ru_RU.UTF-8 ";
-    run_quilmar(files, "in s");
-    std::string month = run_shell(files, variables + "date '+ %B %Y '").out;
-    month.pop_back();
-    std::string const english = files.read("1.out");
-    run_shell(files, variables + QUILMAR_PROGRAM " in s -t 0.00010");
-    std::string const russian = files.read("1.out");
-    EXPECT_EQ(undated(russian), undated(english));
-    EXPECT_NE(russian.find(month), std::string::npos) << month << russian;
-    EXPECT_EQ(english.find(month), std::string::npos) << month;
-}
-
 // What cannot be had ends a file with the message before it is made; the next file, of the same
 // columns, has its report where the table of frequencies fits.
 TEST(fault, cost_guards) {
@@ -403,48 +386,10 @@ TEST(fault, cost_guards) {
     }
 }
 
-// Down from where a small file can be analysed there is room for the message, or the system does
-// not start the program.
-TEST(memory, least) {
-#ifdef __SANITIZE_ADDRESS__
-    GTEST_SKIP() << "the sanitizer needs more address space than the limits leave";
-#endif
-    directory_run files(SPEC, DATA, 0);
-    int refused = 0;
-    for (int level = 3000, status = 0; status != 1; level += 16) {
-        ASSERT_LT(level, 60000);
-        outcome const o = run_shell(files, "ulimit -v " + std::to_string(level) +
-                                               "; exec " QUILMAR_PROGRAM " d s");
-        status = o.exit_status;
-        EXPECT_TRUE(status == 1 || status == 121 || status == 127) << level << " " << o.err;
-        if (status != 121) continue;
-        ++refused;
-        EXPECT_EQ(o.err, "<quilmar> out of memory.\n");
-    }
-    EXPECT_GT(refused, 0);
-}
-
-// Comments cost no memory, however long the path that a message about them would begin with.
-TEST(memory, long_specification) {
-#ifdef __SANITIZE_ADDRESS__
-    GTEST_SKIP() << "the sanitizer needs more address space than the limits leave";
-#endif
-    directory_run files(SPEC, DATA, 0);
-    std::string comments = SPEC;
-    for (int i = 0; i < 300000; ++i)
-        comments += "x\n";
-    files.write("s", comments);
-    std::string path = "s";
-    for (int i = 0; i < 1000; ++i)
-        path = "./" + path;
-    outcome const o = run_shell(files, "ulimit -v 20000; " QUILMAR_PROGRAM " d " + path);
-    EXPECT_EQ(o.err, "<quilmar> d: result saved to 'd.out'.\n");
-}
-
 // Memory that runs out at every stage: at each level the big file has its report or the message,
 // and once there is room for a small file it always has its report.
 TEST(memory, runs_out) {
-#ifdef __SANITIZE_ADDRESS__
+#ifdef QUILMAR_SANITIZED
     GTEST_SKIP() << "the sanitizer needs more address space than the limits leave";
 #endif
     std::string const gene = "STATUS=2\nGENE=3 4 5 6 7 8 9 10 11 12 13 14\nTHRESHOLD=0.0001\n",

@@ -1,5 +1,7 @@
 // Pair enumeration and collapsing to distinct genotypes.
 #include "examples/simulation.h"
+#include "ggi/engine/completions.h"
+#include "ggi/hwq_frequency.h"
 #include "tests/support.h"
 
 #include <algorithm>
@@ -162,4 +164,24 @@ TEST(genotype, crowded_places) {
         EXPECT_EQ(block[i].multiplicity[0], 2u);
     }
     array.clear();
+}
+
+// The expected counts of all completions against those of every completion by itself.
+TEST(completion_counts, agree_with_the_subdivision) {
+    uniform random(6);
+    std::vector<double> p(1 << 9);
+    for (double& p_h : p)
+        p_h = random();
+    completion_counts completions;
+    for (char const* text : {"999990000", "919092999", "911192999", "911111999", "111199111"}) {
+        genotype g = genotype_of(text);
+        std::vector<double> ratios(p.size()), expected(p.size());
+        completions.add(g.masks(), 3, p.data(), ratios.data());
+        g.subdivide(0);
+        for (genotype const& complete : *g.subdivision)
+            frequency(complete, 3, p.data(), expected.data());
+        delete g.subdivision;
+        for (std::size_t h = 0; h < p.size(); ++h)
+            EXPECT_NEAR(p[h] * ratios[h], expected[h], 1e-12 * expected[h]) << text << " " << h;
+    }
 }

@@ -126,7 +126,7 @@ TEST(available_memory, limits_of_the_process) {
 // A limit on address space or data refuses a table of 335 MB before a page of it is touched; where
 // there is room for it, it is taken.
 TEST(memory, limits_of_the_process) {
-#if defined __SANITIZE_ADDRESS__ || defined __SANITIZE_THREAD__
+#ifdef QUILMAR_SANITIZED
     GTEST_SKIP() << "the sanitizers need more address space than the limits leave";
 #endif
     scratch files;

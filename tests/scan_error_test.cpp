@@ -220,7 +220,7 @@ TEST(scan_error, nothing_is_left) {
 
 // Out of memory: the status wherever it happens, and nothing half done.
 TEST(scan_error, memory) {
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef QUILMAR_SANITIZED
     GTEST_SKIP() << "the sanitizers need memory of their own";
 #endif
     example_study files;

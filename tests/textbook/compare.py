@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Compares the program with the textbook: compare.py PROGRAM [SEEDS [FIRST]].
 
-SEEDS seeds (300) from FIRST (1) on make small random inputs, a table adds inputs for single rules; exit
+SEEDS seeds (150) from FIRST (1) on make small random inputs, a table adds inputs for single rules; exit
 status, standard output, messages and reports have to be the textbook's byte for byte, the date aside.
 Two things are left open:
 - The signs of a printed zero and of a printed nan; which of nan and infinity a log-likelihood is.
@@ -350,7 +350,41 @@ def single_cases():
     for length in (20, 30, 40, 41, 42, 43, 44, 60, 70, 80, 140):
         name = ("name " * 40)[:length].rstrip() + "/" + "file" * (length % 7) + ".txt"
         rows.append((f"wrapped at {length}",) + one(quarters, two, [[1], [1], [4]], "-o", "res/", name=name))
-    return rows
+    return rows + [(name,) + one(data if isinstance(data, str) else table(data), [list(range(3, 3 + loci))], effects,
+                                 *options, **settings)
+                   for name, data, loci, effects, options, settings in stress(half)]
+
+
+def stress(half):
+    """Data from which little can be learnt, and numbers at the edges of what the parsers take."""
+    apart = [(9, 0, "0"), (9, 1, "2")]
+    homozygotes = [(4 if status and h == 7 else 2, status, f"{h:08b}".replace("1", "2"))
+                   for h in range(200) for status in (0, 1)]
+    rows = [("nothing varies", [(2, 0, "0"), (1, 1, "0")], 1, [[1]], [], {}),
+            ("all missing", [(2, 0, "9"), (1, 1, "9")], 1, [[1]], [], {}),
+            ("cases alone, of the controls", [(1, 1, "1")], 1, [[1]], [], {}),
+            ("controls alone, with rho", [(2, 0, "0"), (1, 0, "2")], 1, [[1]], [], dict(HW="HWD")),
+            ("one copy each", [(1, 0, "1"), (1, 1, "1")], 1, [[1]], [], {}),
+            ("no phase favoured", [(4, 0, "11"), (1, 1, "11")], 2, [[-1]], [], {}),
+            ("no haplotype of the controls", apart, 1, [[1]], [], {}),
+            ("separated", apart, 1, [[1]], [], dict(SAMPLE="combined")),
+            ("one modelled haplotype", half, 1, [[0]], [], dict(THRESHOLD=0.5)),
+            ("no modelled haplotype", half, 1, [[1]], [], dict(THRESHOLD=0.9)),
+            ("200 haplotypes", homozygotes, 8, [[7]], [], {}),
+            ("not listed", [(1, 0, "1"), (1, 0, "2"), (2, 1, "2")], 1, [[0]], [],
+             dict(FTOLERANCE=0.25, THRESHOLD=0.3)),
+            ("wide tolerances", half, 1, [[1]], [], dict(TOLERANCE=0.999, FTOLERANCE=0.999)),
+            ("haplotypes beyond the gene", half, 1, [[2 ** 31 - 1]] * 2, [], {})]
+    for value in ("4294967296", "99999999999999999999", "-1", "0", "-0", "0x10", "nan", "inf", "x", "0,5",
+                  "0.99999999999999999", "+1", "1.", "00001", "1e308", "1e309", "1e-400", "1,5", "10 20",
+                  "4294967295", "4294967295x", ".5", "+.5x", "000.9999999999999999"):
+        limits = {key: value for key in ("ITERATIONS", "FITERATIONS", "THRESHOLD", "TOLERANCE", "FTOLERANCE")}
+        rows += [(f"every setting {value}", half, 1, [[1]], [], limits)]
+        rows += [(f"{option} {value}", half, 1, [[1]], [option, value], {}) for option in ("-i", "-t")]
+    numbers = ["0", "-0", "00000", "1e-400", ".0e308", "+1", "1.", "1e0", "1.0000000000000000001", "0.2E1", "200e-2",
+               ".5", "5e-1", "1e308", "4294967296", "-1", "-1.e0"] * 4
+    return rows + [("ways to write a number", "ID STATUS A\n" + "".join(
+        f"P {i % 3 % 2} {number}\n" for i, number in enumerate(numbers)), 1, [[1]], [], {})]
 
 
 def random_case(seed):
@@ -449,7 +483,7 @@ def compare(program, files, arguments, exact=False):
 
 def main():
     program = os.path.abspath(sys.argv[1])
-    seeds, first = ([int(a) for a in sys.argv[2:4]] + [300, 1][len(sys.argv) - 2:])[:2]
+    seeds, first = ([int(a) for a in sys.argv[2:4]] + [150, 1][len(sys.argv) - 2:])[:2]
     cases = [case + (True,) for case in single_cases()]
     cases += [random_case(seed) for seed in range(first, first + seeds)]
     home, hard_runs, soft_runs = os.getcwd(), 0, 0
