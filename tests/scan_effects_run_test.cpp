@@ -93,35 +93,34 @@ std::map<std::string, std::pair<double, double>> report_of(std::string const& te
 TEST(scan_effects_run, one_snp) {
     struct {
         std::vector<int> controls, cases;
-        char const *code, *beta, *odds_ratio;
-        double lower, upper, ratio_p; // of R's optimize and uniroot on the (penalised) likelihood
+        char const *code, *type;
+        // By R's optimize and uniroot on the likelihood, with the penalty where there are few copies;
+        // error is 0 for an infinite effect.
+        double beta, error, lower, upper, ratio_p;
     } const cases[] = {
-        {{80, 20, 0},
-         {60, 40, 0},
-         ".",
-         "0.980829",
-         "2.66667",
-         1.416591089,
-         5.019873107,
-         0.0018802629},
-        {{100, 0, 0}, {70, 30, 0}, "INFINITE", "inf", "inf", 21.129725, INFINITY, 7.429314e-12},
-        {{70, 30, 0}, {100, 0, 0}, "INFINITE", "-inf", "0", 0, 1 / 21.129725, 7.429314e-12},
+        {{160, 40, 0}, {120, 80, 0}, ".", "WALD", 0.9808293, 0.22821773, 0, 0, 1.1020681e-05},
+        {{80, 20, 0}, {60, 40, 0}, ".", "LRT", 0.9808293, 0.32274861, 0, 0, 0.0018802629},
+        {{3200, 800, 0}, {240, 160, 0}, ".", "LRT", 0.9808293, 0.10944938, 0, 0, 5.1414865e-18},
+        {{100, 0, 0}, {70, 30, 0}, "INFINITE", "LRT", 1, 0, 21.129725, INFINITY, 7.429314e-12},
+        {{70, 30, 0}, {100, 0, 0}, "INFINITE", "LRT", -1, 0, 0, 1 / 21.129725, 7.429314e-12},
         {{59, 1, 0},
          {56, 4, 0},
          "PENALISED",
-         "1.43848",
-         "4.21429",
+         "LRT",
+         1.1347204,
+         0.95558508,
          0.56030777,
          31.511187,
-         0.15670715},
+         0.20256218},
         {{60, 0, 0},
          {55, 5, 0},
          "INFINITE_PENALISED",
-         "inf",
-         "inf",
+         "LRT",
+         1,
+         0,
          1.2916326,
          INFINITY,
-         0.0075008655},
+         0.024963675},
     };
     for (std::string const model : {"prospective", "retrospective"})
         for (auto const& c : cases) {
@@ -132,32 +131,37 @@ TEST(scan_effects_run, one_snp) {
             ASSERT_EQ(rows.size(), 1u);
             row const& r = rows[0];
             SCOPED_TRACE(model + " " + c.code + " " + r.at("BETA"));
-            EXPECT_EQ(r.at("ERRCODE"), c.code);
+            EXPECT_EQ(r.at("ERRCODE") + r.at("P_TYPE"), std::string(c.code) + c.type);
             EXPECT_EQ(r.at("MODEL"), model == "prospective" ? model : "retrospective_unadjusted");
             EXPECT_EQ(r.at("HAP") + r.at("REF_HAP") + r.at("TEST"), "ACDOM");
             EXPECT_EQ(r.at("U95") == "inf", std::isinf(c.upper));
-            EXPECT_EQ(r.at("L95") == "0", c.lower == 0);
-            EXPECT_EQ(r.at("BETA")[0] == '-', c.beta[0] == '-');
+            EXPECT_EQ(r.at("L95") == "0", c.lower == 0 && c.upper > 0);
+            EXPECT_EQ(std::isinf(number(r, "BETA")), c.error == 0);
+            EXPECT_GT(number(r, "BETA") * c.beta, 0);
+            EXPECT_EQ(r.at("P") == r.at("LRT_P"), c.type == std::string("LRT"));
+            EXPECT_NEAR(number(r, "NEG_LOG10_P"), -std::log10(number(r, "P")), 1e-4);
             // The retrospective likelihood has equilibrium among controls in it.
             if (model != "prospective") continue;
-            EXPECT_EQ(r.at("BETA"), c.beta);
-            EXPECT_EQ(r.at("OR"), c.odds_ratio);
-            EXPECT_NEAR(number(r, "L95"), c.lower, 1e-3 * c.lower);
-            if (std::isfinite(c.upper)) {
-                EXPECT_NEAR(number(r, "U95"), c.upper, 1e-3 * c.upper);
-            }
             EXPECT_NEAR(number(r, "LRT_P") / c.ratio_p, 1, 1e-4);
-            bool const is_wald = r.at("BETA").find("inf") == std::string::npos;
-            EXPECT_EQ(r.at("SE") == "NA" && r.at("Z_STAT") == "NA", !is_wald);
-            if (is_wald) {
-                auto const& [a, b] = std::pair(c.controls, c.cases);
-                EXPECT_NEAR(number(r, "SE"),
-                            std::sqrt(1. / a[0] + 1. / a[1] + 1. / b[0] + 1. / b[1]), 1e-5);
-                EXPECT_NEAR(number(r, "Z_STAT"), number(r, "BETA") / number(r, "SE"), 1e-4);
-                EXPECT_NEAR(number(r, "P"), std::erfc(number(r, "Z_STAT") / std::sqrt(2)), 1e-6);
+            double lower = c.lower, upper = c.upper;
+            if (c.error > 0) {
+                EXPECT_NEAR(number(r, "BETA"), c.beta, 1e-5);
+                EXPECT_NEAR(number(r, "OR"), std::exp(c.beta), 1e-4);
+                EXPECT_NEAR(number(r, "SE"), c.error, 1e-5);
+                EXPECT_NEAR(number(r, "Z_STAT"), c.beta / c.error, 1e-4);
+                if (c.type == std::string("WALD")) {
+                    EXPECT_NEAR(number(r, "P") / std::erfc(c.beta / c.error / M_SQRT2), 1, 1e-3);
+                }
+                if (upper == 0) {
+                    lower = std::exp(c.beta - 1.959964 * c.error);
+                    upper = std::exp(c.beta + 1.959964 * c.error);
+                }
             } else
-                EXPECT_EQ(r.at("P"), r.at("LRT_P"));
-            EXPECT_NEAR(number(r, "NEG_LOG10_P"), -std::log10(number(r, "P")), 1e-4);
+                EXPECT_EQ(r.at("SE") + r.at("Z_STAT"), "NANA");
+            EXPECT_NEAR(number(r, "L95"), lower, 1e-3 * lower);
+            if (std::isfinite(upper)) {
+                EXPECT_NEAR(number(r, "U95"), upper, 1e-3 * upper);
+            }
         }
 }
 
@@ -177,7 +181,7 @@ TEST(scan_effects_run, not_identifiable) {
          {60, 40, 0},
          "--allow-no-covars --mode codominant --model retrospective",
          "ADD HOMDEV ",
-         ". INFINITE "},
+         ". INFINITE_PENALISED "},
         {{50, 30, 20},
          {30, 40, 30},
          "--covar c --mode dominant --show-covar",
@@ -268,6 +272,7 @@ TEST(scan_effects_run, retrospective_rows_are_quilmars) {
         {"exposed.txt", "3 4 5", "3 5 6", 3, "codominant", "HWE", "e"},
         {"exposed.txt", "3 4 5", "3 5 6", 3, "dominant", "HWD", "e"},
     };
+    int n_compared = 0;
     for (auto const& c : cases) {
         SCOPED_TRACE(std::string(c.data) + " " + c.mode + " " + c.hw);
         example_study files;
@@ -298,7 +303,9 @@ TEST(scan_effects_run, retrospective_rows_are_quilmars) {
             if (is_interaction) name += "*" + environment;
             if (test.compare(0, 6, "HOMDEV") == 0) name += "+";
             ASSERT_EQ(quilmar.count(name), 1u) << name << report;
+            if (r.at("ERRCODE") == "PENALISED") continue; // few homozygotes
             EXPECT_EQ(r.at("ERRCODE"), ".");
+            ++n_compared;
             // The table has 6 digits, the report as many decimals.
             for (auto const& [column, printed] :
                  {std::pair("BETA", quilmar.at(name).first), {"SE", quilmar.at(name).second}})
@@ -306,6 +313,7 @@ TEST(scan_effects_run, retrospective_rows_are_quilmars) {
                     << name << column;
         }
     }
+    EXPECT_GE(n_compared, 30);
 }
 
 // Known haplotypes make the prospective likelihood an ordinary logistic regression, whatever the units
@@ -337,6 +345,15 @@ TEST(scan_effects_run, interaction_is_that_of_logistic_regression) {
             EXPECT_NEAR(number(rows[k], "SE") * scale / expected.error[k + 1], 1, 1e-5);
         }
     }
+    // The penalty of few copies is at the mean of x, wherever x begins.
+    effects_of(files, write_snp(files, {57, 3, 0}, {55, 5, 0}) + "--covar c");
+    run_shell(files, "awk 'NR>1{$3+=100}{print}' c >moved");
+    auto const here = effects_of(files, command + "c"),
+               there = effects_of(files, command + "moved");
+    EXPECT_EQ(here[1].at("ERRCODE"), "PENALISED");
+    EXPECT_NEAR(number(here[1], "BETA"), number(there[1], "BETA"), 1e-6);
+    EXPECT_NEAR(number(here[0], "BETA"), number(there[0], "BETA") + 100 * number(here[1], "BETA"),
+                1e-3);
 }
 
 TEST(scan_effects_run, rho) {
@@ -424,7 +441,7 @@ TEST(scan_effects_run, windows_that_get_rows) {
     EXPECT_EQ(tables[0], tables[1]);
     ASSERT_EQ(files.scan("--effects 0").exit_status, 0);
     EXPECT_EQ(table(files.read("t.effects.tsv")).rows.size(), 0u);
-    EXPECT_EQ(table(files.read("t.effects.tsv")).columns.size(), 22u);
+    EXPECT_EQ(table(files.read("t.effects.tsv")).columns.size(), 23u);
     run_shell(files, "rm t.effects.tsv");
     ASSERT_EQ(files.scan("--effects none").exit_status, 0);
     EXPECT_FALSE(files.has("t.effects.tsv"));

@@ -210,28 +210,65 @@ TEST(scan_effects, likelihood_and_derivatives) {
         }
 }
 
-// Rows of fewer than 10 expected copies in the smaller group; for an interaction those in the rarer half
-// of a covariate of two values.
-TEST(scan_effects, sparse_rows_are_penalised) {
+// Rows of fewer than 10 and of fewer than 50 expected copies, carriers or homozygotes in the smaller
+// group, whichever value of the code is rarer; for an interaction those in the rarer half of a covariate
+// of two values.
+TEST(scan_effects, rows_of_few_copies) {
     scan_sample const sample(data_set("adjusted"));
-    int n[2] = {};
-    for (inheritance const mode : {ADDITIVE, RECESSIVE, CODOMINANT}) {
+    double const sex = sample.design.col(2).mean(), share = std::min(sex, 1 - sex);
+    int n[3] = {};
+    for (auto const& [name, mode] : MODES) {
         scan::effect_settings settings;
         settings.mode = mode;
         settings.interaction = "sex";
-        double const share = sample.design.col(2).mean();
-        for (effect_row const& row : effects_case(sample).run(settings).rows) {
-            double const copies =
-                300 * row.frequency * 2 *
-                (row.test.find('x') == row.test.npos ? 1 : std::min(share, 1 - share));
-            bool const is_penalised =
-                scan::text(row.estimate.code).find("PENAL") != std::string::npos;
-            if (row.estimate.code == scan::effect_code::not_identifiable) continue;
-            EXPECT_EQ(is_penalised, copies < 10) << row.test << " " << row.frequency;
-            n[is_penalised] += copies > 3 && copies < 30;
+        for (bool const is_vs_rest : {false, true}) {
+            settings.is_vs_rest = is_vs_rest;
+            for (effect_row const& row : effects_case(sample).run(settings).rows) {
+                if (row.estimate.code == scan::effect_code::not_identifiable) continue;
+                double const p = row.frequency, q = 1 - p;
+                double const none = q * q, one = 2 * p * q, two = p * p;
+                double const least = row.test[0] == 'R'   ? std::min(two, none + one)
+                                     : row.test[0] == 'D' ? std::min(none, one + two)
+                                     : row.test[0] == 'H' ? std::min(none, two)
+                                     : name == "codominant"
+                                         ? std::min(none, one)
+                                         : std::min(2 * none + one, one + 2 * two);
+                double const copies =
+                    300 * least * (row.test.find('x') == row.test.npos ? 1 : share);
+                auto const& e = row.estimate;
+                bool const is_penalised = scan::text(e.code).find("PENAL") != std::string::npos;
+                EXPECT_EQ(is_penalised, copies < 10) << row.test << " " << p;
+                EXPECT_EQ(e.type == scan::p_type::likelihood_ratio,
+                          copies < 50 || std::isinf(e.beta));
+                if (is_penalised) {
+                    EXPECT_TRUE(std::isinf(e.beta) || (e.lower < e.beta && e.beta < e.upper));
+                }
+                ++n[copies < 10 ? 0 : copies < 50 ? 1 : 2];
+            }
         }
     }
-    EXPECT_GE(std::min(n[0], n[1]), 2);
+    EXPECT_GE(*std::min_element(n, n + 3), 10);
+}
+
+// A SNP that all cases miss tells nothing there of haplotypes that differ by it alone, but against all
+// others; the retrospective likelihood is flat in the same effects.
+TEST(scan_effects, unknown_in_cases) {
+    scan_sample sample(data_set("balanced"));
+    for (std::size_t i = 0; i < sample.status.size(); ++i)
+        if (sample.status[i] != 0) sample.copies[3][i] = scan_sample::MISSING;
+    for (bool const is_vs_rest : {false, true}) {
+        std::string codes[2];
+        for (unsigned const k : {0u, 1u}) {
+            scan::effect_settings settings;
+            settings.model =
+                k == 0 ? scan::effect_model::prospective : scan::effect_model::retrospective;
+            settings.is_vs_rest = is_vs_rest;
+            for (effect_row const& row : effects_case(sample).run(settings).rows)
+                codes[k] += scan::text(row.estimate.code) + " ";
+        }
+        EXPECT_EQ(codes[0], codes[1]);
+        EXPECT_EQ(codes[0].find("NOT_IDENTIFIABLE") == std::string::npos, is_vs_rest);
+    }
 }
 
 TEST(scan_effects, haplo_glm) {

@@ -40,7 +40,7 @@ class Effect:
 
     @property
     def is_penalised(self):
-        """The interval is that of a penalised likelihood."""
+        """Estimate or bound are those of a penalised likelihood."""
         return self.code.endswith("PENALISED")
 
     @property

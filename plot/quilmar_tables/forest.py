@@ -1,6 +1,6 @@
 """Odds ratios with their intervals on a log axis, a line of text and numbers each.
 
-A square is an estimate, hollow where the interval is penalised; an arrow is an interval that goes on.
+A square is an estimate, hollow where it is penalised; an arrow is an interval that goes on.
 """
 from dataclasses import dataclass
 
@@ -109,7 +109,7 @@ def axis_of(axes, low, high, level, rows, n_lines):
     axes.set_yticks([])
     axes.spines["left"].set_visible(False)
     axes.axvline(1, color="black", linewidth=0.8)
-    hollow = "; hollow: penalised interval" if any(row.is_penalised for row in rows) else ""
+    hollow = "; hollow: penalised estimate" if any(row.is_penalised for row in rows) else ""
     axes.set_xlabel(f"odds ratio, {level}% interval{hollow}")
 
 

@@ -10,6 +10,9 @@ namespace scan {
 
 namespace {
 
+// Share of what seen haplotypes would tell of an effect below which it is not identifiable.
+constexpr double LEAST_KNOWN = 0.01;
+
 // The terms of a likelihood with their rows.
 struct row_list {
     prospective_likelihood const& likelihood;
@@ -35,18 +38,21 @@ struct row_list {
 
 row_list list_rows(effect_input const& input, prospective_likelihood const& likelihood,
                    window_sample const& sample, haplotype_terms const& terms,
-                   std::vector<planned_row> const& planned) {
+                   std::vector<planned_row> const& planned, Eigen::ArrayXd const& known) {
     row_list list{likelihood, {}, {}, {}, {}};
     for (planned_row const& p : planned) {
-        unsigned const interaction = input.has_interaction() ? likelihood.interaction(p.code) : 0;
-        if (p.is_interaction) {
-            list.add(p.row, interaction, input.environment_unit(), p.support);
-            continue;
-        }
-        std::vector<double>* const a = list.add(p.row, likelihood.effect(p.code), 1, p.support);
+        unsigned const effect = likelihood.effect(p.code);
+        bool const is_known = effect != prospective_likelihood::NO_PARAMETER &&
+                              known[effect - likelihood.first_effect()] >= LEAST_KNOWN;
+        unsigned const parameter = !is_known          ? prospective_likelihood::NO_PARAMETER
+                                   : p.is_interaction ? likelihood.interaction(p.code)
+                                                      : effect;
+        std::vector<double>* const a =
+            list.add(p.row, parameter, p.is_interaction ? input.environment_unit() : 1, p.support);
         // The effect at covariate 0, of a fit to the standardised covariate.
-        if (a != nullptr && input.has_interaction())
-            (*a)[interaction] = -input.environment_mean() / input.environment_unit();
+        if (a != nullptr && !p.is_interaction && input.has_interaction())
+            (*a)[likelihood.interaction(p.code)] =
+                -input.environment_mean() / input.environment_unit();
     }
     for (std::size_t j = 1; input.settings.shows_covariates && j < input.design.names.size(); ++j)
         list.add(covariate_row(input.design.names[j], terms),
@@ -62,9 +68,10 @@ estimate_prospective(effect_input const& input, Eigen::VectorXd const& coefficie
                      window_sample const& sample, supported_haplotypes const& haplotypes,
                      haplotype_terms const& terms, std::vector<planned_row> const& planned) {
     prospective_likelihood likelihood(sample, haplotypes, terms, input.environment);
-    row_list list = list_rows(input, likelihood, sample, terms, planned);
-    safeguarded_model const model = likelihood.model();
     Eigen::VectorXd x = likelihood.start(coefficients);
+    row_list list =
+        list_rows(input, likelihood, sample, terms, planned, likelihood.known_shares(x.data()));
+    safeguarded_model const model = likelihood.model();
     safeguarded_outcome const outcome = safeguarded_fit(model, nullptr, x.data());
     std::vector<double> V(std::size_t{model.p} * model.p);
     bool const has_succeeded =

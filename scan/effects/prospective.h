@@ -54,6 +54,10 @@ class prospective_likelihood {
     // Lower triangle, row by row, of the information at the last x.
     void information(double* H);
 
+    // Of each effect, in their order, what the genotypes of the group that knows less tell of it, as
+    // a share of what seen haplotypes would; under the frequencies at x.
+    Eigen::ArrayXd known_shares(double const* x);
+
     // Refers to this object.
     safeguarded_model model();
 

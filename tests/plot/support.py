@@ -17,7 +17,7 @@ from quilmar_tables import plot_command, table_command
 WINDOW_COLUMNS = "CHROM POS END WINDOW N_SNP NEG_LOG10_P ERRCODE".split()
 HAPLOTYPE_COLUMNS = "CHROM POS END WINDOW HAP CASE_FREQ CTRL_FREQ Z NEG_LOG10_P".split()
 EFFECT_COLUMNS = ("CHROM POS END WINDOW MODEL HAP REF_HAP TEST OBS_CT CASE_CT CTRL_CT HAP_FREQ BETA SE OR L90 U90 "
-                  "Z_STAT P NEG_LOG10_P LRT_P ERRCODE").split()
+                  "Z_STAT P NEG_LOG10_P LRT_P ERRCODE P_TYPE").split()
 
 
 class Scratch(unittest.TestCase):

@@ -118,12 +118,12 @@ class Forest(Scratch):
     def test_rows(self):
         common = "9 5 4"
         write_table("e.tsv", EFFECT_COLUMNS, [
-            f"22 100 200 7 prospective AAG TTG ADD {common} 0.17 0.7 0.1 2 1.5 3 4.6 3.6e-6 5.4437 3e-6 .",
-            f"22 100 200 7 prospective CAG TTG ADD {common} 0.01 0.9 0.4 2.5 0.6 900 1.9 0.0123 1.91 0.01 PENALISED",
-            f"22 300 400 G prospective AA CC ADD {common} 0.03 inf NA inf 4 inf NA 2e-4 3.69897 2e-4 INFINITE",
-            f"22 300 400 G prospective AT CC DOM {common} 0.04 -inf NA 0 0 0.4 NA 0.2 0.69897 0.2 INFINITE_PENALISED",
-            f"22 300 400 G prospective GG CC ADD {common} 0.05 NA NA NA NA NA NA NA NA NA NOT_IDENTIFIABLE",
-            f"22 300 400 G retrospective . . RHO {common} NA 0.1 0.1 NA NA NA 1 0.3 0.52 0.2 ."])
+            f"22 100 200 7 prospective AAG TTG ADD {common} 0.17 0.7 0.1 2 1.5 3 4.6 3.6e-6 5.4437 3e-6 . WALD",
+            f"22 100 200 7 prospective CAG TTG ADD {common} 0.01 0.9 0.4 2.5 0.6 900 1.9 0.0123 1.91 0.01 PENALISED LRT",
+            f"22 300 400 G prospective AA CC ADD {common} 0.03 inf NA inf 4 inf NA 2e-4 3.69897 2e-4 INFINITE LRT",
+            f"22 300 400 G prospective AT CC DOM {common} 0.04 -inf NA 0 0 0.4 NA 0.2 0.69897 0.2 INFINITE_PENALISED LRT",
+            f"22 300 400 G prospective GG CC ADD {common} 0.05 NA NA NA NA NA NA NA NA NA NOT_IDENTIFIABLE NA",
+            f"22 300 400 G retrospective . . RHO {common} NA 0.1 0.1 NA NA NA 1 0.3 0.52 0.2 . LRT"])
         write_table("h.tsv", HAPLOTYPE_COLUMNS, ["22 100 200 7 AAG 0.219 0.124 5 7", "22 300 400 7 AA 0.5 0.5 0 0"])
         drawn = self.plot("forest e.tsv --hap h.tsv")
         # The lines are heading, two effects, heading, three effects.
@@ -137,7 +137,8 @@ class Forest(Scratch):
         self.assertIn("left_arrow_5", drawn.ids)
         self.assertTrue({"22:100-200, reference TTG", "G (22:300-400), reference CC", "AAG", "AT DOM", "21.9%", "12.4%",
                          "OR (90% interval)", "2.00 (1.50-3.00)", "∞ (4.00-∞)", "0 (0-0.40)", "3.6e-6", "2.0e-4",
-                         "penalised", "infinite", "not identifiable"} <= set(drawn.texts))
+                         "penalised", "infinite", "not identifiable",
+                         "odds ratio, 90% interval; hollow: penalised estimate"} <= set(drawn.texts))
         self.assertIn("fill: #ffffff", read("p.svg").split('id="estimate_2"')[1].split("</g>")[0])
         drawn = self.plot("forest e.tsv --window G")
         self.assertTrue({"3.0%", "Frequency"} <= set(drawn.texts))

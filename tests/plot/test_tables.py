@@ -27,11 +27,11 @@ class Effects(Scratch):
         super().setUp()
         counts = "9 5 4"
         write_table("e.tsv", EFFECT_COLUMNS, [
-            f"22 100 200 7 prospective ATATG CTATG ADD {counts} 0.109 0.3853 0.107 1.47 1.19 1.81 3.6 3.81e-4 3.419 1e-4 .",
-            f"22 100 200 7 prospective A_T CTATG ADD {counts} 0.03 inf NA inf 4 inf NA 2e-4 3.69897 2e-4 INFINITE",
-            f"22 100 200 7 prospective GG CTATG ADDxage {counts} 0.05 NA NA NA NA NA NA NA NA NA NO_CONVERGENCE",
-            f"22 300 400 A&B prospective AAA rest DOM {counts} 0.2 0 1 1 0.5 2 0 1e-300 350.4 1e-300 .",
-            f"22 300 400 A&B retrospective . . RHO {counts} NA 0.1 0.1 NA NA NA 1 0.3 0.52 0.2 ."])
+            f"22 100 200 7 prospective ATATG CTATG ADD {counts} 0.109 0.3853 0.107 1.47 1.19 1.81 3.6 3.81e-4 3.419 1e-4 . WALD",
+            f"22 100 200 7 prospective A_T CTATG ADD {counts} 0.03 inf NA inf 4 inf NA 2e-4 3.69897 2e-4 INFINITE LRT",
+            f"22 100 200 7 prospective GG CTATG ADDxage {counts} 0.05 NA NA NA NA NA NA NA NA NA NO_CONVERGENCE NA",
+            f"22 300 400 A&B prospective AAA rest DOM {counts} 0.2 0 1 1 0.5 2 0 1e-300 350.4 1e-300 . WALD",
+            f"22 300 400 A&B retrospective . . RHO {counts} NA 0.1 0.1 NA NA NA 1 0.3 0.52 0.2 . LRT"])
         write_table("h.tsv", HAPLOTYPE_COLUMNS,
                     ["22 100 200 7 ATATG 0.123 0.094 5 7", "22 100 200 7 CTATG 0.3 0.4 5 7", "22 1 2 8 GG 1 1 0 0"])
 
