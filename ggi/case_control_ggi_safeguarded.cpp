@@ -61,41 +61,52 @@ std::vector<double> with_gap(std::vector<double> const& V, std::size_t p, std::s
     return wider;
 }
 
-// profiled: m, or where rho is 0 the disequilibrium model at m.
-void report_terms(fitted_model const& profiled, safeguarded_settings const& settings,
-                  std::vector<double> const& A, std::vector<double> const& V,
-                  safeguarded_result& result) {
-    std::size_t const n = profiled.n_terms(), first = profiled.first_term();
+// What is asked of the terms; `first` of them and p parameters.
+std::vector<requested_term> requests_of(fitted_model const& m, safeguarded_settings const& settings,
+                                        std::vector<double> const& A) {
+    std::size_t const n = m.n_terms(), first = m.first_term();
     std::vector<requested_term> terms(n);
     for (std::size_t j = 0; j < n; ++j) {
-        terms[j].a.resize(profiled.model.p);
+        terms[j].a.resize(m.model.p);
         std::copy_n(A.begin() + static_cast<std::ptrdiff_t>(j * n), n,
                     terms[j].a.begin() + static_cast<std::ptrdiff_t>(first));
         terms[j].parameter = static_cast<unsigned>(first + j);
         if (j < settings.requests.size()) terms[j].requests = settings.requests[j];
     }
-    restart const other = starts_of_rho(profiled);
-    result.terms = estimate_terms({profiled.model, profiled.outcome, profiled.x.data(),
-                                   profiled.hw == EQUILIBRIUM ? nullptr : &other},
-                                  V, terms, settings.quantile);
+    return terms;
 }
 
-void report(fitted_model const& m, fitted_model const& profiled,
-            safeguarded_settings const& settings, std::vector<double> const& A,
-            safeguarded_result& result) {
+// The numbers of m, or of the model `profiled` at m, where rho is 0, if no profile comes above m.
+void report(fitted_model& m, fitted_model& profiled, safeguarded_settings const& settings,
+            std::vector<double> const& A, safeguarded_result& result) {
     std::size_t const p = m.model.p;
     std::vector<double> V(p * p);
-    result.log_likelihood = m.outcome.log_likelihood;
-    result.end = m.outcome.end;
     result.status = safeguarded_covariance(m.model, m.outcome, m.x.data(), V.data());
-    if (result.status != SUCCESS) {
-        result.status = NOT_CONVERGED;
-        result.end = fit_end::broken_down;
-        return;
+    if (result.status == SUCCESS) {
+        bool const is_at_zero = &m != &profiled;
+        restart const other = starts_of_rho(profiled);
+        term_estimates const e =
+            estimate_terms({profiled.model, profiled.outcome, profiled.x.data(),
+                            profiled.hw == EQUILIBRIUM ? nullptr : &other},
+                           is_at_zero ? with_gap(V, p, m.n_ratios()) : V,
+                           requests_of(profiled, settings, A), settings.quantile);
+        double const above = e.outcome.log_likelihood - m.outcome.log_likelihood;
+        bool const is_above = e.has_succeeded && above > 0;
+        if (is_above) {
+            profiled.x = e.x;
+            profiled.outcome = e.outcome;
+            if (profiled.hw != EQUILIBRIUM) set_rho_ratio(result.rho_ratio + 2 * above, result);
+        }
+        fitted_model const& reported = is_above ? profiled : m;
+        result.log_likelihood = reported.outcome.log_likelihood;
+        result.end = reported.outcome.end;
+        report_population(reported, is_above ? e.V : V, result);
+        result.terms = e.terms;
+        if (e.has_succeeded) return;
     }
-    report_population(m, V, result);
-    if (&m != &profiled) V = with_gap(V, p, m.n_ratios());
-    report_terms(profiled, settings, A, V, result);
+    result.status = NOT_CONVERGED;
+    result.end = fit_end::broken_down;
+    result.terms.clear();
 }
 
 } // namespace

@@ -76,6 +76,11 @@ restart starts_of_rho(fitted_model const& m) {
     return starts;
 }
 
+void set_rho_ratio(double ratio, safeguarded_result& result) {
+    result.rho_ratio = ratio;
+    result.rho_p = std::erfc(std::sqrt(ratio / 2)) / 2;
+}
+
 bool climb_rho(fitted_model const& equilibrium, double const* frequencies, fitted_model& m,
                safeguarded_result& result) {
     safeguarded_model const plain = m.model;
@@ -115,7 +120,6 @@ bool climb_rho(fitted_model const& equilibrium, double const* frequencies, fitte
     m.is_logarithmic = is_logarithmic;
     m.model = is_logarithmic ? logarithmic_in_s(plain, K) : regular_at_zero(plain, K);
     if (!is_above) return false;
-    result.rho_ratio = 2 * (best - at_equilibrium);
-    result.rho_p = std::erfc(std::sqrt(result.rho_ratio / 2)) / 2;
+    set_rho_ratio(2 * (best - at_equilibrium), result);
     return true;
 }

@@ -13,6 +13,9 @@
 bool climb_rho(fitted_model const& equilibrium, double const* frequencies, fitted_model& m,
                safeguarded_result& result);
 
+// Sets the likelihood ratio of rho, above 0, and its p.
+void set_rho_ratio(double ratio, safeguarded_result& result);
+
 // The starts that rho has in m, which climb_rho has left.
 restart starts_of_rho(fitted_model const& m);
 

@@ -38,6 +38,7 @@ struct profile {
         x[k] = b;
         safeguarded_outcome const out = best_fit(fit.model, fit.other, &is_fixed, x.data());
         double const distance = fit.outcome.log_likelihood - out.log_likelihood;
+        if (out.has_succeeded() && distance < -BETTER && fit.higher != nullptr) *fit.higher = x;
         if (!out.has_succeeded() || distance < -BETTER) return QNAN;
         double const ratio = 2 * std::max(distance, 0.0);
         slope = -out.score[k] / std::sqrt(ratio);

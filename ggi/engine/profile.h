@@ -25,11 +25,14 @@ struct restart {
 };
 
 // A fit to profile: the model, the p parameters at its maximum and its outcome. Nothing is owned.
+// higher: null, or what takes parameters with a log-likelihood above that of the fit if a profile comes
+// across them, in which case it fails.
 struct profiled_fit {
     safeguarded_model const& model;
     safeguarded_outcome const& outcome;
     double const* x;
     restart const* other = nullptr;
+    std::vector<double>* higher = nullptr;
 };
 
 // The value that a parameter without an estimate starts with where it may have one.

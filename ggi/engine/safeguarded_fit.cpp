@@ -15,7 +15,8 @@ namespace {
 constexpr unsigned MOST_ITERATIONS = 500;
 constexpr double LONGEST_STEP = 4;  // in units; doubled after a step as long as allowed
 constexpr double CONVERGED = 1e-10; // decrements
-constexpr double DRIFT = 1e-7;      // and where C is not definite
+constexpr double DRIFT = 1e-6;      // and where C is not definite
+constexpr double GONE = 1e-12;      // score and information of one that is at infinity
 constexpr double RIDGE = 1e-5;      // below which a long step means a ridge
 constexpr double RUNNING = 0.2;     // a long step, in units
 constexpr double FAR = 20;          // steps along a ridge, each of which leaves 1 / e of it
@@ -113,10 +114,23 @@ struct climb {
 
     enum class definiteness { definite, flat, shifted };
 
+    // Holds those that have gone to infinity while others are on their way: a step for what rounding
+    // leaves of them would lead anywhere.
+    void hold_those_gone() {
+        for (std::size_t i = free.size(); i-- > 0;) {
+            unsigned const k = free[i];
+            double const u = unit(k), h = std::fabs(H[k * (p + 1)]);
+            bool const is_gone = std::fabs(x[k]) > 30 * u && std::fabs(g[k]) * u < GONE;
+            if (!is_gone || h * u * u >= GONE || g[k] * x[k] < 0) continue;
+            out.direction[k] = x[k] > 0 ? 1 : -1;
+            hold(k);
+        }
+    }
     // Newton's step and decrement at x. Parameters along whose null vector neither score nor
     // information is left stay where they are: a shift for their sake would hold up those that run.
     definiteness newton() {
         model.information(H.data());
+        hold_those_gone();
         std::vector<unsigned> active = free;
         definiteness found = definiteness::definite;
         while (true) {

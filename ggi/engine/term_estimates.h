@@ -45,10 +45,19 @@ struct fitted_term {
     double penalised, penalised_error, penalised_ratio, penalised_lower, penalised_upper;
 };
 
-// The terms of a fit that has succeeded, in their order; V: its covariance (p x p); quantile: of the
-// normal distribution, for the intervals. The penalty is on the parameters of all terms that ask for
-// it.
-std::vector<fitted_term> estimate_terms(profiled_fit const& fit, std::vector<double> const& V,
-                                        std::vector<requested_term> const& terms, double quantile);
+// The maximum of a model and what is reported of it.
+struct term_estimates {
+    bool has_succeeded; // else there is nothing else but the outcome
+    safeguarded_outcome outcome;
+    std::vector<double> x, V; // estimates and their covariance, p x p
+    std::vector<fitted_term> terms;
+};
+
+// Estimates the terms, in their order, of a fit whose covariance is V; quantile: of the normal
+// distribution, for the intervals. The penalty is on the parameters of all terms that ask for it. A
+// profile that comes to a higher log-likelihood is where the model is fitted anew: x, outcome and V are
+// those of the last fit.
+term_estimates estimate_terms(profiled_fit const& fit, std::vector<double> const& V,
+                              std::vector<requested_term> const& terms, double quantile);
 
 #endif

@@ -79,11 +79,13 @@ estimate_prospective(effect_input const& input, Eigen::VectorXd const& coefficie
         safeguarded_covariance(model, outcome, x.data(), V.data()) == SUCCESS;
     double const quantile = normal_quantile((1 + input.settings.level) / 2);
     std::vector<fitted_term> fitted;
-    if (has_succeeded) fitted = estimate_terms({model, outcome, x.data()}, V, list.terms, quantile);
+    if (has_succeeded)
+        fitted = estimate_terms({model, outcome, x.data()}, V, list.terms, quantile).terms;
+    bool const has_all = fitted.size() == list.terms.size();
     for (std::size_t k = 0; k < list.places.size(); ++k)
         list.rows[list.places[k]].estimate =
-            has_succeeded ? estimate_of(fitted[k], list.supports[k], quantile)
-                          : failed_estimate(effect_code::no_convergence);
+            has_all ? estimate_of(fitted[k], list.supports[k], quantile)
+                    : failed_estimate(effect_code::no_convergence);
     return list.rows;
 }
 
