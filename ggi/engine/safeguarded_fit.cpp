@@ -166,23 +166,29 @@ struct climb {
         return found;
     }
     static bool is_saddle(double pivot) { return pivot < -1e3 * SMALLEST_PIVOT; }
-    // Bounds the step; the slope of the log-likelihood along it.
+    // What the log-likelihood gains along a direction if it is a parabola.
+    double gain(std::vector<double> const& direction) const {
+        double bend = 0;
+        for (unsigned const k : free)
+            for (unsigned const l : free)
+                bend += H[std::max(k, l) * p + std::min(k, l)] * direction[k] * direction[l];
+        return along(direction) - bend / 2;
+    }
+    // Bounds the components of the step, or where they keep to a narrow ridge only together, its
+    // length; the slope of the log-likelihood along it.
     double bound_step() {
+        unsigned where = 0;
+        double const length = longest(step, where);
+        if (length <= longest_step) return along(step);
         std::copy(step.begin(), step.end(), trial.begin());
         for (unsigned const k : free) {
             double const most = longest_step * unit(k);
             trial[k] = std::max(-most, std::min(most, step[k]));
         }
-        double slope = along(trial);
-        if (!(slope > 0)) {
-            unsigned where = 0;
-            double const shorter = std::min(1.0, longest_step / longest(step, where));
-            for (unsigned const k : free)
-                trial[k] = shorter * step[k];
-            slope = along(trial);
-        }
-        step.swap(trial);
-        return slope;
+        for (unsigned const k : free)
+            step[k] *= longest_step / length;
+        if (along(trial) > 0 && gain(trial) > gain(step)) step.swap(trial);
+        return along(step);
     }
     // A step that raises the log-likelihood by enough, or that changes it no more than rounding.
     bool ascend() {
@@ -191,7 +197,7 @@ struct climb {
         bool const is_cut = longest(step, where) >= longest_step;
         for (double t = 1; t > 1e-12; t /= 2)
             if (try_step(t, step, L + 1e-4 * t * slope - noise())) {
-                longest_step = is_cut ? std::max(LONGEST_STEP, 2 * t * longest_step) : LONGEST_STEP;
+                if (is_cut) longest_step = std::max(LONGEST_STEP, 2 * t * longest_step);
                 return true;
             }
         return false;
@@ -200,11 +206,13 @@ struct climb {
     bool leave_saddle(std::vector<double> const& direction) {
         unsigned where = 0;
         double const length = longest(direction, where);
-        for (double t = LONGEST_STEP; length > 0 && t > 1e-3; t /= 2)
+        double const least = L + std::max(1e3 * noise(), out.decrement);
+        for (double t = longest_step; length > 0 && t > 1e-3; t /= 2)
             for (double const sign : {1.0, -1.0})
-                if (try_step(sign * t / length, direction,
-                             L + std::max(1e3 * noise(), out.decrement)))
+                if (try_step(sign * t / length, direction, least)) {
+                    longest_step = std::max(LONGEST_STEP, 2 * t);
                     return true;
+                }
         return false;
     }
 
