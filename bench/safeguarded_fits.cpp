@@ -2,14 +2,14 @@
 // more, and how often intervals cover the truth.
 //
 //   safeguarded_fits [sets per cell]
-//   safeguarded_fits prescribed [sets per cell]
+//   safeguarded_fits full-steps [sets per cell]
 //
 // The first of the two:
 // A cell is a kind of data (common haplotypes; rare ones, pooled or with an effect of their own;
 // covariates of mean 1e6, and of standard deviation 1e-10, with an interaction), a mode, an odds
-// ratio, a rho and a number of subjects. Each set is fitted under both assumptions, and by the
-// prescribed iteration from two starts; for a quarter of the sets the maximum is then looked for from
-// random starts. The second: how the prescribed iteration ends by mode, start, rho and odds ratio.
+// ratio, a rho and a number of subjects. Each set is fitted under both assumptions, and by
+// quilmar's iteration from two starts; for a quarter of the sets the maximum is then looked for
+// from random starts. The second: how quilmar's iteration ends by mode, start, rho and odds ratio.
 #include "examples/simulation.h"
 #include "ggi/case_control_ggi.h"
 #include "ggi/case_control_ggi_hwd.h"
@@ -114,10 +114,10 @@ enum quantity {
     UNDECIDED,
     COMPARED,         // with at least one other fit that succeeded
     BELOW,            // the best of them
-    PRESCRIBED,       // successes of the prescribed iteration from the combined sample
-    PRESCRIBED_BELOW, // of them below the fit
+    FULL_STEPS,       // successes of quilmar's iteration from the combined sample
+    FULL_STEPS_BELOW, // of them below the fit
     ITERATIONS,       // where both succeeded
-    PRESCRIBED_ITERATIONS,
+    FULL_STEPS_ITERATIONS,
     TERMS, // with 10 copies and more
     COVERED,
     FEW_TERMS, // with fewer
@@ -155,9 +155,9 @@ struct data_set : sample {
     }
 };
 
-// The prescribed iteration from the frequencies of a sample; its status, or RHO_AT_ZERO where it is
+// Quilmar's iteration from the frequencies of a sample; its status, or RHO_AT_ZERO where it is
 // not done because that has been estimated.
-int prescribed(data_set& data, unsigned hw, unsigned mode, unsigned of, result& fit) {
+int full_steps(data_set& data, unsigned hw, unsigned mode, unsigned of, result& fit) {
     std::vector<double> table(data.frequencies.size());
     result frequency{};
     frequency.estimates = table.data();
@@ -201,19 +201,19 @@ double best_random(data_set& data, unsigned hw, unsigned mode, uniform& random) 
 void compare(data_set& data, cell const& c, unsigned hw, safeguarded_result const& got,
              bool is_searched, uniform& random, counts& all) {
     double best = -INFINITY;
-    // The log-likelihood is that of the covariates as they were simulated, which the prescribed
+    // The log-likelihood is that of the covariates as they were simulated, which quilmar's
     // iteration can do with.
     data.move_covariates(-c.origin() / c.scale(), 1 / c.scale());
     for (unsigned const of : {CONTROLS, COMBINED}) {
         result fit{};
-        int const status = prescribed(data, hw, c.mode, of, fit);
+        int const status = full_steps(data, hw, c.mode, of, fit);
         if (status == SUCCESS) {
             best = std::max(best, fit.log_likelihood);
             if (of == COMBINED) {
-                all[PRESCRIBED] += 1;
-                all[PRESCRIBED_BELOW] += fit.log_likelihood < got.log_likelihood - 1e-3;
+                all[FULL_STEPS] += 1;
+                all[FULL_STEPS_BELOW] += fit.log_likelihood < got.log_likelihood - 1e-3;
                 all[ITERATIONS] += got.iterations;
-                all[PRESCRIBED_ITERATIONS] += fit.iterations;
+                all[FULL_STEPS_ITERATIONS] += fit.iterations;
             }
         }
         fit.free();
@@ -288,8 +288,8 @@ void analyse(cell const& c, unsigned seed, bool is_searched,
     }
 }
 
-// Outcomes of the prescribed iteration for effects of common haplotypes.
-void study_prescribed(unsigned sets) {
+// Outcomes of quilmar's iteration for effects of common haplotypes.
+void study_full_steps(unsigned sets) {
     std::printf(
         "| assumed | mode | rho | odds ratio | start | at the maximum | below it | rho at zero "
         "| failed | of them infinite, or rho 0 |\n|---|---|---|---|---|---|---|---|---|---|\n");
@@ -309,7 +309,7 @@ void study_prescribed(unsigned sets) {
                                                      data.frequencies.data(), best);
                         for (unsigned const of : {CONTROLS, COMBINED}) {
                             result fit{};
-                            int const status = prescribed(data, hw, mode, of, fit);
+                            int const status = full_steps(data, hw, mode, of, fit);
                             bool const is_best = fit.log_likelihood > best.log_likelihood - 1e-3;
                             unsigned* const end = ends[of == COMBINED];
                             if (status == SUCCESS)
@@ -344,13 +344,13 @@ void print(std::map<std::string, counts> const& tables) {
             std::printf(" %.0f |", row.second[q]);
         std::printf("\n");
     }
-    std::printf("\n| fits | prescribed succeeds | of them below | its iterations | iterations "
+    std::printf("\n| fits | quilmar succeeds | of them below | its iterations | iterations "
                 "| covered, 10 copies | covered, fewer |\n|---|---|---|---|---|---|---|\n");
     for (auto const& row : tables) {
         counts const& n = row.second;
         std::printf("| %s | %.0f | %.0f | %.2f | %.2f | %.2f%% of %.0f | %.2f%% of %.0f |\n",
-                    row.first.c_str(), n[PRESCRIBED], n[PRESCRIBED_BELOW],
-                    n[PRESCRIBED_ITERATIONS] / n[PRESCRIBED], n[ITERATIONS] / n[PRESCRIBED],
+                    row.first.c_str(), n[FULL_STEPS], n[FULL_STEPS_BELOW],
+                    n[FULL_STEPS_ITERATIONS] / n[FULL_STEPS], n[ITERATIONS] / n[FULL_STEPS],
                     100 * n[COVERED] / n[TERMS], n[TERMS], 100 * n[FEW_COVERED] / n[FEW_TERMS],
                     n[FEW_TERMS]);
     }
@@ -359,11 +359,11 @@ void print(std::map<std::string, counts> const& tables) {
 } // namespace
 
 int main(int argc, char** argv) {
-    bool const is_prescribed = argc > 1 && std::string(argv[1]) == "prescribed";
-    char const* const number = argc > 1 + is_prescribed ? argv[1 + is_prescribed] : "16";
+    bool const is_full_steps = argc > 1 && std::string(argv[1]) == "full-steps";
+    char const* const number = argc > 1 + is_full_steps ? argv[1 + is_full_steps] : "16";
     unsigned const sets = static_cast<unsigned>(std::atoi(number));
-    if (is_prescribed) {
-        study_prescribed(sets);
+    if (is_full_steps) {
+        study_full_steps(sets);
         return 0;
     }
     std::map<std::string, counts> tables;

@@ -5,8 +5,10 @@
 #include "ggi/hwd_frequency.h"
 #include "ggi/hwq_frequency.h"
 #include "ggi/settings.h"
+#include "numeric/nutil.h"
 #include "numeric/status_code.h"
 
+#include <cmath>
 #include <cstddef>
 #include <numeric>
 
@@ -22,13 +24,32 @@ double visits(case_control_ggi_data const& data, setup_settings const& settings)
     return completion_pairs(*data.distinct, settings.sample) * settings.frequency_iterations;
 }
 
-// Of the LU factorisation of the K parameters of the haplotypes, in all permitted iterations.
-double multiplications(double K, setup_settings const& settings) {
-    return K * K * K / 3 * settings.iterations;
+// A subject without any genotype counts as two copies of each haplotype, whose frequency is then at
+// least 1 / N.
+bool are_all_modelled(garray const& distinct, unsigned sample, double threshold) {
+    constexpr double ROUNDING = 1e-9;
+    double N = 0, without = 0;
+    for (weighted_genotype const& g : distinct.weighted(sample)) {
+        N += g.subjects;
+        if (g.counts_as_completions && g.masks.missing == low_bits(distinct.nsnp()))
+            without += g.subjects;
+    }
+    return without > (1 + ROUNDING) * threshold * N;
+}
+
+void bound(case_control_ggi_data const& data, setup_settings const& settings,
+           setup_outcome& outcome) {
+    garray const& distinct = *data.distinct;
+    outcome.incomplete = distinct.count_incomplete();
+    outcome.has_completions =
+        outcome.incomplete > 0 && completion_pairs(distinct, settings.sample) > 0;
+    outcome.is_too_long = visits(data, settings) > MOST_VISITS;
+    outcome.are_all_modelled =
+        outcome.has_completions && are_all_modelled(distinct, settings.sample, settings.threshold);
 }
 
 int estimate(case_control_ggi_data const& data, setup_settings& settings, result& frequency,
-             setup_outcome& outcome) {
+             setup_outcome& outcome, std::function<void(setup_outcome const&)> const& before) {
     struct data const d{data.genotypes, data.distinct};
     int status = SUCCESS;
     if (settings.hw != EQUILIBRIUM) {
@@ -38,8 +59,8 @@ int estimate(case_control_ggi_data const& data, setup_settings& settings, result
         if (outcome.is_rho_at_zero) settings.hw = EQUILIBRIUM;
     }
     if (settings.hw != EQUILIBRIUM) return status;
-    outcome.incomplete = data.distinct->count_incomplete();
-    outcome.is_too_long = visits(data, settings) > MOST_VISITS;
+    bound(data, settings, outcome);
+    if (before) before(outcome);
     if (outcome.is_too_long) return status;
     return hwq_frequency(d, settings.sample, settings.frequency_iterations,
                          settings.frequency_tolerance, frequency, true);
@@ -48,19 +69,23 @@ int estimate(case_control_ggi_data const& data, setup_settings& settings, result
 } // namespace
 
 int case_control_ggi_setup(case_control_ggi_data& data, setup_settings& settings, result& frequency,
-                           setup_outcome& outcome) {
-    outcome = {false, false, 0, false, 1};
-    int const status = estimate(data, settings, frequency, outcome);
+                           setup_outcome& outcome,
+                           std::function<void(setup_outcome const&)> const& before) {
+    outcome = {false, false, 0, false, false, false, 1};
+    int const status = estimate(data, settings, frequency, outcome, before);
     if (outcome.is_too_long) return SUCCESS;
     outcome.is_frequency_limited = status == ITERATIONS_EXCEEDED;
-    // Outside the sample they change no frequency.
-    if (outcome.incomplete > 0 && completion_pairs(*data.distinct, settings.sample) > 0) {
+    if (outcome.has_completions) {
         double const* const f = frequency.estimates;
-        std::size_t const size = std::size_t{1} << data.distinct->nsnp();
-        outcome.frequency_sum = std::accumulate(f, f + size, 0.0);
-        unsigned const K = count_selected(settings.threshold, f, size);
-        outcome.is_too_long = multiplications(K, settings) > MOST_MULTIPLICATIONS;
-        if (outcome.is_too_long) return SUCCESS;
+        outcome.frequency_sum =
+            std::accumulate(f, f + (std::size_t{1} << data.distinct->nsnp()), 0.0);
     }
     return case_control_ggi_init(data, settings.hw, settings.threshold, frequency.estimates);
+}
+
+// By the LU factorisation of the parameters of the haplotypes, in all permitted iterations.
+bool is_fit_too_long(double haplotypes, setup_settings const& settings,
+                     setup_outcome const& outcome) {
+    return outcome.has_completions &&
+           std::pow(haplotypes, 3) / 3 * settings.iterations > MOST_MULTIPLICATIONS;
 }

@@ -8,11 +8,16 @@ namespace scan {
 chunk_worker::chunk_worker(scan_input const& input, options const& o)
     : input_(input), options_(o), rows_(input.snps, input.bed, input.list, o.max_snps),
       counter_(input.model, input.subjects), genotypes_(input.model),
-      test_(input.model, genotypes_, o.test), tables_(input.snps, input.list, o.test.test) {
+      test_(input.model, genotypes_, o.test),
+      n_cases_(static_cast<double>(
+          std::count(input.model.is_case.begin(), input.model.is_case.end(), 1))),
+      n_controls_(static_cast<double>(input.model.is_case.size()) - n_cases_),
+      tables_(input.snps, input.list, o.test.test) {
     if (input.effects != nullptr) effects_.emplace(*input.effects, input.model);
 }
 
-chunk_result chunk_worker::run(std::size_t first, std::size_t end) {
+chunk_result chunk_worker::run(window_run const& windows) {
+    auto const [first, end] = windows.windows;
     chunk_result result;
     for (std::size_t w = first, read_end = first; w < end;) {
         if (w == read_end) read_end = rows_.read(w, end);
@@ -20,7 +25,7 @@ chunk_result chunk_worker::run(std::size_t first, std::size_t end) {
         count_blocks();
         for (; w < blocks_end; ++w) {
             compute(input_.list.windows[w], block_of_[w - begin]);
-            append(w, result);
+            append(w, windows.has_effects, result);
         }
     }
     return result;
@@ -85,13 +90,20 @@ void chunk_worker::compute(window const& w, std::size_t block) {
     test_.run(row_);
 }
 
-void chunk_worker::append(std::size_t w, chunk_result& result) {
+void chunk_worker::append(std::size_t w, bool has_effects, chunk_result& result) {
     tables_.append_window(w, row_, result.window_rows);
     if (row_.code == error_code::none && row_.log_p <= std::log(options_.pfilter))
         tables_.append_haplotypes(w, row_, result.haplotype_rows);
-    if (effects_ && effects_->wants(row_)) estimate_effects(w, result);
-    result.log_p.push_back(row_.log_p);
-    result.codes.push_back(row_.code);
+    if (has_effects && effects_->wants(row_)) estimate_effects(w, result);
+    result.outcomes.push_back({row_.code, row_.df, row_.chisq, row_.log_p,
+                               row_.top_log_p_bonferroni, row_.n_no_saddle_point,
+                               leaves_out_unequally()});
+}
+
+// More than a tenth of a group in excess of the other's share.
+bool chunk_worker::leaves_out_unequally() const {
+    return row_.code == error_code::none &&
+           std::abs(row_.cases / n_cases_ - row_.controls / n_controls_) > 0.1;
 }
 
 void chunk_worker::estimate_effects(std::size_t w, chunk_result& result) {
@@ -99,6 +111,7 @@ void chunk_worker::estimate_effects(std::size_t w, chunk_result& result) {
     rows_.take(x.first, x.n_snps, effect_rows_);
     effects_->run(effect_rows_, row_, effect_result_);
     tables_.append_effects(w, input_.effects->model_name(), effect_result_, result.effect_rows);
+    ++result.n_with_effects;
 }
 
 double bytes_per_thread(std::size_t n_subjects, std::size_t n_columns, std::size_t row_bytes,
@@ -115,11 +128,12 @@ double bytes_per_thread(std::size_t n_subjects, std::size_t n_columns, std::size
                  places = 2 * n + static_cast<double>(row_bytes),
                  table = 12 * std::pow(4, genotype_block::MAX_TABLE_SNPS);
     // A cell of a block has itself, slots of the hash and sums; a genotype of a window its masks, its
-    // sums and copies of some 20 haplotypes.
+    // sums, those of a model of its own and copies of some 20 haplotypes.
     double const block = table + (has_covariates ? 4 * n : 0) +
                          most_genotypes(block_snps) * (24 + 32 + 8 * (columns + 4)),
-                 window = most_genotypes(longest) * (20 + 8 * (columns + 2) + 160);
-    return rows + places + block_counter::MAX_BLOCKS * block + window + 32 * std::pow(2, longest);
+                 window = most_genotypes(longest) * (20 + 16 * (columns + 2) + 160);
+    return rows + places + block_counter::MAX_BLOCKS * block + window + 32 * std::pow(2, longest) +
+           phases::most_bytes(most_genotypes(longest), longest);
 }
 
 } // namespace scan

@@ -1,4 +1,4 @@
-// Computes a chunk, a run of neighbouring windows, and makes its rows of the tables.
+// Computes runs of neighbouring windows, and makes their rows of the tables.
 #ifndef QUILMAR_SCAN_CHUNK_WORKER_H
 #define QUILMAR_SCAN_CHUNK_WORKER_H
 
@@ -7,6 +7,7 @@
 #include "scan/input/snp_table.h"
 #include "scan/options.h"
 #include "scan/output/tables.h"
+#include "scan/parts/chunk_grid.h"
 #include "scan/score/block_counter.h"
 #include "scan/score/null_model.h"
 #include "scan/score/window.h"
@@ -31,11 +32,28 @@ struct scan_input {
     effect_input const* effects; // null for none
 };
 
-// The rows of the tables and, by window, ln P and the code.
+// What is known of all windows together: numbers of a window_row.
+struct window_outcome {
+    error_code code = error_code::none;
+    unsigned df = 0;
+    double chisq = NOT_COMPUTED, log_p = NOT_COMPUTED, top_log_p_bonferroni = NOT_COMPUTED;
+    // Haplotypes whose p-value is the normal one because they have no saddle point.
+    unsigned n_no_saddle_point = 0;
+    // Does a window with a P leave out over a tenth more of one group than of the other?
+    bool is_unequal = false;
+};
+
+// The rows of the tables and what came of each window.
 struct chunk_result {
-    std::string window_rows, haplotype_rows, effect_rows;
-    std::vector<double> log_p;
-    std::vector<error_code> codes;
+    std::string window_rows, haplotype_rows, lead_rows, effect_rows;
+    std::vector<window_outcome> outcomes;
+    std::size_t n_with_effects = 0; // windows
+};
+
+// Neighbouring windows that are computed together.
+struct window_run {
+    index_range windows;
+    bool has_effects; // of those whose P is small enough
 };
 
 // One per thread; owns all work arrays, and refers to input and options.
@@ -43,8 +61,8 @@ class chunk_worker {
   public:
     chunk_worker(scan_input const& input, options const& o);
 
-    // The windows from `first` to before `end`. Throws read_failed.
-    chunk_result run(std::size_t first, std::size_t end);
+    // Throws read_failed.
+    chunk_result run(window_run const& windows);
     // The numbers of one window. Throws read_failed.
     window_row const& compute_one(std::size_t w);
 
@@ -61,6 +79,7 @@ class chunk_worker {
     genotype_table genotypes_;
     window_test test_;
     std::optional<effect_test> effects_;
+    double n_cases_, n_controls_; // of the run
     table_rows tables_;
     std::vector<window_block> blocks_;
     std::vector<std::size_t> block_of_; // by window from the first of the blocks on
@@ -73,7 +92,8 @@ class chunk_worker {
     std::size_t form_blocks(std::size_t first, std::size_t end);
     void count_blocks();
     void compute(window const& w, std::size_t block);
-    void append(std::size_t w, chunk_result& result);
+    void append(std::size_t w, bool has_effects, chunk_result& result);
+    bool leaves_out_unequally() const;
     void estimate_effects(std::size_t w, chunk_result& result);
 };
 

@@ -83,8 +83,10 @@ std::string word(std::string name) {
 std::string data_text(study const& s, window const& w, exported_genotypes const& genotypes,
                       double window_mind) {
     std::string table = "FID\tIID\tSTATUS";
-    for (std::uint32_t l = 0; l < w.n_snps; ++l)
-        table.append("\t").append(s.snps.id(s.windows.members[w.first + l]));
+    for (std::uint32_t l = 0; l < w.n_snps; ++l) {
+        std::uint32_t const i = s.windows.members[w.first + l];
+        table.append("\t").append(s.snps.id(i)).append("_").append(s.snps.allele(i, 0));
+    }
     for (std::size_t c = 1; c < s.design.names.size(); ++c)
         table += "\t" + word(s.design.names[c]);
     table += '\n';
@@ -107,28 +109,45 @@ std::string columns(std::size_t first, std::size_t n) {
                   : "columns " + std::to_string(first) + " to " + std::to_string(first + n - 1);
 }
 
-// Comments are in lower case and without "=", or they would be definitions.
-std::string specification_text(window_row const& row, std::uint32_t n_snps,
-                               std::size_t n_covariates) {
-    auto const named = [n_snps](haplotype_row const& h) {
-        return "haplotype " + bit_text(h.bits, n_snps) + ", frequency " + number_text(h.freq);
+// The alleles that are 1 in a haplotype, or those that are 0, a blank before each.
+std::string letters(study const& s, window const& w, unsigned which) {
+    std::string text;
+    for (std::uint32_t l = 0; l < w.n_snps; ++l)
+        text.append(" ").append(s.snps.allele(s.windows.members[w.first + l], which));
+    return text;
+}
+
+// Comments hold no "=" and, but for alleles, no capitals, or they would be definitions. quilmar-table
+// reads the one on letters.
+std::string specification_text(study const& s, window const& w, window_row const& row,
+                               test_kind test) {
+    table_rows const rows(s.snps, s.windows, test);
+    std::string spec = "a window of quilmar-scan; 1 is the allele that the data file counts\n"
+                       "letters of 1:" +
+                       letters(s, w, 0) + "; of 0:" + letters(s, w, 1) + "\n";
+    std::replace(spec.begin(), spec.end(), '=', '?');
+    auto const named = [&](haplotype_row const& h) {
+        std::string alleles = rows.alleles(w, h.bits);
+        std::replace(alleles.begin(), alleles.end(), '=', '?');
+        return "haplotype " + bit_text(h.bits, w.n_snps) + ", " + alleles + ", frequency " +
+               number_text(h.freq);
     };
     double rarest = 1;
     for (haplotype_row const& h : row.haplotypes)
         rarest = std::min(rarest, h.freq);
-    std::string spec = "a window of quilmar-scan; 1 is the allele that the data file counts\n"
-                       "STATUS=3\nGENE=";
-    for (std::uint32_t l = 0; l < n_snps; ++l)
+    spec += "GENE=";
+    for (std::uint32_t l = 0; l < w.n_snps; ++l)
         spec += (l == 0 ? "" : " ") + std::to_string(N_IDENTIFYING + 1 + l);
-    spec += "\nSAMPLE=combined\nTHRESHOLD=" + number_text(std::min(MODELLED, rarest / 2)) +
-            "\n\nthe base is " + named(row.haplotypes[0]) +
-            ", with those that the scan did not test\n";
+    spec +=
+        "\nSTATUS=3\nSAMPLE=combined\nTHRESHOLD=" + number_text(std::min(MODELLED, rarest / 2)) +
+        "\n\nthe base, or reference, is " + named(row.haplotypes[0]) +
+        ", with those that the scan did not test\n";
     for (std::size_t h = 1; h < row.haplotypes.size(); ++h)
         spec += "\n" + named(row.haplotypes[h]) +
                 "\nEFFECT=" + std::to_string(row.haplotypes[h].bits) + "\n";
-    if (n_covariates > 0)
+    if (s.design.names.size() > 1)
         spec += "\nthe scan's covariates, centred and in standard deviations, are in " +
-                columns(N_IDENTIFYING + 1 + n_snps, n_covariates) +
+                columns(N_IDENTIFYING + 1 + w.n_snps, s.design.names.size() - 1) +
                 "\nthey are not used: in quilmar they would not adjust the effects\n";
     return spec;
 }
@@ -145,11 +164,10 @@ void export_window(options const& o, run_log& log) {
     exported_genotypes const genotypes(s, w);
     window_row const row = compute(s, index, o);
     data.write(data_text(s, w, genotypes, o.test.window_mind));
-    specification.write(specification_text(row, w.n_snps, s.design.names.size() - 1));
+    specification.write(specification_text(s, w, row, o.test.test));
     for (output_file* file : {&data, &specification})
         file->finish();
-    for (output_file* file : {&data, &specification})
-        file->publish();
+    output_file::publish({&data, &specification});
     log.note("Window " + id + ": P " + p_text(row.log_p) + ", " + std::to_string(row.obs) +
              " subjects. Analyse it by: quilmar " + prefix + ".txt " + prefix + ".spec");
 }

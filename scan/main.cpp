@@ -1,8 +1,8 @@
 // quilmar-scan: score tests of the haplotypes of every window of SNPs, from PLINK files to tables.
 #include "scan/error.h"
 #include "scan/options.h"
-#include "scan/output/output_file.h"
 #include "scan/output/run_log.h"
+#include "scan/output/signals.h"
 #include "scan/run.h"
 
 #include <exception>

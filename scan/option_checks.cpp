@@ -5,6 +5,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <filesystem>
+
 namespace scan {
 
 namespace {
@@ -16,6 +19,14 @@ bool is_given(CLI::App const& app, char const* name) {
 void require(CLI::App const& app, char const* option, char const* other) {
     if (is_given(app, option) && !is_given(app, other))
         refuse(std::string(option) + " needs " + other + ".");
+}
+
+// A prefix that ends like one of its files, where there is no such file of it.
+void refuse_suffix(std::string const& prefix, std::string const& suffix) {
+    std::size_t const n = prefix.size() - std::min(prefix.size(), suffix.size());
+    if (prefix.substr(n) == suffix && !std::filesystem::exists(prefix + suffix))
+        refuse("--bfile " + prefix + ": give the prefix of the three files, --bfile " +
+               prefix.substr(0, n) + ".");
 }
 
 // The three files, by their prefix or one by one, or the VCF.
@@ -33,15 +44,25 @@ void set_files(options& o) {
             if (o.bfile.empty())
                 refuse("No genotypes: give --bfile, --vcf, or --bed, --bim and --fam.");
             *file = o.bfile + suffix;
+            refuse_suffix(o.bfile, suffix);
         }
 }
 
+void set_naming(CLI::App const& app, option_words const& words, options& o) {
+    require(app, "--id-delim", "--vcf");
+    require(app, "--double-id", "--vcf");
+    if (!is_given(app, "--id-delim")) return;
+    if (o.is_double_id) refuse("--id-delim and --double-id exclude each other.");
+    if (words.id_delim.size() != 1)
+        refuse("--id-delim: '" + words.id_delim + "' is not one character.");
+    o.id_delim = words.id_delim[0];
+}
+
 void set_effects(option_words const& words, effect_settings& e) {
-    double p = 1;
-    if (words.most_p == "none")
-        e.most_p.reset();
-    else if (words.most_p == "all" || parse_number(words.most_p, p))
-        e.most_p = p;
+    if (words.effects == "none" || (words.effects.empty() && words.test == "lrt"))
+        e.windows = effect_windows::none;
+    else if (words.effects == "all" || parse_number(words.effects, e.most_p))
+        e.windows = effect_windows::most_p;
     if (words.model == "retrospective") e.model = effect_model::retrospective;
     for (auto const& [word, mode] : {std::pair("additive", ADDITIVE),
                                      {"recessive", RECESSIVE},
@@ -79,27 +100,33 @@ void set_part(options& o, std::pair<std::uint32_t, std::uint32_t> const& part) {
     o.prefix += "." + std::string(of.size() - number.size(), '0') + number + "of" + of;
 }
 
-void check_windows(CLI::App const& app, options const& o) {
+void check_windows(CLI::App const& app, options& o) {
     std::string chosen;
     for (char const* source : {"--regions-file", "--gene-list", "--hap-list"}) {
         if (!is_given(app, source)) continue;
         if (!chosen.empty()) refuse(chosen + " and " + source + " exclude each other.");
         chosen = source;
     }
-    for (char const* sliding : {"--window", "--step", "--window-kb"})
-        if (!chosen.empty() && is_given(app, sliding))
-            refuse(chosen + " and " + sliding + " exclude each other.");
+    o.slides_in_regions = is_given(app, "--window");
+    for (char const* option : {"--window", "--step", "--window-kb"}) {
+        if (!is_given(app, option)) continue;
+        if (is_given(app, "--hap-list"))
+            refuse("--hap-list and " + std::string(option) + " exclude each other.");
+        if (!chosen.empty() && !o.slides_in_regions)
+            refuse(std::string(option) + " with " + chosen + " needs --window.");
+    }
     require(app, "--genes", "--gene-list");
     require(app, "--gene-border-kb", "--gene-list");
-    if (chosen.empty() && o.window_snps > o.max_snps)
-        refuse("--window " + std::to_string(o.window_snps) + " is above --max-snps " +
-               std::to_string(o.max_snps) + ": give --max-snps " + std::to_string(o.window_snps) +
-               " as well.");
+    std::string const n_snps = std::to_string(o.windows.n_snps);
+    if ((chosen.empty() || o.slides_in_regions) && o.windows.n_snps > o.max_snps)
+        refuse("--window " + n_snps + " is above --max-snps " + std::to_string(o.max_snps) +
+               ": give --max-snps " + n_snps + " as well.");
 }
 
-void check_together(CLI::App const& app, options const& o) {
+void check_together(CLI::App const& app, options& o) {
     require(app, "--pheno-name", "--pheno");
     require(app, "--covar-name", "--covar");
+    require(app, "--covar-category", "--covar");
     if (o.test.test == test_kind::lrt && !o.covar.empty())
         refuse("--test lrt and --covar exclude each other: the likelihood ratio is that of the "
                "genotypes given the status, which covariates cannot adjust. --test score can.");
@@ -107,6 +134,8 @@ void check_together(CLI::App const& app, options const& o) {
         refuse("No covariates: give --covar, or --allow-no-covars if the test shall be without.");
     if (!o.covar.empty() && o.allow_no_covars)
         refuse("--covar and --allow-no-covars exclude each other.");
+    if (o.test.test == test_kind::lrt && o.test.saddlepoint == saddlepoint_use::on)
+        refuse("--spa on and --test lrt exclude each other: the saddlepoint is that of the score.");
     check_windows(app, o);
     for (char const* scanning : {"--dry-run", "--parallel", "--resume"})
         if (is_given(app, "--export-window") && is_given(app, scanning))
@@ -118,8 +147,8 @@ void check_effects(CLI::App const& app, options const& o) {
     effect_settings const& e = o.effects;
     for (char const* option : {"--model", "--mode", "--hw", "--interaction", "--independence",
                                "--vs", "--show-covar", "--ci"})
-        if (!e.most_p && is_given(app, option))
-            refuse(std::string(option) + " needs effects: leave --effects none out.");
+        if (e.windows == effect_windows::none && is_given(app, option))
+            refuse(std::string(option) + " needs effects: give --effects lead.");
     bool const is_retrospective = e.model == effect_model::retrospective;
     if (!is_retrospective && e.hw != EQUILIBRIUM)
         refuse("--hw HWD needs --model retrospective: the prospective model assumes equilibrium.");
@@ -152,8 +181,11 @@ void refuse(std::string const& what) {
 
 void complete_options(CLI::App const& app, option_words const& words, options& o) {
     if (words.test == "lrt") o.test.test = test_kind::lrt;
+    if (words.spa == "on") o.test.saddlepoint = saddlepoint_use::on;
+    if (words.spa == "off") o.test.saddlepoint = saddlepoint_use::off;
     o.chromosomes = chromosomes_of(words.chromosomes);
     set_files(o);
+    set_naming(app, words, o);
     set_effects(words, o.effects);
     check_together(app, o);
     check_effects(app, o);

@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include <limits>
+#include <tuple>
 
 namespace scan {
 
@@ -48,6 +49,9 @@ CLI::Validator whole_in(std::int32_t low, std::int32_t high) {
 
 // One of some words in any case, for CLI::Option::transform: it becomes the word as it stands here.
 CLI::Validator one_of(std::vector<std::string> const& words) {
+    std::string shown;
+    for (std::string const& word : words)
+        shown += (shown.empty() ? "{" : ",") + word;
     auto const check = [=](std::string& text) {
         std::string list;
         for (std::string const& word : words) {
@@ -59,22 +63,22 @@ CLI::Validator one_of(std::vector<std::string> const& words) {
         }
         return "'" + text + "' is not " + list + ".";
     };
-    return CLI::Validator(check, "");
+    return CLI::Validator(check, shown + "}");
 }
 
-// A p-value, or all or none.
+// A p-value, or a word for windows.
 CLI::Validator limit_of_p() {
     auto const check = [](std::string& text) {
         double value;
         if (parse_number(text, value) && value >= 0 && value <= 1) return std::string();
-        return one_of({"all", "none"})(text).empty() ? std::string()
-                                                     : "'" + text +
-                                                           "' is no number, 0 to 1, and not "
-                                                           "all or none.";
+        return one_of({"lead", "all", "none"})(text).empty()
+                   ? std::string()
+                   : "'" + text + "' is no number, 0 to 1, and not lead, all or none.";
     };
-    return CLI::Validator(check, "");
+    return CLI::Validator(check, "{lead,all,none}");
 }
-void add_input(CLI::App& app, options& o) {
+
+void add_input(CLI::App& app, options& o, std::string& id_delim) {
     auto const add = [&app](std::string const& name, std::string& value, std::string const& text) {
         return app.add_option(name, value, text)->group("Input");
     };
@@ -83,14 +87,22 @@ void add_input(CLI::App& app, options& o) {
     add("--bim", o.bim, "SNPs")->type_name("FILE");
     add("--fam", o.fam, "Subjects")->type_name("FILE");
     add("--vcf", o.vcf, "Genotypes and SNPs, as VCF, VCF.gz or BCF")->type_name("FILE");
+    add("--id-delim", id_delim, "Samples of the VCF are FID_IID, or with another character D")
+        ->type_name("D")
+        ->expected(0, 1)
+        ->default_str("_");
+    app.add_flag("--double-id", o.is_double_id, "FID and IID are both the VCF's sample")
+        ->group("Input");
     add("--pheno", o.pheno, "Phenotypes, instead of the .fam's")->type_name("FILE");
     add("--pheno-name", o.pheno_name, "Column of --pheno")->type_name("NAME");
     app.add_flag("--1", o.is_01, "0 is a control, 1 a case")->group("Input");
-    add("--covar", o.covar, "Covariates")->type_name("FILE");
-    app.add_option("--covar-name", o.covar_names, "Columns of --covar (A-B: from A to B) [all]")
-        ->delimiter(',')
-        ->type_name("NAMES")
+    app.add_option("--covar", o.covar, "Covariates; several files are joined by subject")
+        ->type_name("FILE")
         ->group("Input");
+    for (auto const& [name, value, text] :
+         {std::tuple("--covar-name", &o.covar_names, "Columns of --covar (A-B: from A to B) [all]"),
+          {"--covar-category", &o.covar_categories, "Those whose numbers are categories"}})
+        app.add_option(name, *value, text)->delimiter(',')->type_name("NAMES")->group("Input");
     app.add_flag("--allow-no-covars", o.allow_no_covars, "Test without any covariate")
         ->group("Input");
 }
@@ -119,13 +131,14 @@ void add_windows(CLI::App& app, options& o) {
                             std::string const& type) {
         return app.add_option(name, value, text)->type_name(type)->group("Windows");
     };
-    add("--window", o.window_snps, "SNPs of a sliding window", "N")
+    add("--window", o.windows.n_snps, "SNPs of a sliding window, also inside of regions and genes",
+        "N")
         ->transform(whole_in(1, 20))
         ->capture_default_str();
-    add("--step", o.step, "SNPs from one window to the next", "N")
+    add("--step", o.windows.step, "SNPs from one window to the next", "N")
         ->transform(whole_in(1, LAST))
         ->capture_default_str();
-    add("--window-kb", o.window_kb, "Longest sliding window in kb", "KB")
+    add("--window-kb", o.windows.longest_kb, "Longest sliding window in kb", "KB")
         ->check(number_in(0, NO_LIMIT))
         ->capture_default_str();
     add("-R,--regions-file", o.regions_file,
@@ -141,8 +154,8 @@ void add_windows(CLI::App& app, options& o) {
         ->capture_default_str();
 }
 
-void add_test(CLI::App& app, options& o, std::string& test) {
-    app.add_option("--test", test, "score, or lrt: likelihood ratio without covariates")
+void add_test(CLI::App& app, options& o, option_words& words) {
+    app.add_option("--test", words.test, "score, or lrt: likelihood ratio without covariates")
         ->type_name("NAME")
         ->check(CLI::IsMember({"score", "lrt"}))
         ->capture_default_str()
@@ -160,6 +173,14 @@ void add_test(CLI::App& app, options& o, std::string& test) {
     add("--min-hap-freq", o.test.min_hap_freq, "Lowest frequency of a tested haplotype", "F", 1);
     add("--min-hap-copies", o.test.min_hap_copies,
         "Fewest copies of a tested haplotype in the smaller group", "N", NO_LIMIT);
+    app.add_option(
+           "--spa", words.spa,
+           "Saddlepoint p-values of the score test: auto is on where the smaller group is less "
+           "than a quarter of the subjects")
+        ->type_name("NAME")
+        ->check(CLI::IsMember({"auto", "on", "off"}))
+        ->capture_default_str()
+        ->group("Test");
 }
 
 void add_effects(CLI::App& app, options& o, option_words& words) {
@@ -167,18 +188,24 @@ void add_effects(CLI::App& app, options& o, option_words& words) {
                             std::string const& type) {
         return app.add_option(name, value, text)->type_name(type)->group("Effects");
     };
-    add("--effects", words.most_p,
-        "Estimate them where P or TOP_P_BONF is at most this: P, all, none", "P")
-        ->transform(limit_of_p())
-        ->capture_default_str();
-    add("--model", words.model, "Likelihood: prospective or retrospective", "NAME")
+    add("--effects", words.effects,
+        "Estimate them in lead windows, where P or TOP_P_BONF is at most P, in all, in none "
+        "[lead; with --test lrt none]",
+        "P")
+        ->transform(limit_of_p());
+    app.add_option("--effects-kb", o.effects.kb,
+                   "A lead window stands for others with at most so many kb between")
+        ->type_name("KB")
+        ->check(number_in(0, NO_LIMIT))
+        ->capture_default_str()
+        ->group("Effects");
+    add("--model", words.model, "Likelihood", "NAME")
         ->transform(one_of({"prospective", "retrospective"}))
         ->capture_default_str();
-    add("--mode", words.mode, "Mode of inheritance: additive, recessive, dominant, codominant",
-        "NAME")
+    add("--mode", words.mode, "Mode of inheritance", "NAME")
         ->transform(one_of({"additive", "recessive", "dominant", "codominant"}))
         ->capture_default_str();
-    add("--hw", words.hw, "Controls in Hardy-Weinberg equilibrium or not: HWE, HWD", "NAME")
+    add("--hw", words.hw, "Controls in Hardy-Weinberg equilibrium or not", "NAME")
         ->transform(one_of({"HWE", "HWD"}))
         ->capture_default_str();
     add("--interaction", o.effects.interaction, "Covariate that interacts with the haplotypes",
@@ -186,9 +213,7 @@ void add_effects(CLI::App& app, options& o, option_words& words) {
     app.add_flag("--independence", o.effects.is_independent,
                  "Assume haplotypes and that covariate independent in the population")
         ->group("Effects");
-    add("--vs", words.reference,
-        "Effects against the most frequent haplotype, or all others: "
-        "reference, rest",
+    add("--vs", words.reference, "Effects against the most frequent haplotype, or all others",
         "NAME")
         ->transform(one_of({"reference", "rest"}))
         ->capture_default_str();
@@ -235,10 +260,10 @@ void add_output(CLI::App& app, options& o, std::pair<std::uint32_t, std::uint32_
 } // namespace
 
 void declare_options(CLI::App& app, options& o, option_words& words) {
-    add_input(app, o);
+    add_input(app, o, words.id_delim);
     add_filters(app, o, words.chromosomes);
     add_windows(app, o);
-    add_test(app, o, words.test);
+    add_test(app, o, words);
     add_effects(app, o, words);
     add_output(app, o, words.part);
 }

@@ -18,11 +18,11 @@ namespace scan {
 // The values of options that become something else than their text, as they are given.
 struct option_words {
     std::vector<std::string> chromosomes; // "1", "4-7"
-    std::string test = "score";
+    std::string id_delim, test = "score", spa = "auto";
     std::pair<std::uint32_t, std::uint32_t> part{0, 0}; // 0 of 0 where it is not given
     // Of the effects:
-    std::string most_p = "1e-4", model = "prospective", mode = "additive", hw = "HWE",
-                reference = "reference";
+    std::string effects, model = "prospective", mode = "additive", hw = "HWE",
+                         reference = "reference";
 };
 
 // Both receive the values when the application parses, and must outlive it.

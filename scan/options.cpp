@@ -40,7 +40,9 @@ std::size_t edit_distance(std::string const& a, std::string const& b) {
         if (nearest.empty() || edit_distance(given, name) < edit_distance(given, nearest))
             nearest = name;
     }
-    refuse(given + " is no option. The nearest one is " + nearest + ".");
+    // A third of the letters may be wrong.
+    bool const is_near = 3 * edit_distance(given, nearest) <= given.size();
+    refuse(given + " is no option." + (is_near ? " The nearest one is " + nearest + "." : ""));
 }
 
 // An unset variable of a script is no wish to do without the option.
@@ -56,7 +58,8 @@ std::vector<std::string> options_in_effect(CLI::App const& app) {
     std::vector<std::string> lines;
     for (CLI::Option const* option : app.get_options()) {
         std::string const name = "--" + option->get_lnames()[0];
-        std::string value = option->get_default_str();
+        // What may stand without a value has its default then, and none where it is not given.
+        std::string value = option->get_expected_min() == 0 ? "" : option->get_default_str();
         if (option->count() != 0) {
             value.clear();
             for (std::string const& part : option->reduced_results())
@@ -98,7 +101,6 @@ std::vector<input_file> input_files(options const& o) {
                                      {"--bim", o.bim},
                                      {"--fam", o.fam},
                                      {"--pheno", o.pheno},
-                                     {"--covar", o.covar},
                                      {"--keep", o.keep},
                                      {"--remove", o.remove},
                                      {"--extract", o.extract},
@@ -107,6 +109,8 @@ std::vector<input_file> input_files(options const& o) {
                                      {"--gene-list", o.gene_list},
                                      {"--hap-list", o.hap_list},
                                      {"--vcf", o.vcf}};
+    for (std::size_t f = 0; f < o.covar.size(); ++f)
+        files.push_back({f == 0 ? "--covar" : "--covar " + std::to_string(f + 1), o.covar[f]});
     files.erase(std::remove_if(files.begin(), files.end(),
                                [](input_file const& file) { return file.path.empty(); }),
                 files.end());

@@ -4,6 +4,7 @@
 
 #include "scan/effects/settings.h"
 #include "scan/score/window.h"
+#include "scan/windows/window_list.h"
 
 #include <bitset>
 #include <cstdint>
@@ -22,10 +23,11 @@ struct run_part {
 struct options {
     // Input; empty where it is not given.
     std::string bfile, bed, bim, fam, vcf;
+    std::optional<char> id_delim;
+    bool is_double_id = false;
     std::string pheno, pheno_name;
     bool is_01 = false;
-    std::string covar;
-    std::vector<std::string> covar_names;
+    std::vector<std::string> covar, covar_names, covar_categories;
     bool allow_no_covars = false;
 
     // Filters.
@@ -35,8 +37,8 @@ struct options {
     std::optional<double> maf, geno, mind;
 
     // Windows.
-    std::uint32_t window_snps = 5, step = 1;
-    double window_kb = 500;
+    sliding_settings windows;
+    bool slides_in_regions = false; // --window is given
     std::string regions_file, gene_list, hap_list;
     std::vector<std::string> genes;
     double gene_border_kb = 0;

@@ -21,17 +21,26 @@ struct result_table {
 // The tables that a run makes. Whatever deals with tables goes through this list.
 std::vector<result_table> tables_of(options const& o);
 
+// Throws open_failed where a file of the run cannot be made, or would replace an input.
+void check_targets(options const& o);
+
 // Tables, list of subjects and log, which appear together.
 class result_files {
   public:
     // Throws open_failed.
     explicit result_files(options const& o);
 
-    // Both throw write_failed.
+    // Throws write_failed.
     void write(chunk_result const& chunk);
+    // Files that an earlier run has made and this one does not: what stands beside a new table must
+    // not be of an older one.
+    std::vector<std::string> stale() const;
+    // Removes those, and gives the files their names: the log's at last. Throws open_failed,
+    // write_failed.
     void publish(std::string const& subjects, std::string const& log);
 
   private:
+    std::string prefix_;
     std::vector<result_table> tables_;
     std::deque<output_file> files_; // of the tables, then subjects and log
 };

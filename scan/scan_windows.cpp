@@ -10,21 +10,29 @@
 
 namespace scan {
 
-void scan_windows(scan_input const& input, options const& o, chunk_grid const& grid,
-                  std::vector<std::size_t> const& chunks, chunk_receiver const& receive) {
-    std::size_t n_windows = 0, n_done = 0, n_failed = 0, n_delivered = 0;
+void scan_chunks(scan_input const& input, options const& o, chunk_grid const& grid,
+                 std::vector<std::size_t> const& chunks, chunk_receiver const& receive) {
+    std::vector<window_run> runs;
     for (std::size_t const c : chunks)
-        n_windows += grid.windows({c, c + 1}).size();
-    progress shown(n_windows, o.is_quiet);
-    std::size_t const n_threads = std::min<std::size_t>(o.n_threads, chunks.size());
+        runs.push_back({grid.windows({c, c + 1}), o.effects.windows == effect_windows::most_p});
+    scan_windows(input, o, runs, "window",
+                 [&](std::size_t i, chunk_result const& chunk) { receive(chunks[i], chunk); });
+}
+
+void scan_windows(scan_input const& input, options const& o, std::vector<window_run> const& runs,
+                  char const* kind, chunk_receiver const& receive) {
+    std::size_t n_windows = 0, n_delivered = 0;
+    for (window_run const& run : runs)
+        n_windows += run.windows.size();
+    progress shown(n_windows, kind, o.is_quiet);
+    std::size_t const n_threads = std::min<std::size_t>(o.n_threads, runs.size());
     ordered_writer<chunk_result> writer(
         [&](chunk_result const& chunk) {
-            receive(chunks[n_delivered++], chunk);
-            n_done += chunk.codes.size();
-            n_failed += chunk.codes.size() -
-                        static_cast<std::size_t>(
-                            std::count(chunk.codes.begin(), chunk.codes.end(), error_code::none));
-            shown.update(n_done, n_failed);
+            receive(n_delivered++, chunk);
+            std::size_t n_failed = 0;
+            for (window_outcome const& outcome : chunk.outcomes)
+                n_failed += outcome.code != error_code::none;
+            shown.add(chunk.outcomes.size(), n_failed, chunk.n_with_effects);
         },
         4 * n_threads);
 
@@ -32,10 +40,8 @@ void scan_windows(scan_input const& input, options const& o, chunk_grid const& g
     auto const work = [&] {
         try {
             chunk_worker worker(input, o);
-            for (std::size_t i; (i = next++) < chunks.size();) {
-                index_range const windows = grid.windows({chunks[i], chunks[i] + 1});
-                if (!writer.put(i, worker.run(windows.first, windows.end))) return;
-            }
+            for (std::size_t i; (i = next++) < runs.size();)
+                if (!writer.put(i, worker.run(runs[i]))) return;
         } catch (...) {
             writer.fail(std::current_exception());
         }

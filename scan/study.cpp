@@ -1,6 +1,7 @@
 #include "scan/study.h"
 
 #include "scan/error.h"
+#include "scan/output/numbers.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -10,12 +11,8 @@ namespace scan {
 
 namespace {
 
-std::string count(std::size_t n, std::string const& what) {
-    return std::to_string(n) + " " + what + (n == 1 ? "" : "s");
-}
-
 void note_if(run_log& log, std::size_t n, std::string const& what, std::string const& why) {
-    if (n > 0) log.note(count(n, what) + " left out: " + why + ".");
+    if (n > 0) log.note(counted(n, what) + " left out: " + why + ".");
 }
 
 std::string joined(std::vector<std::string> const& names) {
@@ -28,7 +25,7 @@ std::string joined(std::vector<std::string> const& names) {
 void warn_if_few(run_log& log, std::size_t n_missing, std::size_t n, std::string const& path) {
     if (2 * n_missing > n)
         log.warn(path + ": has only " + std::to_string(n - n_missing) + " of " +
-                 count(n, "subject") + ". Is it the right file?");
+                 counted(n, "subject") + ". Is it the right file?");
 }
 
 // Where a large file may stand that nobody else needs.
@@ -39,16 +36,16 @@ std::string temporary_folder(options const& o) {
     return slash == std::string::npos ? "." : o.out.substr(0, slash + 1);
 }
 
-phenotype phenotype_of(options const& o, subject_table const& subjects) {
+phenotype phenotype_of(options const& o, subject_table const& subjects, run_log& log) {
     return o.pheno.empty() ? phenotype_of_fam(subjects, o.is_01)
-                           : read_phenotype(o.pheno, o.pheno_name, subjects, o.is_01);
+                           : read_phenotype(o.pheno, o.pheno_name, subjects, o.is_01, log);
 }
 
 } // namespace
 
 study::study(options const& o, run_log& log)
     : vcf(o.vcf.empty() ? nullptr : std::make_unique<vcf_file>(o.vcf, temporary_folder(o))),
-      subjects(vcf ? vcf->subjects() : subject_table(o.fam)),
+      subjects(vcf ? vcf->subjects({o.id_delim, o.is_double_id}) : subject_table(o.fam)),
       snps(vcf ? snp_table(o.vcf, *vcf) : snp_table(o.bim)),
       bed(vcf ? vcf->genotypes() : bed_file(o.bed, snps.n_rows(), subjects.size())) {
     note_inputs(log);
@@ -62,8 +59,8 @@ study::study(options const& o, run_log& log)
 }
 
 void study::note_inputs(run_log& log) const {
-    log.note(count(subjects.size(), "subject") + " in " + subjects.path() + ", " +
-             count(snps.n_rows(), "SNP") + " in " + snps.path() + ".");
+    log.note(counted(subjects.size(), "subject") + " in " + subjects.path() + ", " +
+             counted(snps.n_rows(), "SNP") + " in " + snps.path() + ".");
     note_if(log, snps.n_other(), "SNP", "not on chromosomes 1 to 22");
     note_if(log, snps.n_without_place(), "SNP", "negative position");
     if (!vcf) return;
@@ -72,14 +69,14 @@ void study::note_inputs(run_log& log) const {
     note_if(log, counts.several_alleles, "record", "more than two alleles");
     note_if(log, counts.no_snps, "record", "no SNP");
     if (counts.half_calls > 0)
-        log.note(count(counts.half_calls, "half call") + " taken for missing.");
+        log.note(counted(counts.half_calls, "half call") + " taken for missing.");
     if (counts.other_ploidies > 0)
-        log.warn(count(counts.other_ploidies, "call") +
+        log.warn(counted(counts.other_ploidies, "call") +
                  " of another number of alleles than two taken for missing.");
 }
 
 std::vector<bool> study::keep_subjects(options const& o, run_log& log) {
-    std::vector<bool> is_kept = kept_subjects(subjects, o);
+    std::vector<bool> is_kept = kept_subjects(subjects, o, log);
     auto const n_kept = [&] { return std::count(is_kept.begin(), is_kept.end(), true); };
     note_if(log, subjects.size() - static_cast<std::size_t>(n_kept()), "subject",
             "--keep, --remove");
@@ -93,17 +90,19 @@ std::vector<bool> study::keep_subjects(options const& o, run_log& log) {
 }
 
 void study::choose_subjects(options const& o, std::vector<bool> const& is_kept, run_log& log) {
-    phenotype const status = phenotype_of(o, subjects);
+    phenotype const status = phenotype_of(o, subjects, log);
     covariate_table covariates;
-    if (!o.covar.empty()) covariates = read_covariates(o.covar, o.covar_names, subjects);
+    if (!o.covar.empty())
+        covariates = read_covariates(o.covar, o.covar_names, o.covar_categories, subjects, log);
     used = select_subjects(is_kept, status, covariates);
     std::size_t const n_kept = used.used.size() + used.without_phenotype + used.without_covariate;
     if (!o.pheno.empty()) warn_if_few(log, used.not_in_pheno, n_kept, o.pheno);
-    if (!o.covar.empty()) warn_if_few(log, used.not_in_covar, n_kept, o.covar);
+    for (std::size_t f = 0; f < covariates.files.size(); ++f)
+        warn_if_few(log, used.not_in_covar[f], n_kept, covariates.files[f].path);
     note_if(log, used.without_phenotype, "subject", "no phenotype");
     note_if(log, used.without_covariate, "subject", "a covariate is missing");
-    log.note("Phenotype " + status.name + ": " + count(used.n_cases(), "case") + ", " +
-             count(used.used.size() - used.n_cases(), "control") + ".");
+    log.note("Phenotype " + status.name + ": " + counted(used.n_cases(), "case") + ", " +
+             counted(used.used.size() - used.n_cases(), "control") + ".");
 
     design = make_design(covariates.covariates, used.used);
     for (std::string const& line : design.levels)
@@ -114,8 +113,9 @@ void study::choose_subjects(options const& o, std::vector<bool> const& is_kept, 
         log.warn("Covariates dropped, because others determine them: " + joined(design.collinear) +
                  ".");
     if (design.names.size() == 1 && !o.covar.empty())
-        throw failure(no_fit, o.covar + ": no covariate is left. Choose others by --covar-name, or "
-                                        "give --allow-no-covars instead of --covar.");
+        throw failure(no_fit, joined(o.covar) +
+                                  ": no covariate is left. Choose others by --covar-name, or "
+                                  "give --allow-no-covars instead of --covar.");
 }
 
 void study::choose_snps(options const& o, std::vector<bool> const& is_kept, run_log& log) {
@@ -133,20 +133,26 @@ void study::make_windows(options const& o, run_log& log) {
                                      ? read_genes(o.gene_list, o.genes, o.gene_border_kb)
                                      : read_regions(o.regions_file);
         note_if(log, list.n_other, "region", "not on chromosomes 1 to 22");
-        windows = region_windows(snps, selection.used, list.regions);
+        std::optional<sliding_settings> how;
+        if (o.slides_in_regions) how = o.windows;
+        windows = region_windows(snps, selection.used, list.regions, how);
     } else if (!o.hap_list.empty())
         windows = listed_windows(snps, selection.used, read_snp_lists(o.hap_list));
     else
-        windows = sliding_windows(snps, selection.used, o.window_snps, o.step, o.window_kb);
+        windows = sliding_windows(snps, selection.used, o.windows);
     if (windows.n_unused_snps > 0)
-        log.warn(count(windows.n_unused_snps, "SNP") + " of " + o.hap_list +
+        log.warn(counted(windows.n_unused_snps, "SNP") + " of " + o.hap_list +
                  " left out by the filters: their windows are shorter.");
+    if (windows.n_unknown_snps > 0)
+        log.warn(windows.first_unknown + ". " + counted(windows.n_unknown_snps, "SNP") +
+                 " of the list unknown in all, and " + counted(windows.n_unknown_lists, "window") +
+                 " without any other left out.");
     if (windows.windows.empty())
         throw failure(nothing_to_do,
                       "There is no window: no chromosome has enough SNPs, or the list "
                       "of regions is empty.");
-    log.note(count(windows.windows.size(), "window") + " of " +
-             count(selection.used.size(), "SNP") + ".");
+    log.note(counted(windows.windows.size(), "window") + " of " +
+             counted(selection.used.size(), "SNP") + ".");
 }
 
 } // namespace scan

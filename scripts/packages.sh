@@ -20,6 +20,8 @@ need_packages() {
         sudo -n true 2>/dev/null || { echo "Please install:$missing" >&2; exit 1; }
         as_root="sudo -n"
     fi
-    $as_root apt-get update -q
-    $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends $missing
+    # Another program that installs packages is waited for.
+    apt="$as_root env DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=300"
+    $apt update
+    $apt install -y --no-install-recommends $missing
 }

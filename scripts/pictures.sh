@@ -15,6 +15,5 @@ build/release/quilmar-scan --bfile $study/study --pheno $study/pheno.txt --pheno
     --covar $study/covar.txt --covar-name age,sex,PC1-PC4 --window 5 --quiet --out out/t2d
 plot/quilmar-plot manhattan out/t2d.win.tsv -o "$folder/manhattan.svg"
 plot/quilmar-plot qq out/t2d.win.tsv -o "$folder/qq.svg"
-plot/quilmar-plot region out/t2d.win.tsv --hap out/t2d.hap.tsv --range 22:30450000-30455000 \
-    -o "$folder/region.svg"
-plot/quilmar-plot forest out/t2d.effects.tsv --hap out/t2d.hap.tsv --window 448 -o "$folder/forest.svg"
+plot/quilmar-plot region out/t2d.win.tsv --hap out/t2d.hap.tsv -o "$folder/region.svg"
+plot/quilmar-plot forest out/t2d.effects.tsv --hap out/t2d.hap.tsv -o "$folder/forest.svg"

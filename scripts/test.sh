@@ -14,6 +14,7 @@ esac
 need_packages cmake $compiler make bash dpkg-dev groff-base libgtest-dev python3 python3-numpy \
     $scan_packages $plot_packages
 
+echo "Building the programs and their tests, which takes minutes the first time, then running them."
 cmake --preset "$preset" -DQUILMAR_TESTS=ON
 cmake --build --preset "$preset" -j "$(nproc)"
 ctest --preset "$preset" -j "$(nproc)"

@@ -347,6 +347,8 @@ TEST(fault, cost_guards) {
                           "1: warning: 1 subjects have more than 10 missing loci.\n"
                           "1: warning: exceeded maximum iterations in frequency computation.\n"
                           "1: warning: haplotype frequencies sum to 882.323.\n";
+    std::string const no_fit =
+        no_time + counted.substr(counted.find('\n') + 1) + "1: result saved to 'res/1.out'.\n";
     struct {
         unsigned loci;
         char const *settings, *message;
@@ -356,7 +358,8 @@ TEST(fault, cost_guards) {
         {32, "ITERATIONS=2\nFITERATIONS=2", no_room.c_str(), true, false, "2^32 frequencies"},
         {20, "ITERATIONS=2\nFITERATIONS=2", no_time.c_str(), true, true, "4^20 pairs"},
         {13, "ITERATIONS=2\nFITERATIONS=2000", no_time.c_str(), true, true, "2,000 times 4^13"},
-        {11, "FITERATIONS=3\nITERATIONS=500", no_time.c_str(), true, true, "K^3 = 2^33, 500 times"},
+        {11, "FITERATIONS=3\nITERATIONS=500", no_fit.c_str(), false, true, "K^3 = 2^33, 500 times"},
+        {11, "FITERATIONS=3\nITERATIONS=500\nEFFECT=2048", counted.c_str(), false, true, "no fit"},
         {11, "FITERATIONS=3\nTHRESHOLD=0.9", counted.c_str(), false, true, "one haplotype"},
         {11, "SAMPLE=cases\nTHRESHOLD=1e-300\nITERATIONS=4294967295",
          "1: result saved to 'res/1.out'.\n", false, true, "not in the sample"},
@@ -383,6 +386,12 @@ TEST(fault, cost_guards) {
         EXPECT_NE(unwrapped(o.err).find(c.message), std::string::npos) << o.err;
         EXPECT_EQ(files.has("res/1.out"), !c.is_refused);
         EXPECT_EQ(files.has("res/2.out"), c.has_next);
+        if (c.message != no_fit) continue;
+        // Without a fit there is no table of effects, and the line comes before the work.
+        EXPECT_EQ(files.read("res/1.out").find("Estimate"), std::string::npos);
+        files.write("s", gene + "\nITERATIONS=500\nFITERATIONS=10000\nFTOLERANCE=1e-300\n");
+        std::string const line = run_shell(files, "timeout 1 " QUILMAR_PROGRAM " in/1 s").err;
+        EXPECT_EQ(line.find("<quilmar> in/1: error: 1 subjects with"), 0u) << line;
     }
 }
 

@@ -28,7 +28,7 @@ for program in $programs; do
     [ -z "$(groff -man -ww -z "$page" 2>&1)" ] || fail "$page: $(groff -man -ww -z "$page" 2>&1)"
     grep -q "^.SH EXAMPLES" "$page" || fail "$page has no examples"
 done
-for program in quilmar quilmar-scan; do
+for program in $programs; do
     bash -n root/usr/share/bash-completion/completions/$program || fail "completion of $program"
 done
 "$tests/links.py" "$docs" || fail "links of the installed documents"

@@ -1,4 +1,4 @@
-// The retrospective models by the safeguarded fit: equal to the prescribed iteration where that
+// The retrospective models by the safeguarded fit: equal to quilmar's iteration where that
 // succeeds, and what is true where it does not.
 #include "examples/simulation.h"
 #include "ggi/case_control_ggi.h"
@@ -47,7 +47,7 @@ std::string const EFFECTS = "EFFECT=3\nEFFECT=5\n";
 
 } // namespace
 
-TEST(safeguarded_effects, equal_the_prescribed_iteration) {
+TEST(safeguarded_effects, equal_the_full_steps) {
     simulation plain = one_gene(0.15, 500), exposed = plain;
     exposed.covariates = {{0.4, 0.5}, {0, 0.3}};
     exposed.interactions = {{{3}, 0.3, 0, 1}};

@@ -132,7 +132,10 @@ TEST(scan_effects_run, one_snp) {
             row const& r = rows[0];
             SCOPED_TRACE(model + " " + c.code + " " + r.at("BETA"));
             EXPECT_EQ(r.at("ERRCODE") + r.at("P_TYPE"), std::string(c.code) + c.type);
-            EXPECT_EQ(r.at("MODEL"), model == "prospective" ? model : "retrospective_unadjusted");
+            EXPECT_EQ(r.at("MODEL"), model + "_unadjusted");
+            EXPECT_NE(files.read("t.log").find("Effects: " + model +
+                                               " likelihood, not adjusted for any covariate; "),
+                      std::string::npos);
             EXPECT_EQ(r.at("HAP") + r.at("REF_HAP") + r.at("TEST"), "ACDOM");
             EXPECT_EQ(r.at("U95") == "inf", std::isinf(c.upper));
             EXPECT_EQ(r.at("L95") == "0", c.lower == 0 && c.upper > 0);
@@ -420,7 +423,16 @@ TEST(scan_effects_run, windows_that_get_rows) {
                 list += " " + r.at("WINDOW") + " ";
         return list;
     };
-    ASSERT_EQ(files.scan("--chr 22 --from-bp 30430000 --to-bp 30480000").exit_status, 0);
+    std::string const found = "--chr 22 --from-bp 30430000 --to-bp 30480000 ";
+    outcome const best = files.scan(found);
+    EXPECT_NE(best.err.find("t.lead.tsv: 1 lead windows, for 10 with P or TOP_P_BONF at most "
+                            "0.0001.\n1 of 1 lead window done, 0 failed, effects of 1, "),
+              std::string::npos)
+        << best.err;
+    EXPECT_EQ(windows(), " 8 ");
+    outcome const all = files.scan(found + "--effects 1e-4");
+    EXPECT_NE(all.err.find("13 of 13 windows done, 0 failed, effects of 10, "), std::string::npos)
+        << all.err;
     std::string expected;
     for (row const& w : table(files.read("t.win.tsv")).rows)
         if (number(w, "P") <= 1e-4 || number(w, "TOP_P_BONF") <= 1e-4)
@@ -445,6 +457,40 @@ TEST(scan_effects_run, windows_that_get_rows) {
     run_shell(files, "rm t.effects.tsv");
     ASSERT_EQ(files.scan("--effects none").exit_status, 0);
     EXPECT_FALSE(files.has("t.effects.tsv"));
+    ASSERT_EQ(
+        files.run("quilmar-scan --bfile study --pheno pheno.txt --test lrt --out t").exit_status,
+        0);
+    EXPECT_FALSE(files.has("t.effects.tsv"));
+}
+
+// The first 1,000 leads by P have effects; the SNP in the middle has the largest.
+TEST(scan_effects_run, no_more_than_1000_leads) {
+    example_study files;
+    std::string const copies = std::string(30, '0') + std::string(10, '1'),
+                      fewer = std::string(29, '0') + std::string(11, '1');
+    std::vector<snp_text> snps;
+    for (int l = 0; l < 1001; ++l)
+        snps.push_back({"1 s" + std::to_string(l) + " 0 " + std::to_string(1000 * l + 1) + " A C",
+                        l == 500 ? fewer : copies});
+    std::vector<std::string> statuses(40, "1");
+    std::fill(statuses.begin() + 30, statuses.end(), "2");
+    write_study(files, snps, statuses);
+    std::string const command = "quilmar-scan --bfile s --allow-no-covars --window 1 "
+                                "--min-hap-copies 1 --effects-kb ";
+    ASSERT_EQ(files.run(command + "0.5 --out t").exit_status, 0);
+    EXPECT_EQ(table(files.read("t.lead.tsv")).rows.size(), 1001u);
+    EXPECT_EQ(table(files.read("t.effects.tsv")).rows.size(), 1000u);
+    EXPECT_EQ(files.read("t.effects.tsv").find("\t501\t"), std::string::npos);
+    EXPECT_NE(files.read("t.log").find("--effects 1e-4 gives those of all windows up to this P.\n"
+                                       "Lead windows without effects: 501.\n"),
+              std::string::npos);
+    // A kilobase reaches the neighbours: every other SNP is a lead, but not the one in the middle.
+    ASSERT_EQ(files.run(command + "1 --out t").exit_status, 0);
+    table const leads(files.read("t.lead.tsv"));
+    EXPECT_EQ(leads.rows.size(), 500u);
+    EXPECT_EQ(leads.rows[1].at("N_WINDOWS") + " " + leads.rows[1].at("LOCUS_POS") + " " +
+                  leads.rows[1].at("LOCUS_END"),
+              "2 2001 3001");
 }
 
 TEST(scan_effects_run, errors) {
@@ -453,13 +499,13 @@ TEST(scan_effects_run, errors) {
         int status;
         char const* message;
     } const cases[] = {
-        {"--effects some", 8, "--effects: 'some' is no number, 0 to 1, and not all or none."},
+        {"--effects some", 8, "--effects: 'some' is no number, 0 to 1, and not lead, all or none."},
         {"--effects 2", 8, "--effects: '2' is no number"},
         {"--mode linear", 8,
          "--mode: 'linear' is not additive, recessive, dominant or codominant."},
         {"--vs all", 8, "--vs: 'all' is not reference or rest."},
         {"--ci 95", 8, "--ci: '95' is no number, 0.01 to 0.9999."},
-        {"--effects none --ci 0.9", 8, "--ci needs effects: leave --effects none out."},
+        {"--effects none --ci 0.9", 8, "--ci needs effects: give --effects lead."},
         {"--hw HWD", 8, "--hw HWD needs --model retrospective"},
         {"--model retrospective", 8,
          "--model retrospective does not adjust for covariates: its effects are the same with and "
@@ -489,7 +535,9 @@ TEST(scan_effects_run, errors) {
     // A category of two is a number, and what is assumed stands in the log.
     outcome const o = files.scan("--covar-name sex,age --interaction sex --independence --model "
                                  "retrospective");
-    EXPECT_NE(o.err.find("Effects: retrospective likelihood, which assumes haplotypes and sex"),
-              std::string::npos)
-        << o.err;
+    for (char const* text :
+         {"Effects: retrospective likelihood, which assumes haplotypes and sex",
+          "\nInteraction: of each haplotype with sex; the rows of haplotypes alone are the effects "
+          "where sex is 0.\n"})
+        EXPECT_NE(o.err.find(text), std::string::npos) << o.err;
 }

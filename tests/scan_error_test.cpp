@@ -1,8 +1,10 @@
 // Everything that ends a run of quilmar-scan: exit status, message, and no file left behind.
+#include "scan/output/output_file.h"
 #include "tests/scan_support.h"
 
 #include <algorithm>
 #include <csignal>
+#include <deque>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -68,6 +70,60 @@ TEST(scan_error, files_that_cannot_be_opened_read_or_written) {
     EXPECT_EQ(outputs(files), "t.win.tsv\n");
     EXPECT_EQ(files.read("t.win.tsv"), "old\n");
     EXPECT_EQ(files.run("quilmar-scan --help >/dev/full").exit_status, 5);
+    // However many temporary files there are, none stays.
+    for (std::deque<scan::output_file> many; many.size() < 100;)
+        many.emplace_back(files.file("t." + std::to_string(many.size())),
+                          std::vector<std::string>{});
+    EXPECT_EQ(outputs(files), "t.win.tsv\n");
+}
+
+// A run after one that has made all tables, whatever happens to it.
+TEST(scan_error, publishing) {
+    bool const mounts = run_shell(scratch(), "unshare -rm true").exit_status == 0;
+    // While a run waits for its phenotype: its inputs have been looked at by then.
+    std::string const meanwhile = "(while ! ls t.log.tmp* >/dev/null 2>&1; do :; done; ",
+                      piped = "; cat pheno.txt) | ", mount = "mount --bind t.hap.tsv t.hap.tsv; ",
+                      scan = "quilmar-scan --bfile study --pheno /dev/stdin --allow-no-covars "
+                             "--quiet --effects none --chr 21 --out t 2>&1; echo $?";
+    struct {
+        std::string command, out, same; // same: files that the run leaves as they are
+    } const cases[] = {
+        {"umask 027; " + meanwhile + ":" + piped + scan + "; stat -c %a t.id", "0\n640\n", ""},
+        {meanwhile + "mkdir t.new; ln -sfT t.new t.hap.tsv" + piped + scan,
+         "Error: t.hap.tsv: cannot be made: it is a folder. Change --out.\n3\n",
+         "effects.tsv id lead.tsv log win.tsv "},
+        {meanwhile + "echo >>study.bim" + piped + scan,
+         "Error: An input was changed during the run: the file of --bim was SIZE and is SIZE.\n"
+         "No table was made; run again.\n4\n",
+         "effects.tsv hap.tsv id lead.tsv log win.tsv "},
+        {mount + "cat pheno.txt | " + scan,
+         "Error: t.hap.tsv: cannot be written: Device or resource busy.\n"
+         "Of this run are t.id, t.lead.tsv alone; do not use them with older ones.\n5\n",
+         "hap.tsv log win.tsv "},
+    };
+    for (auto const& c : cases) {
+        bool const needs_mount = c.command.find(mount) == 0;
+        if (needs_mount && !mounts) continue; // not permitted here
+        example_study files;
+        ASSERT_EQ(files.scan("").exit_status, 0);
+        run_shell(files, "mkdir old; cp -p t.* old");
+        files.write("run", c.command);
+        outcome const o = files.run(std::string(needs_mount ? "unshare -rm " : "") +
+                                    "sh run | sed 's/[0-9]* bytes of [-0-9: .]*[0-9]/SIZE/g'");
+        EXPECT_EQ(o.out, c.out);
+        EXPECT_EQ(
+            run_shell(files, "for f in t.*; do cmp -s $f old/$f && printf '%s ' ${f#t.}; done").out,
+            c.same)
+            << c.command;
+        EXPECT_EQ(files.list(".").find(".tmp"), std::string::npos);
+        EXPECT_EQ(files.has("t.effects.tsv"), !c.same.empty() && !needs_mount);
+        EXPECT_EQ(files.read("t.log").find("t.effects.tsv is of an earlier run and removed") !=
+                      std::string::npos,
+                  c.same.empty());
+    }
+    // A run without tables makes no file, but says where they cannot be made.
+    expect_errors({{"mkdir t.id", "--dry-run", 3, "t.id: cannot be made: it is a folder."},
+                   {"", "--dry-run --out no/t", 3, "no/t.win.tsv: cannot be made: No such file"}});
 }
 
 TEST(scan_error, malformed_files) {
@@ -125,6 +181,14 @@ TEST(scan_error, inputs_that_do_not_fit_together) {
         {"sed 's/F/G/;s/P/Q/' pheno.txt > x; sed -i '1s/.*/FID IID T2D/' x", "--pheno x", 7,
          "x: none of its subjects is in study.fam: 'G1 Q1', 'G2 Q2', 'G3 Q3'\n"
          "there 'F1 P1', 'F2 P2', 'F3 P3'. FID and IID must be the same"},
+        {"awk 'NR>300{$1=\"G\"}1' pheno.txt > x", "--pheno x", 7,
+         "x: most of its subjects have another FID in study.fam: 'G P300', 'G P301', 'G P302'\n"
+         "there 'F300 P300', 'F301 P301', 'F302 P302'. If they are the same, take the column FID"},
+        {"cp covar.txt x", "--covar covar.txt x", 7,
+         "covar.txt and x: both have a column 'age'. Rename one, or choose others by --covar-name"},
+        {"cut -f 1-3 covar.txt > x", "--covar pheno.txt x --covar-name age,PC1", 7,
+         "pheno.txt, x: none has a column 'PC1'."},
+        {"", "--covar-category sex", 7, "--covar-category: no covariate 'sex' is chosen."},
         {"head -n 1 covar.txt > x", "--covar x", 7,
          "x: none of its subjects is in study.fam: it has none"},
         {"echo A B > x", "--keep x", 7, "x: none of its subjects is in study.fam: 'A B'"},
@@ -143,9 +207,14 @@ TEST(scan_error, inputs_that_do_not_fit_together) {
          "x: no covariate is left."},
         {"awk 'NR==1{print \"IID\",\"c\";next}{print $2,$3}' pheno.txt > x",
          "--covar x --covar-name c", 7, "ovariate c"},
+        {"awk 'BEGIN{for(i=0;i<801;++i){printf i?i:\"IID\";for(k=0;k<7;++k)"
+         "printf i?\" u\"i*(k+9)%199:\" c\"k;print \"\"}}' | sed 's/^[0-9]/P&/' > x",
+         "--covar x --covar-name c0-c6", 7,
+         "The covariates make 1386 columns, where 1000 are the most. Choose fewer, or categories"},
         {"", "--gene-list genes.txt --genes GENE1,GENE9", 7, "genes.txt: has no gene 'GENE9'"},
-        {"echo w snp21_1 rs1 > x", "--hap-list x", 7,
-         "x:1: SNP rs1 of window w is not in study.bim on chromosomes 1 to 22."},
+        {"printf 'w rs1 rs2\\nv rs3\\n' > x", "--hap-list x", 7,
+         "x:1: SNP rs1 of window w is not in study.bim on chromosomes 1 to 22, nor is any other of "
+         "the list."},
         {"echo w snp21_1 snp22_1 > x", "--hap-list x", 7,
          "x:1: the SNPs of window w are on several chromosomes."},
         {"sed 's/snp21_2\\t/snp21_1\\t/' study.bim > x.bim; echo w snp21_1 > x",
@@ -159,7 +228,10 @@ TEST(scan_error, command_line) {
          "--winow is no option. The nearest one is --window.\nquilmar-scan --help lists the "
          "options."},
         {"", "--covar-nam=age", 8, "--covar-nam is no option. The nearest one is --covar-name."},
-        {"", "-x", 8, "-x is no option."},
+        {"", "--foobar 1", 8, "--foobar is no option.\nquilmar-scan --help"},
+        {"", "-x", 8, "-x is no option.\n"},
+        {"", "--bfile study.bed", 8,
+         "--bfile study.bed: give the prefix of the three files, --bfile study."},
         {"", "study", 8, "'study' belongs to no option."},
         {"", "--maf 0.6", 8, "--maf: '0.6' is no number, 0 to 0.5."},
         {"", "--maf nan", 8, "--maf: 'nan' is no number"},
@@ -178,7 +250,9 @@ TEST(scan_error, command_line) {
         {"", "-R genes.txt --gene-list genes.txt", 8,
          "--regions-file and --gene-list exclude each other."},
         {"", "--hap-list haplotypes.txt --step 2", 8, "--hap-list and --step exclude each other."},
+        {"", "-R genes.txt --window-kb 9", 8, "--window-kb with --regions-file needs --window."},
         {"", "--genes GENE1", 8, "--genes needs --gene-list."},
+        {"", "--id-delim", 8, "--id-delim needs --vcf."},
         {"", "--gene-border-kb 1", 8, "--gene-border-kb needs --gene-list."},
         {"", "--parallel 4 3", 8, "--parallel: there is no part 4 of 3."},
         {"", "--parallel 0 3", 8, "--parallel: '0' is no whole number, 1 to "},
@@ -192,6 +266,7 @@ TEST(scan_error, command_line) {
         {"", "No genotypes: give --bfile, --vcf, or --bed, --bim and --fam."},
         {"--bed study.bed --bim study.bim --allow-no-covars", "No genotypes"},
         {"--bfile study", "No covariates: give --covar, or --allow-no-covars if the test shall be"},
+        {"--bfile study --allow-no-covars --hap-list x --window 2", "--hap-list and --window excl"},
         {"--bfile study --allow-no-covars --parallel 2", "--parallel: 2 required"},
         {"--bfile study --allow-no-covars --pheno-name T2D", "--pheno-name needs --pheno."},
         {"--bfile study --allow-no-covars --covar-name age", "--covar-name needs --covar."},
@@ -218,6 +293,13 @@ TEST(scan_error, nothing_is_left) {
     });
 }
 
+TEST(scan_error, fam_without_phenotype) {
+    outcome const o = example_study().run("quilmar-scan --bfile study --allow-no-covars --out t");
+    EXPECT_EQ(o.exit_status, 13);
+    EXPECT_NE(o.err.find("study.fam: its column 6 holds no phenotype. Give --pheno."),
+              std::string::npos);
+}
+
 // Out of memory: the status wherever it happens, and nothing half done.
 TEST(scan_error, memory) {
 #ifdef QUILMAR_SANITIZED
@@ -225,18 +307,42 @@ TEST(scan_error, memory) {
 #endif
     example_study files;
     run_shell(files, "head -c 12000000 /dev/zero | tr '\\0' a > x");
-    outcome const o = files.run("ulimit -v 20000; quilmar-scan --bfile study --fam x "
-                                "--allow-no-covars --threads 1 --out t");
-    EXPECT_EQ(o.exit_status, 2) << o.err;
-    EXPECT_NE(o.err.find("Error: Out of memory."), std::string::npos) << o.err;
-    EXPECT_EQ(outputs(files), "");
+    // Of 10 heterozygous and 10 missing SNPs there are 2^19 pairs of sides with 2^10 haplotypes
+    // each.
+    std::vector<snp_text> snps;
+    for (int l = 0; l < 20; ++l)
+        snps.push_back({"1 s" + std::to_string(l) + " 0 5 A G", std::string(20, "19"[l % 2])});
+    std::vector<std::string> statuses(10, "1");
+    statuses.resize(20, "2");
+    write_study(files, snps, statuses);
+    std::string const study = "--bfile study --pheno pheno.txt --threads ";
+    struct {
+        std::string limit, arguments;
+        int status;
+        std::string message;
+    } const cases[] = {
+        {"-v 20000", study + "1 --fam x", 2, "Error: Out of memory."},
+        {"-v 60000; ulimit -t 3", study + "2", 0, "592 of 592 windows done"},
+        {"-v 900000", "--bfile s --window 20 --max-snps 20", 0, " failed: TOO_MANY_PHASES"},
+        {"-v 60000", "--bfile s --window 20 --max-snps 20", 2, "more, but machine, job and ulimit"},
+    };
+    for (auto const& c : cases) {
+        outcome const o = files.run("ulimit " + c.limit +
+                                    "; quilmar-scan --allow-no-covars --out t " + c.arguments);
+        EXPECT_EQ(o.exit_status, c.status) << c.arguments << o.err;
+        EXPECT_NE(o.err.find(c.message), std::string::npos) << o.err;
+        EXPECT_EQ(outputs(files).empty(), c.status != 0);
+        run_shell(files, "rm -f t.*");
+    }
 }
 
-// A signal ends the run with 128 + its number, and the tables of an earlier run stay.
+// A signal ends the run with 128 + its number. The tables of an earlier run stay with their log; where
+// there are none, the log is that of the run.
 TEST(scan_error, signals) {
     for (int const number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
         example_study files;
-        files.write("t.win.tsv", "old\n");
+        bool const has_tables = number != SIGTERM;
+        if (has_tables) files.write("t.win.tsv", "old\n");
         pid_t const pid = fork();
         if (pid == 0) {
             signal(number, SIG_DFL);
@@ -246,15 +352,19 @@ TEST(scan_error, signals) {
                       nullptr);
             _exit(127);
         }
-        std::string const temporary = "t.win.tsv.tmp" + std::to_string(pid);
-        for (int i = 0; i < 20000 && !files.has(temporary); ++i)
+        for (int i = 0; i < 20000 && files.list(".").find("t.log.tmp") == std::string::npos; ++i)
             usleep(1000);
-        ASSERT_TRUE(files.has(temporary));
         kill(pid, number);
         int status = 0;
         ASSERT_EQ(waitpid(pid, &status, 0), pid);
         EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 128 + number) << status;
-        EXPECT_EQ(outputs(files), "t.win.tsv\n");
-        EXPECT_EQ(files.read("t.win.tsv"), "old\n");
+        EXPECT_EQ(outputs(files), has_tables ? "t.win.tsv\n" : "t.log\n");
+        std::string const kept = files.read(has_tables ? "t.win.tsv" : "t.log");
+        if (has_tables)
+            EXPECT_EQ(kept, "old\n");
+        else
+            EXPECT_NE(kept.find("\nEnded by signal 15: Terminated. No table was made.\n"),
+                      std::string::npos)
+                << kept;
     }
 }

@@ -63,9 +63,9 @@ TEST(scan_export, quilmar_runs_on_the_files_and_has_the_scans_frequencies) {
             EXPECT_NEAR(frequencies.at(row.at("BITS")), std::stod(row.at("FREQ")), 2e-6);
         }
         EXPECT_EQ(effects_of(report), tested);
-        EXPECT_NE(
-            files.read("best.spec").find("base is haplotype " + base.substr(0, base.size() - 1)),
-            std::string::npos);
+        EXPECT_NE(files.read("best.spec")
+                      .find("reference, is haplotype " + base.substr(0, base.size() - 1)),
+                  std::string::npos);
         for (auto const& row : table(files.read("t.win.tsv")).rows) {
             if (row.at("WINDOW") != c.window) continue;
             EXPECT_NE(report.find("\nSubjects: " + row.at("OBS_CT") + "\nCases: " +
@@ -73,7 +73,7 @@ TEST(scan_export, quilmar_runs_on_the_files_and_has_the_scans_frequencies) {
                       std::string::npos)
                 << report;
         }
-        EXPECT_EQ(run_shell(files, "ls | grep -c '^t\\.'").out, "5\n");
+        EXPECT_EQ(run_shell(files, "ls | grep -c '^t\\.'").out, "6\n");
     }
 }
 
@@ -89,10 +89,21 @@ TEST(scan_export, files_are_as_the_genotypes) {
     // The first subject lacks two of three genotypes.
     EXPECT_EQ(run_shell(files, scan + "1 w").exit_status, 0);
     std::string const data = files.read("w.txt");
-    for (char const* lines : {"FID\tIID\tSTATUS\ta\tb\tc\nF2\tP2\t0\t1\t0\t1\nF3\tP3\t0\t2\t1\t2\n",
-                              "\nF15\tP15\t1\t2\t1\t-9\n", "\nF16\tP16\t1\t0\t2\t0\n"})
+    for (char const* lines :
+         {"FID\tIID\tSTATUS\ta_A\tb_C\tc_T\nF2\tP2\t0\t1\t0\t1\nF3\tP3\t0\t2\t1\t2\n",
+          "\nF15\tP15\t1\t2\t1\t-9\n", "\nF16\tP16\t1\t0\t2\t0\n"})
         EXPECT_NE(data.find(lines), std::string::npos) << data;
-    EXPECT_EQ(files.read("w.spec").find("covariates"), std::string::npos);
+    std::string const spec = files.read("w.spec");
+    EXPECT_NE(spec.find("\nletters of 1: A C T; of 0: G T G\nGENE=4 5 6\n"), std::string::npos);
+    EXPECT_EQ(spec.find("covariates"), std::string::npos);
+    // Haplotypes have the letters of the table.
+    for (auto const& row : table(run_shell(files, scan.substr(0, scan.find("--export")) +
+                                                      "--out t --quiet; cat t.hap.tsv")
+                                     .out)
+                               .rows)
+        EXPECT_NE(spec.find("haplotype " + row.at("BITS") + ", " + row.at("HAP") + ", "),
+                  std::string::npos)
+            << spec;
 }
 
 TEST(scan_export, errors) {

@@ -3,6 +3,7 @@
 #include "tests/scan_data.h"
 #include "tests/scan_support.h"
 
+#include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <sstream>
@@ -55,7 +56,8 @@ struct analysed {
     double without = 0, with = 0;
     std::map<std::string, std::pair<double, double>> effects;
 
-    analysed(scan_sample const& s, scanned const& scan) {
+    // omitted: of the scan's haplotypes, one without an effect.
+    analysed(scan_sample const& s, scanned const& scan, std::size_t omitted = 0) {
         std::ostringstream data, spec;
         data << "ID STATUS";
         spec << "STATUS=2\nSAMPLE=combined\nTHRESHOLD=1e-9\nFTOLERANCE=1e-14\n"
@@ -70,7 +72,8 @@ struct analysed {
                 data << ' ' << (snp[i] == scan_sample::MISSING ? 9 : snp[i]);
         }
         for (std::size_t h = 1; h < scan.haplotypes.size(); ++h)
-            spec << "\nEFFECT=" << std::stoi(scan.haplotypes[h].at("BITS"), nullptr, 2);
+            if (h != omitted)
+                spec << "\nEFFECT=" << std::stoi(scan.haplotypes[h].at("BITS"), nullptr, 2);
         scan.write("d", data.str() + "\n");
         scan.write("q", spec.str() + "\n");
         run_quilmar(scan, "d q");
@@ -97,20 +100,28 @@ void expect_quilmars(std::size_t data_set, std::string const& options, std::size
     ASSERT_EQ(quilmar.effects.size(), n_effects) << scan.read("d.out");
     EXPECT_EQ(scan.window.at("DF"), std::to_string(n_effects));
     EXPECT_NEAR(number(scan.window, "CHISQ"), 2 * (quilmar.with - quilmar.without), 1.1e-4);
-    for (auto const& h : scan.haplotypes) {
+    for (std::size_t k = 0; k < scan.haplotypes.size(); ++k) {
+        auto const& h = scan.haplotypes[k];
         EXPECT_EQ(h.at("TEST") + h.at("REF_HAP"), "LRT" + scan.haplotypes[0].at("HAP"));
         auto const& [beta, error] = quilmar.effects.count(h.at("BITS")) == 1
                                         ? quilmar.effects.at(h.at("BITS"))
                                         : std::pair<double, double>(0, 0);
         if (error == 0) {
-            EXPECT_EQ(h.at("BETA") + h.at("SE") + h.at("Z") + h.at("P"), "NANANANA");
+            EXPECT_EQ(h.at("BETA") + h.at("SE") + h.at("Z") + h.at("P") + h.at("P_TYPE"),
+                      "NANANANANA");
             continue;
         }
         EXPECT_NEAR(number(h, "BETA"), beta, 0.51e-4);
         EXPECT_NEAR(number(h, "SE"), error, 0.51e-4);
         EXPECT_NEAR(number(h, "Z"), number(h, "BETA") / number(h, "SE"), 1e-4);
-        EXPECT_NEAR(number(h, "P"), std::erfc(std::fabs(number(h, "Z")) / std::sqrt(2.0)), 1e-5);
         EXPECT_GE(number(h, "P"), number(scan.window, "TOP_P"));
+        // Few copies: P is that of the model without this effect.
+        std::size_t const cases = std::count(s.status.begin(), s.status.end(), 1);
+        bool const is_few = 2.0 * std::min(cases, s.status.size() - cases) * number(h, "FREQ") < 50;
+        EXPECT_EQ(h.at("P_TYPE"), is_few ? "LRT" : "WALD");
+        double const z2 =
+            is_few ? 2 * (quilmar.with - analysed(s, scan, k).with) : std::pow(number(h, "Z"), 2);
+        EXPECT_NEAR(number(h, "P"), std::erfc(std::sqrt(std::max(0.0, z2) / 2)), 1e-4);
     }
 }
 
@@ -229,9 +240,7 @@ TEST(scan_ratio, a_haplotype_in_one_group_has_an_infinite_effect) {
     scanned const scan(s, "--min-hap-copies 1 --min-hap-freq 0.01");
     ASSERT_EQ(scan.haplotypes.size(), 3u);
     auto const &infinite = scan.haplotype("01"), &finite = scan.haplotype("10");
-    EXPECT_EQ(infinite.at("BETA") + infinite.at("SE") + infinite.at("Z") + infinite.at("P") +
-                  infinite.at("NEG_LOG10_P"),
-              "-infNANANANA");
+    EXPECT_EQ(infinite.at("BETA") + infinite.at("SE") + infinite.at("Z"), "-infNANA");
     // Controls 5, 4, 3 of 12 chromosomes and cases 11, 0, 5 of 16.
     auto const sum = [](std::vector<double> const& counts) {
         double l = 0, n = 0;
@@ -239,12 +248,68 @@ TEST(scan_ratio, a_haplotype_in_one_group_has_an_infinite_effect) {
             l += c > 0 ? c * std::log(c) : 0, n += c;
         return l - n * std::log(n);
     };
-    EXPECT_NEAR(number(scan.window, "CHISQ"),
-                2 * (sum({5, 4, 3}) + sum({11, 0, 5}) - sum({16, 4, 8})), 1e-5);
+    double const l = sum({5, 4, 3}) + sum({11, 0, 5});
+    EXPECT_NEAR(number(scan.window, "CHISQ"), 2 * (l - sum({16, 4, 8})), 1e-5);
+    // With its shares as the reference's.
+    EXPECT_NEAR(number(infinite, "P"),
+                std::erfc(std::sqrt(l - (sum({9, 3}) + sum({11, 5}) + sum({16, 4})))), 1e-6);
+    EXPECT_NEAR(number(finite, "P"),
+                std::erfc(std::sqrt(l - (sum({8, 4}) + sum({16, 0}) + sum({16, 8})))), 1e-6);
+    EXPECT_EQ(infinite.at("P_TYPE") + finite.at("P_TYPE"), "LRTLRT");
     EXPECT_EQ(scan.window.at("DF"), "2");
-    EXPECT_EQ(scan.window.at("TOP_HAP"), finite.at("HAP"));
+    EXPECT_EQ(scan.window.at("TOP_HAP"), infinite.at("HAP"));
     EXPECT_NEAR(number(finite, "BETA"), std::log(5.0 / 11 * 5 / 3), 1e-5);
     EXPECT_NEAR(number(finite, "SE"), std::sqrt(1 / 5.0 + 1 / 11.0 + 1 / 5.0 + 1 / 3.0), 1e-5);
+}
+
+// Small groups, in which a haplotype, the reference or both vanish from one.
+TEST(scan_ratio, is_the_same_with_cases_and_controls_exchanged) {
+    struct {
+        unsigned controls;
+        std::vector<std::string> snps;
+        char const* betas;
+    } const table[] = {
+        {12, {"00000000000022222222222222"}, " NA -inf"},
+        {15,
+         {"211122212221212111201001111110", "011000010001010221011112211110",
+          "121202211101021111221221111112"},
+         " NA inf inf inf inf"},
+    };
+    auto const negative = [](std::string const& x) {
+        return x == "NA" || x == "0" ? x : x[0] == '-' ? x.substr(1) : "-" + x;
+    };
+    for (auto const& c : table) {
+        std::vector<std::uint8_t> status(c.snps[0].size(), 1), exchanged(status.size(), 0);
+        std::fill_n(status.begin(), c.controls, 0);
+        std::fill_n(exchanged.begin(), c.controls, 1);
+        scanned const scan({status, c.snps}, "--min-hap-copies 1"),
+            other({exchanged, c.snps}, "--min-hap-copies 1");
+        EXPECT_EQ(scan.window.at("ERRCODE") + scan.window.at("CHISQ"),
+                  other.window.at("ERRCODE") + other.window.at("CHISQ"));
+        std::string betas;
+        for (auto const& h : scan.haplotypes) {
+            auto const& o = other.haplotype(h.at("BITS"));
+            betas += " " + h.at("BETA");
+            EXPECT_EQ(h.at("BETA") + h.at("Z"), negative(o.at("BETA")) + negative(o.at("Z")));
+            EXPECT_EQ(h.at("SE") + h.at("P"), o.at("SE") + o.at("P"));
+        }
+        EXPECT_EQ(betas, c.betas);
+    }
+}
+
+// 01 is in both groups, with the reference's effect, but not in the maximum of all subjects.
+TEST(scan_ratio, retrospective_effects_are_the_same) {
+    std::vector<std::uint8_t> status(30, 0);
+    std::fill_n(status.begin(), 15, 1);
+    scanned const scan(
+        {status, {"122222222222222022222222222222", "110011101101000011220111010211"}},
+        "--min-hap-copies 1 --effects all --model retrospective");
+    auto const& h = scan.haplotype("11");
+    auto const effect = table(scan.read("t.effects.tsv")).rows.at(0);
+    EXPECT_EQ(effect.at("HAP") + effect.at("ERRCODE"), h.at("HAP") + ".");
+    EXPECT_NEAR(number(effect, "BETA"), number(h, "BETA"), 1e-5);
+    EXPECT_NEAR(number(effect, "SE"), number(h, "SE"), 1e-5);
+    EXPECT_NEAR(number(effect, "LRT_P"), number(h, "P"), 1e-6);
 }
 
 TEST(scan_ratio, is_not_adjusted) {

@@ -4,7 +4,7 @@
 #
 # The data sets are those of tests/scan_data.h, drawn again here from the same numbers. Of each, haplo.score
 # as it is, and the test with the variance X'WX of the expected copies in place of its own, from the
-# posterior probabilities of haplo.em.
+# posterior probabilities of haplo.em. At last R's score test of glm where subjects are left out.
 suppressMessages(library(haplo.stats))
 
 least <- 0.01 # frequency of a tested haplotype
@@ -114,4 +114,33 @@ cat("// Made by scan_reference.R with haplo.stats ", format(packageVersion("hapl
     "    std::vector<double> standard_errors;\n};\n\n",
     "inline std::vector<scan_reference> const scan_references = {\n", sep = "")
 for (name in names(data_sets)) analyse(name, data_sets[[name]])
+cat("};\n\n")
+
+# The score test of each SNP by glm in the subjects who have it, when of all SNPs some miss by status y,
+# number k in the group and covariates z.
+misses <- list(controls = function(y, k, z) y == 0 & k %% 10 > 0,
+               cases = function(y, k, z) y == 1 & k %% 2 == 0,
+               old_controls = function(y, k, z) y == 0 & z[, 1] > 1.2,
+               one_sex = function(y, k, z) z[, 2] == 1,
+               few_of_many = function(y, k, z) k %% 200 == 7)
+
+score_glm <- function(name, adjusted) {
+    subjects <- draw(data_sets[[if (name == "few_of_many") "cohort" else "thousands"]])
+    y <- subjects$status
+    out <- misses[[name]](y, ave(y, y, FUN = seq_along) - 1, subjects$covariates)
+    z <- apply(subjects$snps, 2, function(x) {
+        kept <- !out & !is.na(x)
+        d <- data.frame(y = y, subjects$covariates)[kept, if (adjusted) 1:4 else 1, drop = FALSE]
+        fit <- function(d) glm(y ~ ., binomial, d, control = glm.control(epsilon = 1e-14))
+        full <- fit(cbind(d, x = x[kept]))
+        sign(coef(full)["x"]) * sqrt(anova(fit(d), full, test = "Rao")$Rao[2])
+    })
+    cat("    {\"", name, "\", ", if (adjusted) "true" else "false", ",\n     {",
+        paste(formatC(z, digits = 10, format = "g"), collapse = ", "), "}},\n", sep = "")
+}
+
+cat("// z of every SNP in the subjects who have it.\nstruct left_out_reference {\n",
+    "    std::string who;\n    bool adjusted;\n    std::vector<double> z;\n};\n\n",
+    "inline std::vector<left_out_reference> const left_out_references = {\n", sep = "")
+for (adjusted in c(FALSE, TRUE)) for (name in names(misses)) score_glm(name, adjusted)
 cat("};\n\n#endif\n")

@@ -1,5 +1,4 @@
 // Whole runs of quilmar-scan: filters beside plink2's, windows of every kind, tables, log, threads.
-#include "scan/score/tails.h"
 #include "tests/scan_support.h"
 
 #include <cmath>
@@ -84,7 +83,8 @@ TEST(scan_run, bytes_do_not_depend_on_threads) {
     for (int i = 0; i < 3; ++i) {
         example_study files;
         ASSERT_EQ(files.scan("--threads " + std::to_string(threads[i])).exit_status, 0);
-        tables[i] = files.read("t.win.tsv") + files.read("t.hap.tsv") + files.read("t.id");
+        for (char const* suffix : {"win.tsv", "hap.tsv", "lead.tsv", "effects.tsv", "id"})
+            tables[i] += files.read("t." + std::string(suffix));
     }
     EXPECT_GT(tables[0].size(), 100000u);
     EXPECT_EQ(tables[1], tables[0]);
@@ -148,14 +148,22 @@ TEST(scan_run, windows) {
                    {{"WINDOW", "G1 G2 "}, {"FIRST_ID", "a f "}, {"LAST_ID", "b g "}});
     expect_windows("echo 1 1201 1210 G > g", "--gene-list g --gene-border-kb 1.001",
                    {{"FIRST_ID", "b "}});
+    // Windows that slide inside of genes, all SNPs where there are fewer, none for none.
+    expect_windows("printf '1 1 300 A\\n2 600101 600300 B\\n1 200 250 C\\n2 5 6 D\\n' > g",
+                   "--gene-list g --window 2",
+                   {{"WINDOW", "A:1 C:1 A:2 D:1 B:1 B:2 "},
+                    {"FIRST_ID", "a b b NA e f "},
+                    {"N_SNP", "2 1 2 0 2 2 "}});
+    expect_windows("printf '2 1 600300 A\\n' > r", "-R r --window 2 --step 2 --window-kb 0.1",
+                   {{"WINDOW", "A:1 A:2 "}, {"FIRST_ID", "d f "}, {"ERRCODE", "TOO_LONG . "}});
     expect_windows("printf '* e d\\nw c a\\n* g\\n' > l", "--hap-list l",
                    {{"WINDOW", "w block1 block3 "},
                     {"FIRST_ID", "a d g "},
                     {"LAST_ID", "c e g "},
                     {"N_SNP", "2 2 1 "},
                     {"ERRCODE", ". . ONE_HAPLOTYPE "}});
-    // A listed SNP that the filters leave out shortens its window.
-    expect_windows("echo w a b c > l; echo b > x", "--hap-list l --exclude x",
+    // A listed SNP that the filters leave out, or that there is not, shortens its window.
+    expect_windows("printf 'w a b rs1 c\\nv rs1\\n' > l; echo b > x", "--hap-list l --exclude x",
                    {{"FIRST_ID", "a "}, {"LAST_ID", "c "}, {"N_SNP", "2 "}});
     expect_windows("echo 1 1 900 > r", "-R r --max-snps 2",
                    {{"N_SNP", "3 "}, {"ERRCODE", "TOO_MANY_SNPS "}});
@@ -226,7 +234,11 @@ TEST(scan_run, forms_of_the_input) {
          ">c",
          "--covar c"},
         {"cut -f 2- pheno.txt | sed '1s/^/#/' >p", "--pheno p"},
-        {"awk 'NR>1{$1=\"G\" NR}{print}' OFS='\\t' pheno.txt >p", "--pheno p"},
+        {"awk 'NR>9{$1=NR%3?0:$2}{print}' OFS='\\t' pheno.txt >p", "--pheno p"},
+        {"awk 'NR>401{$1=\"G\"}{print}' OFS='\\t' pheno.txt >p", "--pheno p"},
+        {"cut -f 1,2,5-8 covar.txt >pcs; cut -f 2-4,9 covar.txt | sed 's/west/10/; s/south/9.0/; "
+         "s/north/-1/' >clin",
+         "--covar clin pcs --covar-category centre"},
         {"sed 's/2$/1x/;s/1$/0/;s/1x$/1/;s/NA$/-9/;1s/.*/FID IID T0/' pheno.txt >p",
          "--pheno p --1"},
         {"awk 'NR>1{print $3}' pheno.txt | sed 's/NA/0/' | paste -d' ' study.fam - | "
@@ -279,19 +291,37 @@ TEST(scan_run, log_and_messages) {
     EXPECT_NE(o.err.find("592 of 592 windows done, 0 failed, 0 s left\n"), std::string::npos);
     EXPECT_EQ(o.out, "");
     // Lambda and the smallest P are those of the table.
-    std::vector<double> chisq;
+    // Of chi-square with 1 to 18 degrees of freedom: R's qchisq.
+    double const medians[] = {0.4549364, 1.386294, 2.365974, 3.356694, 4.35146,  5.348121,
+                              6.345811,  7.344121, 8.342833, 9.341818, 10.341,   11.34032,
+                              12.33976,  13.33927, 14.33886, 15.3385,  16.33818, 17.3379};
+    std::vector<double> inflations;
     double smallest = 1;
     for (auto const& w : table(files.read("t.win.tsv")).rows) {
         smallest = std::min(smallest, std::stod(w.at("P")));
-        chisq.push_back(scan::chi_square_1(std::log(std::stod(w.at("P")))));
+        inflations.push_back(std::stod(w.at("CHISQ")) / medians[std::stoul(w.at("DF")) - 1]);
     }
-    std::sort(chisq.begin(), chisq.end());
+    std::sort(inflations.begin(), inflations.end());
     EXPECT_NEAR(std::stod(log.substr(log.find("Lambda ") + 7)),
-                (chisq[295] + chisq[296]) / 2 / 0.454936, 1e-4);
+                (inflations[295] + inflations[296]) / 2, 6e-4);
     EXPECT_NEAR(std::stod(log.substr(log.find("Smallest P ") + 11)) / smallest, 1, 1e-6);
     // What --quiet hides stands in the log all the same.
     outcome const quiet = files.scan("--covar-name age,age --pheno pheno.txt --quiet");
     EXPECT_EQ(quiet.err, "");
+    // Of 20 controls b misses 2 and c 3. What is counted goes through the kept parts.
+    std::string const snp = "0120120120120120120101201201201201201201";
+    std::vector<std::string> statuses(40, "1");
+    std::fill(statuses.begin() + 20, statuses.end(), "2");
+    write_study(files,
+                {{"1 a 0 100 A G", snp},
+                 {"1 b 0 200 A G", "99" + snp.substr(2)},
+                 {"1 c 0 300 A G", "999" + snp.substr(3)}},
+                statuses);
+    outcome const unequal =
+        files.run("quilmar-scan --bfile s --allow-no-covars --window 1 --resume --out u");
+    EXPECT_NE(unequal.err.find("Warning: 1 window with over a tenth more of one group left out"),
+              std::string::npos)
+        << unequal.err;
     // Warnings.
     run_shell(files, "head -n 300 pheno.txt >p; awk '{print $0,(NR==1?\"same\":5)}' covar.txt >c");
     outcome const few = files.scan("--pheno p --covar c --covar-name age,same");
@@ -300,6 +330,15 @@ TEST(scan_run, log_and_messages) {
         << few.err;
     EXPECT_NE(few.err.find("Warning: Covariates dropped, because they are constant: same."),
               std::string::npos);
+    // Windows that are inflated, all at one place; 1,000 draw the warning, below 100 there is no lambda.
+    for (auto const& [n, lambda, warns] :
+         {std::tuple("1000", true, true), {"999", true, false}, {"99", false, false}}) {
+        run_shell(files, "awk 'BEGIN{for(i=0;i<" + std::string(n) +
+                             ";++i)print 22,30453000,30465000,i}' >r");
+        std::string const said = files.scan("-R r --effects none").err;
+        EXPECT_EQ(said.find("\nLambda 7.") != said.npos, lambda) << n << said;
+        EXPECT_EQ(said.find("Confounding? Give principal components") != said.npos, warns) << n;
+    }
     // A dry run makes no file.
     example_study dry;
     outcome const d = dry.scan("--dry-run");

@@ -1,8 +1,9 @@
 // The score test of a window: against haplo.stats and glm, against sums over subjects and listed
-// pairs of haplotypes, and against closed forms.
+// pairs of haplotypes.
 #include "scan/error.h"
 #include "scan/score/tails.h"
 #include "scan/score/window_runner.h"
+#include "tests/plain_tail.h"
 #include "tests/scan_data.h"
 #include "tests/scan_reference.h"
 #include "tests/support.h"
@@ -70,7 +71,7 @@ struct plain_test {
     std::vector<std::size_t> used;
     VectorXd p;
     MatrixXd X, squares; // expected copies of all haplotypes, and expected squares
-    VectorXd r, w;
+    VectorXd mu, r, w;
     Eigen::CompleteOrthogonalDecomposition<MatrixXd> covariates; // of W^(1/2) Z
 
     plain_test(scan_sample const& s, unsigned max_missing) {
@@ -130,16 +131,20 @@ struct plain_test {
 
     void expect(scan_sample const& s) {
         auto const n = static_cast<Eigen::Index>(used.size());
-        scan::null_model const model = scan::fit_null_model(s.status, s.design, s.names);
         X = squares = MatrixXd::Zero(n, p.size());
         MatrixXd Z(n, s.design.cols());
-        r.resize(n), w.resize(n);
+        std::vector<std::uint8_t> status;
         for (Eigen::Index i = 0; i < n; ++i) {
-            auto const k = static_cast<Eigen::Index>(used[static_cast<std::size_t>(i)]);
-            double const mu = 1 / (1 + std::exp(-s.design.row(k).dot(model.coefficients)));
-            r[i] = s.status[static_cast<std::size_t>(k)] - mu;
-            w[i] = mu * (1 - mu);
-            Z.row(i) = s.design.row(k);
+            std::size_t const k = used[static_cast<std::size_t>(i)];
+            Z.row(i) = s.design.row(static_cast<Eigen::Index>(k));
+            status.push_back(s.status[k]);
+        }
+        scan::null_model const model = scan::fit_null_model(status, Z, s.names);
+        mu.resize(n), r.resize(n), w.resize(n);
+        for (Eigen::Index i = 0; i < n; ++i) {
+            mu[i] = 1 / (1 + std::exp(-Z.row(i).dot(model.coefficients)));
+            r[i] = status[static_cast<std::size_t>(i)] - mu[i];
+            w[i] = mu[i] * (1 - mu[i]);
             std::vector<pair> const& g = pairs[genotypes[static_cast<std::size_t>(i)]];
             for (auto const& [a, b] : g) {
                 double const posterior = p[a] * p[b] / total(g);
@@ -163,6 +168,15 @@ struct plain_test {
     double z(unsigned h) const {
         VectorXd const x = without_covariates(X.col(h));
         return x.dot(working_residual()) / x.norm();
+    }
+    double log_p(unsigned h, scan::p_type type) const {
+        if (type == scan::p_type::normal)
+            return std::log(std::erfc(std::fabs(z(h)) / std::sqrt(2.0)));
+        VectorXd const g = without_covariates(X.col(h)).cwiseQuotient(w.cwiseSqrt());
+        std::vector<score_subject> subjects;
+        for (Eigen::Index i = 0; i < g.size(); ++i)
+            subjects.push_back({mu[i], g[i], X(i, h) > 0});
+        return plain_log_p(subjects, g.dot(r));
     }
     double chisq(std::vector<unsigned> const& columns) const {
         MatrixXd chosen(X.rows(), static_cast<Eigen::Index>(columns.size()));
@@ -201,7 +215,9 @@ void expect_plain(scan_sample const& s, scan::window_row const& row, plain_test 
         EXPECT_NEAR(h.case_freq, case_count / 2 / row.cases, 1e-7);
         EXPECT_NEAR(h.control_freq, h.control_count / 2 / row.controls, 1e-9);
         EXPECT_NEAR(h.z, plain.z(h.bits), 1e-6);
-        EXPECT_NEAR(std::exp(h.log_p), std::erfc(std::fabs(h.z) / std::sqrt(2.0)), 1e-12);
+        bool const is_far = row.type == scan::p_type::cauchy && std::fabs(h.z) > 2;
+        EXPECT_EQ(scan::text(h.type), std::string(is_far ? "SPA" : "N"));
+        EXPECT_NEAR(h.log_p, plain.log_p(h.bits, h.type), 1e-5);
         rare -= plain.p[h.bits];
         if (&h != &row.haplotypes[0]) columns.push_back(h.bits);
     }
@@ -232,22 +248,14 @@ TEST(ScanScore, EqualsHaploStatsAndGlm) {
     }
 }
 
-// The two variances are the same where the groups are equal and nothing is adjusted for.
-TEST(ScanScore, EqualsHaploScoreInEqualGroups) {
-    scan::window_row const row = run(scan_sample(scan_data_sets[0]));
-    for (std::size_t h = 0; h < row.haplotypes.size(); ++h)
-        EXPECT_NEAR(find(row, scan_references[0].bits[h]).z, scan_references[0].haplo_score[h],
-                    1e-4);
-    EXPECT_NEAR(row.chisq, scan_references[0].haplo_score_global, 1e-4);
-    EXPECT_EQ(row.df, scan_references[0].haplo_score_df);
-}
-
 TEST(ScanScore, EqualsSumsOverSubjects) {
     for (std::size_t k = 0; k < 4; ++k) {
         SCOPED_TRACE(scan_references[k].data_set);
         scan_sample const s(scan_data_sets[k]);
         plain_test const plain(s, s.n_snps / 2);
         expect_plain(s, run(s), plain);
+        expect_plain(s, run(s, {0.5, 0.01, 0, scan::test_kind::score, scan::saddlepoint_use::on}),
+                     plain);
         for (std::size_t h = 0; h < scan_references[k].bits.size(); ++h)
             EXPECT_NEAR(plain.z_observed_information(scan_references[k].bits[h]),
                         scan_references[k].haplo_score[h], 1e-4);
@@ -258,43 +266,64 @@ TEST(ScanScore, LeavesSubjectsWithoutGenotypesOut) {
     scan_sample s(scan_data_sets[3]);
     scan::window_settings settings;
     settings.window_mind = 0.2; // of 8 SNPs: one may be missing
+    settings.saddlepoint = scan::saddlepoint_use::on;
     plain_test const plain(s, 1);
     EXPECT_LT(plain.used.size(), s.status.size());
     expect_plain(s, run(s, settings), plain);
-
-    // Every other subject belongs to a batch that lacks the window, and the batch is a covariate.
-    auto const n = static_cast<Eigen::Index>(s.status.size());
-    s.design.conservativeResize(n, 5);
-    s.names.push_back("batch");
-    for (Eigen::Index i = 0; i < n; ++i) {
-        s.design(i, 4) = i % 2 == 0 ? 1 : -1;
-        for (std::vector<int>& snp : s.copies)
-            if (i % 2 == 0) snp[static_cast<std::size_t>(i)] = scan_sample::MISSING;
-    }
-    expect_plain(s, run(s), plain_test(s, 4));
 }
 
-TEST(ScanScore, IsTheTrendTestForOneSnp) {
-    double const cases[] = {30, 41, 17}, controls[] = {60, 53, 12}; // by copies
-    std::vector<std::uint8_t> status;
-    std::string snp;
-    double N = 0, R = 0, by_case = 0, by_all = 0, squares = 0;
-    for (int c = 0; c < 3; ++c)
-        for (double const* const group : {cases, controls}) {
-            auto const count = static_cast<std::size_t>(group[c]);
-            status.insert(status.end(), count, group == cases);
-            snp.append(count, static_cast<char>('0' + c));
-            N += group[c], by_all += c * group[c], squares += c * c * group[c];
-            if (group == cases) R += group[c], by_case += c * group[c];
+TEST(ScanScore, TheNullModelIsThatOfTheWindowsSubjects) {
+    for (left_out_reference const& expected : left_out_references) {
+        std::string const& who = expected.who; // as in scan_reference.R
+        SCOPED_TRACE(who + (expected.adjusted ? ", adjusted" : ""));
+        bool const are_few = who == "few_of_many";
+        scan_data_set const& set = scan_data_sets[are_few ? 5 : 4];
+        scan_sample s(set);
+        auto const misses = [&](std::size_t i) {
+            bool const is_case = s.status[i] != 0;
+            std::size_t const k = is_case ? i - set.n_controls : i;
+            auto const z = s.design.row(static_cast<Eigen::Index>(i));
+            return who == "controls"       ? !is_case && k % 10 > 0
+                   : who == "cases"        ? is_case && k % 2 == 0
+                   : who == "old_controls" ? !is_case && z[1] > 1.2
+                   : who == "one_sex"      ? z[2] == 1
+                                           : k % 200 == 7;
+        };
+        auto snps = s.copies;
+        for (std::vector<int>& snp : snps)
+            for (std::size_t i = 0; i < s.status.size(); ++i)
+                if (misses(i)) snp[i] = scan_sample::MISSING;
+        if (!expected.adjusted) s.design.conservativeResize(Eigen::NoChange, 1), s.names.resize(1);
+        s.n_snps = 1;
+        for (std::size_t l = 0; l < snps.size(); ++l) {
+            s.copies = {snps[l]};
+            double const z = find(run(s), 1).z,
+                         tolerance = are_few && expected.adjusted ? 5e-4 : 1e-6;
+            EXPECT_NEAR(z, expected.z[l], tolerance * std::max(1.0, std::fabs(z)));
         }
-    scan::window_row const row = run(scan_sample(status, {snp}));
-    double const trend =
-        N * std::pow(N * by_case - R * by_all, 2) / (R * (N - R) * (N * squares - by_all * by_all));
-    EXPECT_NEAR(row.chisq, trend, 1e-9);
-    EXPECT_EQ(row.df, 1u);
-    EXPECT_NEAR(find(row, 1).z, std::sqrt(trend), 1e-9); // cases carry more copies
-    EXPECT_NEAR(find(row, 0).z, -std::sqrt(trend), 1e-9);
-    EXPECT_NEAR(find(row, 1).freq, by_all / 2 / N, 1e-12);
+    }
+}
+
+// Of the subjects who stay, a site has cases alone: they say nothing. Where each site has one group
+// alone, nobody does.
+TEST(ScanScore, CovariatesMaySeparateTheSubjectsOfAWindow) {
+    scan_sample s(scan_data_sets[2]);
+    s.copies = {s.copies[0]}, s.n_snps = 1;
+    for (Eigen::Index i = 0; i < s.design.rows(); ++i)
+        s.design(i, 2) = i % 6 == 0;
+    double z[3];
+    for (int const step : {0, 1, 2}) { // all; without the site's controls; nor its cases
+        for (std::size_t i = 0; i < s.status.size(); i += 6)
+            if (step > s.status[i]) s.copies[0][i] = scan_sample::MISSING;
+        z[step] = find(run(s), 1).z;
+    }
+    EXPECT_GT(std::fabs(z[0] - z[1]), 1e-3);
+    EXPECT_NEAR(z[1], z[2], 1e-6);
+    for (std::size_t i = 0; i < s.status.size(); ++i) {
+        bool const is_kept = (s.status[i] != 0) == (i % 6 == 0);
+        s.copies[0][i] = is_kept ? static_cast<int>(i / 6 % 3) : scan_sample::MISSING;
+    }
+    EXPECT_EQ(scan::text(run(s).code), "SEPARATED");
 }
 
 TEST(ScanScore, FrequenciesEqualQuilmars) {
@@ -349,6 +378,9 @@ TEST(ScanScore, CodesOfWindowsWithoutATest) {
         SCOPED_TRACE(c.snps[0]);
         scan::window_row const row = run(scan_sample(status, c.snps));
         EXPECT_EQ(scan::text(row.code), c.code);
+        scan::window_settings ratio;
+        ratio.test = scan::test_kind::lrt;
+        EXPECT_EQ(scan::text(run(scan_sample(status, c.snps), ratio).code), c.code);
         EXPECT_EQ(row.obs, c.obs);
         EXPECT_EQ(row.cases, c.cases);
         EXPECT_EQ(row.controls, c.obs - c.cases);
@@ -379,15 +411,36 @@ TEST(ScanScore, FrequencyAndCopiesChooseTheHaplotypes) {
     }
 }
 
+// A frequency is found by iteration.
+TEST(ScanScore, ExactlyTheLeastCopiesAreEnough) {
+    std::vector<std::uint8_t> status(60, 0);
+    std::fill_n(status.begin(), 30, 1);
+    for (unsigned copies = 2; copies < 20; ++copies) {
+        std::string carriers(60, '0'), other(60, '0');
+        std::fill_n(carriers.begin(), copies, '1');
+        std::fill_n(other.begin() + 10, 40, '1');
+        scan_sample const s(status, {carriers, other});
+        scan::haplotype_row const last = run(s, {0.5, 0, 0.1}).haplotypes.back();
+        double const exact = std::round(120 * last.freq);
+        if (std::fabs(120 * last.freq - exact) > 1e-6) continue;
+        EXPECT_EQ(run(s, {0.5, 0, exact / 2}).haplotypes.back().bits, last.bits) << exact;
+        EXPECT_EQ(run(s, {0.5, exact / 120, 0}).haplotypes.back().bits, last.bits) << exact;
+    }
+}
+
 TEST(ScanScore, TheTopHaplotypeIsCorrectedForTheirNumber) {
     scan::window_row const row = run(scan_sample(scan_data_sets[3]));
     EXPECT_EQ(row.top.bits, 30u);
     EXPECT_DOUBLE_EQ(row.top.z, find(row, 30).z);
     EXPECT_DOUBLE_EQ(row.top.log_p, find(row, 30).log_p);
     EXPECT_DOUBLE_EQ(row.top_log_p_bonferroni, row.top.log_p + std::log(7));
-    // One SNP without any association: twice p is more than 1.
-    EXPECT_EQ(run(scan_sample({0, 0, 0, 1, 1, 1}, {"012012"}), {0.5, 0.01, 1}).top_log_p_bonferroni,
-              0);
+    // The tests of two haplotypes are one, but where there are others.
+    scan_sample const snp({0, 0, 0, 1, 1, 1}, {"012112"}),
+        pair({0, 0, 0, 1, 1, 1}, {"012112", "000001"});
+    scan::window_row const two = run(snp, {0.5, 0.01, 1}), others = run(pair, {0.5, 0.2, 1});
+    EXPECT_DOUBLE_EQ(two.top_log_p_bonferroni, two.top.log_p);
+    ASSERT_EQ(others.n_haplotypes, 2u);
+    EXPECT_DOUBLE_EQ(others.top_log_p_bonferroni, std::min(0.0, others.top.log_p + std::log(2)));
 }
 
 TEST(ScanScore, WhatCovariatesExplainIsNotTested) {

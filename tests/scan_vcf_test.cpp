@@ -113,6 +113,19 @@ TEST(scan_vcf, tables_are_those_of_the_bed_of_the_same_data) {
             << o.err;
     }
     EXPECT_EQ(files.run("ls | grep quilmar-scan").out, "");
+    // One family that matches does not hide the others; identifiers with families, as plink2 has them.
+    for (std::string const preparation :
+         {"sed '1s/.*/FID IID T/; 2s/^/0 /; 3,$s/^/F /' p.txt >p; o=",
+          "sed -i '/#C/s/\\tS/\\t0_S/g' v.vcf; cp p.txt p; o=--id-delim",
+          "sed -i '/#C/s/0_\\(S[0-9]*\\)/0.\\1.x/g' v.vcf; o='--id-delim .'"}) {
+        outcome const o = files.run(preparation + "; quilmar-scan --vcf v.vcf $o --pheno p "
+                                                  "--allow-no-covars --min-hap-copies 1 "
+                                                  "--window 2 --out b");
+        ASSERT_EQ(o.exit_status, 0) << o.err;
+        expect_same_tables(files, preparation);
+        EXPECT_EQ(files.read("a.id"), files.read("b.id"));
+    }
+    write_vcf(files);
 
     if (has_command("plink2")) {
         EXPECT_EQ(files
@@ -155,11 +168,17 @@ TEST(scan_vcf, errors) {
         {"", "--vcf p.txt", 6, "p.txt: is no VCF, VCF.gz or BCF."},
         {"cut -f 1-8 v.vcf >x", "--vcf x", 6, "x: holds no subject."},
         {"sed 's/S2/S1/' v.vcf >x", "--vcf x", 6, "x: its header cannot be read"},
+        {"sed 's/S2/F_S2/' v.vcf >x", "--vcf x --id-delim", 7,
+         "x: --id-delim: 'S1' is not FID, IID and perhaps SID with a '_' between."},
+        {"sed '/#C/s/\\tS/\\tF_S/g' v.vcf >x", "--vcf x", 7, "look like FID_IID: give --id-delim."},
         {"sed 's/S2/S 2/' v.vcf >x", "--vcf x", 6, "x: the name of sample 'S 2' has a blank."},
         {"grep '#' v.vcf >x", "--vcf x", 6, "none of 0 records is a SNP of two alleles"},
         {"sed 's/^[12c]/X&/' v.vcf >x", "--vcf x", 6, "none of 12 records is a SNP of two alleles"},
         {"sed '19s/GT/PL/' v.vcf >x", "--vcf x", 6, "x:19: the record has no genotypes (GT)."},
         {"sed '19s/.700/\\t3000000000/' v.vcf >x", "--vcf x", 6, "x:19: the position is no whole"},
+        {"sed '11s/$/\\n/' v.vcf >x", "--vcf x", 6, "x:12: this line is no record: it is blank, a"},
+        {"sed '15s/^/#/' v.vcf >x", "--vcf x", 6, "x:15: this line is no record: it is blank"},
+        {"sed '19s/.G.*//' v.vcf >x", "--vcf x", 6, "x:19: this line is no record: it is blank"},
         {"sed '12s/.[^\\t]*$//' v.vcf >x", "--vcf x", 6, "x:12: the record cannot be read"},
         {"sed '21s@0/0@0/2@' v.vcf >x", "--vcf x", 6, "x:21: a genotype has allele 2, which the"},
         {"sed '21s/rs10/a b/' v.vcf >x", "--vcf x", 6, "x:21: identifier 'a b' has a blank."},

@@ -1,4 +1,5 @@
 """Columns of a table: plain or gzip (bgzip) text, separated by tabs, one header line, NA for missing."""
+import functools
 import gzip
 import re
 import zlib
@@ -7,6 +8,8 @@ import numpy as np
 
 # Control characters, line separators and marks that change the direction of the text.
 UNPRINTABLE = re.compile("[\x00-\x08\x0b-\x1f\x7f-\x9f\u2028-\u202e\u2066-\u2069]")
+
+LONGEST_LINE = 1 << 24  # bytes, as quilmar-scan takes them
 
 
 class DataError(Exception):
@@ -19,7 +22,10 @@ def lines(path):
         with open(path, "rb") as file:
             is_gzip = file.read(2) == b"\x1f\x8b"
             file.seek(0)
-            for line in gzip.open(file) if is_gzip else file:
+            stream = gzip.open(file) if is_gzip else file
+            for line in iter(functools.partial(stream.readline, LONGEST_LINE), b""):
+                if len(line) == LONGEST_LINE:
+                    raise DataError(f"{path}: a line has more than 16 MiB; is it the right file?")
                 text = line.rstrip(b"\r\n").decode("utf-8", "replace")
                 yield UNPRINTABLE.sub("?", text) if UNPRINTABLE.search(text) else text
     except (EOFError, zlib.error, gzip.BadGzipFile) as error:
@@ -76,3 +82,17 @@ def numbers_of(path, name, texts, line_numbers):
             except ValueError:
                 raise DataError(f"{path}:{number}: {name} is '{text}', which is no number.") from None
         raise
+
+
+def read_numbers(path, columns, line_numbers, ranges):
+    """The columns as numbers: {name: array}; what is not NA must be from least to most of its range.
+
+    ranges is {name: (least, most)}.
+    """
+    numbers = {name: numbers_of(path, name, columns[name], line_numbers) for name in ranges}
+    for name, (least, most) in ranges.items():
+        wrong = (numbers[name] < least) | (numbers[name] > most)
+        if wrong.any():
+            row = int(np.argmax(wrong))
+            raise DataError(f"{path}:{line_numbers[row]}: {name} is {columns[name][row]}.")
+    return numbers

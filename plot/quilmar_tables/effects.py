@@ -1,9 +1,10 @@
 """The rows of PREFIX.effects.tsv, with the frequencies in cases and controls of PREFIX.hap.tsv."""
 import math
 import re
-from dataclasses import dataclass
+from dataclasses import dataclass, replace
 
-from .columns import DataError, numbers_of, read_columns
+from .columns import DataError, numbers_of, read_columns, read_numbers
+from .windows import MOST_LOG_P
 
 KEY = ("CHROM", "POS", "END", "WINDOW")
 NUMBERS = ("HAP_FREQ", "OR", "NEG_LOG10_P")
@@ -57,22 +58,25 @@ class EffectTable:
     rows: list
     n_rho: int
     reference_frequencies: dict
+    n_windows: int  # with those that were not chosen
 
-    def of_windows(self, names):
-        """The table with the windows of these names alone, or as it is without names."""
-        if not names:
-            return self
+    def of_windows(self, windows):
+        """The table with these windows alone."""
+        return replace(self, rows=[row for row in self.rows if row.window in windows])
+
+    def of_names(self, names):
+        """The table with the windows of these names alone, of which each must be there."""
         missing = set(names) - {row.window[3] for row in self.rows}
         if missing:
             raise DataError(f"{self.path}: no window {', '.join(sorted(missing))}.")
-        rows = [row for row in self.rows if row.window[3] in names]
-        return EffectTable(self.path, self.level, rows, self.n_rho, self.reference_frequencies)
+        return self.of_windows({row.window for row in self.rows if row.window[3] in names})
 
     def summary(self):
         """What is said about the table."""
         unknown = sum(not row.is_known for row in self.rows)
         windows = len({row.window for row in self.rows})
-        return (f"{len(self.rows)} effects, {unknown} of them without an estimate; windows: {windows}; "
+        chosen = f" of {self.n_windows}, chosen by --window, --top or as leads" if windows < self.n_windows else ""
+        return (f"{len(self.rows)} effects, {unknown} of them without an estimate; windows: {windows}{chosen}; "
                 f"rows of rho left out: {self.n_rho}.")
 
 
@@ -108,8 +112,9 @@ def read_effects(path, haplotype_path=None):
         return [*KEY, "HAP", "REF_HAP", "TEST", *NUMBERS, f"L{level}", f"U{level}", "ERRCODE"]
 
     columns, lines = read_columns(path, wanted)
-    number = {name: numbers_of(path, name, columns[name], lines)
-              for name in (*NUMBERS, f"L{level}", f"U{level}")}
+    ratios = 0, math.inf
+    number = read_numbers(path, columns, lines, {"HAP_FREQ": (0, 1), "OR": ratios, f"L{level}": ratios,
+                                                 f"U{level}": ratios, "NEG_LOG10_P": (0, MOST_LOG_P)})
     windows = list(zip(*(columns[name] for name in KEY)))
     frequencies = group_frequencies(haplotype_path, set(windows)) if haplotype_path else {}
     if haplotype_path and not frequencies:
@@ -124,4 +129,4 @@ def read_effects(path, haplotype_path=None):
                            number["HAP_FREQ"][i], number["OR"][i], number[f"L{level}"][i],
                            number[f"U{level}"][i], number["NEG_LOG10_P"][i], columns["ERRCODE"][i],
                            in_cases, in_controls))
-    return EffectTable(path, level, rows, len(windows) - len(rows), frequencies)
+    return EffectTable(path, level, rows, len(windows) - len(rows), frequencies, len({row.window for row in rows}))

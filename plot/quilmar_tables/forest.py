@@ -119,7 +119,7 @@ def draw(table):
     if not rows:
         raise DataError(f"{table.path}: no odds ratio to draw.")
     if len(rows) > MOST_ROWS:
-        raise DataError(f"{table.path}: {len(rows)} effects are too many for one picture; choose windows by --window.")
+        raise DataError(f"{table.path}: {len(rows)} effects are too many for one picture; choose windows by --window or --top.")
     left, right = text_columns(rows, table.level)
     lines = lines_of(rows)
     plot_at = 0.1 + sum(column.width for column in left)

@@ -1,8 +1,7 @@
 """-log10 P of every window along the genome."""
 import numpy as np
 
-from .picture import DARK, LIGHT, counted, hits, level_line, new_figure, points
-from .tails import inflation
+from .picture import DARK, LIGHT, hits, level_line, new_figure, points
 
 # Labelled windows of a chromosome lie farther apart than this, in base pairs.
 LABEL_DISTANCE = 1e6
@@ -76,7 +75,7 @@ def draw(tests, level, n_tests):
     axes.margins(x=0.01)
     axes.set_ylim(0, 1.12 * max(y.max(), line))
     axes.set_ylabel("−log₁₀ P")
-    axes.set_title(f"{counted(len(y))}, λ = {inflation(y):.4g}", loc="left", fontsize=9)
+    axes.set_title(tests.heading, loc="left", fontsize=9)
     axes.set_title("dashed: " + line_text, loc="right", fontsize=9)
     if single:
         axes.set_xlabel(f"Position on chromosome {tests.chromosome[0]} (Mb)")

@@ -42,11 +42,6 @@ def save(figure, path, inputs):
     write_whole(path, picture.getvalue(), inputs)
 
 
-def counted(n):
-    """1 window, 700,000 windows."""
-    return f"{n:,} window{'' if n == 1 else 's'}"
-
-
 def level_line(axes, level, n_tests):
     """The dashed line of a p-value and its wording; n_tests is their number if the line is Bonferroni's."""
     text = f"P = {level:.3g}" + (f" (0.05 / {n_tests:,})" if n_tests else "")

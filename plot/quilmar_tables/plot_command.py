@@ -6,10 +6,10 @@ import sys
 
 import numpy as np
 
+from .choice import add_choice, choose
 from .columns import DataError
-from .picture import FORMATS, counted, save
-from .tails import inflation
-from .windows import bonferroni, read_windows
+from .picture import FORMATS, save
+from .windows import bonferroni, counted, read_windows
 
 
 def picture_name(text):
@@ -57,15 +57,17 @@ def parse(arguments):
         sub.add_argument("--level", metavar="P", type=probability,
                          help="p-value of the line [0.05 by the number of windows that have one]")
         if command == "region":
-            sub.add_argument("--range", metavar="CHR:FROM-TO", type=place, required=True,
-                             help="windows that lie in it or reach into it are drawn")
+            sub.add_argument("--range", metavar="CHR:FROM-TO", type=place,
+                             help="windows that lie in it or reach into it are drawn [those of --window, else the "
+                                  "best locus of PREFIX.lead.tsv, with as much again on both sides]")
             sub.add_argument("--hap", metavar="TABLE", help="their haplotypes: PREFIX.hap.tsv")
+            add_choice(sub, "a column of haplotypes for the window of this name", "at most N columns")
     what = "odds ratios of haplotypes with their intervals"
     sub = commands.add_parser("forest", help=what, description=what, allow_abbrev=False)
     sub.add_argument("table", metavar="TABLE", help="effects: PREFIX.effects.tsv, plain or gzip")
     sub.add_argument("--hap", metavar="TABLE", help="frequencies in cases and controls: PREFIX.hap.tsv")
-    sub.add_argument("--window", metavar="NAME", action="append",
-                     help="draw the window of this name [all]; may be repeated")
+    add_choice(sub, "draw the window of this name", "draw the N leads with the smallest P")
+    sub.add_argument("--all", action="store_true", help="draw all windows of the table [leads]")
     for sub in commands.choices.values():
         sub.add_argument("-o", "--out", metavar="FILE", type=picture_name, required=True,
                          help="the picture: .png, .svg or .pdf")
@@ -80,20 +82,20 @@ def draw_windows(options):
     level = options.level or bonferroni(tests)
     shown_tests = None if options.level else n_tests
     if options.command == "region":
-        figure = region.draw(tests, level, shown_tests, options.range, options.hap)
+        figure = region.draw(tests, level, shown_tests, region.view_of(tests, options), options.hap)
     else:
         figure = {"manhattan": manhattan, "qq": qq}[options.command].draw(tests, level, shown_tests)
     n_beyond = int((tests.neg_log10_p >= -np.log10(level)).sum())
-    return figure, (f"{counted(n_tests)}, {tests.n_without} without a p-value left out. Lambda "
-                    f"{inflation(tests.neg_log10_p):.6g}. {n_beyond} at or below P {level:.6g}.")
+    lambda_text = f" Lambda {tests.inflation}." if tests.inflation else ""
+    return figure, (f"{counted(n_tests)}, {tests.n_without} without a p-value left out.{lambda_text} "
+                    f"{n_beyond} at or below P {level:.6g}.")
 
 
 def draw_effects(options):
     """The forest, and what is said about it."""
     from . import forest
     from .effects import read_effects
-    effects = read_effects(options.table, options.hap)
-    drawn = effects.of_windows(options.window)
+    drawn = choose(read_effects(options.table, options.hap), options.window, options.top, options.all)
     return forest.draw(drawn), drawn.summary()
 
 

@@ -4,8 +4,8 @@ The i-th smallest of n stands over -log10 (i / (n + 1)); the band holds 95% of i
 """
 import numpy as np
 
-from .picture import DARK, counted, hits, level_line, new_figure, points
-from .tails import inflation, null_band
+from .picture import DARK, hits, level_line, new_figure, points
+from .tails import null_band
 
 # Points closer than this in both directions, in units of -log10 P, would cover each other.
 RESOLUTION = 0.002
@@ -39,6 +39,6 @@ def draw(tests, level, n_tests):
     axes.set_ylim(0, 1.06 * max(y[0], line, high.max()))
     axes.set_xlabel("expected −log₁₀ P")
     axes.set_ylabel("observed −log₁₀ P")
-    axes.set_title(f"{counted(n)}, λ = {inflation(y):.4g}", loc="left", fontsize=9)
+    axes.set_title(tests.heading, loc="left", fontsize=9)
     axes.legend(loc="lower right", frameon=False, fontsize=8)
     return figure

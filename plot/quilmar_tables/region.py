@@ -9,13 +9,18 @@ from matplotlib.patches import Rectangle
 
 from .columns import DataError, numbers_of, read_columns
 from .effects import KEY
-from .picture import DARK, HIT, counted, level_line, new_figure, shortened
+from .leads import read_leads
+from .picture import DARK, HIT, MOST_VECTORS, level_line, new_figure, shortened
+from .windows import counted
 from .wording import p_text
 
 WIDTH, LEFT, RIGHT = 10.0, 0.65, 0.35  # inches
-TOP, BARS, AXIS, LINKS, HEAD, TILE, BOTTOM = 0.35, 2.4, 0.5, 0.4, 0.4, 0.4, 0.35
+TOP, BARS, AXIS, LINKS, LINE, TILE, BOTTOM = 0.35, 2.4, 0.5, 0.4, 0.15, 0.4, 0.35
 CHARACTER = 0.07  # inches, of the fixed-width font at 8 points
 MOST_TILES = 12
+MOST_COLUMNS = 11
+MOST_THICK = 300  # windows; more are thin lines
+LEAST_MARGIN = 10_000  # base pairs
 LONGEST = 40
 NOTABLE = -np.log10(0.05)
 
@@ -35,6 +40,15 @@ class Tile:
         return f"{arrow}{100 * self.in_cases:.1f} / {100 * self.in_controls:.1f}"
 
 
+@dataclass
+class View:
+    """What is shown of the tests."""
+    place: tuple  # chromosome, from, to
+    names: list  # windows with columns, or None
+    top: int  # columns at most, or None
+    leads: list  # keys of windows, the smallest P first
+
+
 def in_range(tests, place):
     """The windows that lie in (chromosome, from, to) or reach into it."""
     chromosome, first, last = place
@@ -44,10 +58,15 @@ def in_range(tests, place):
     return tests.select(here)
 
 
+def keys_of(tests):
+    """What the rows of the windows begin with in every table."""
+    return [(str(c), f"{a:.0f}", f"{b:.0f}", str(name))
+            for c, a, b, name in zip(tests.chromosome, tests.first, tests.last, tests.name)]
+
+
 def read_tiles(path, tests):
     """The haplotypes of each window, in the order of the table."""
-    keys = [(c, f"{a:.0f}", f"{b:.0f}", name)
-            for c, a, b, name in zip(tests.chromosome, tests.first, tests.last, tests.name)]
+    keys = keys_of(tests)
     numeric = ["CASE_FREQ", "CTRL_FREQ", "Z", "NEG_LOG10_P"]
     columns, lines = read_columns(path, [*KEY, "HAP", *numeric], set(keys))
     values = zip(*(numbers_of(path, name, columns[name], lines) for name in numeric))
@@ -59,20 +78,73 @@ def read_tiles(path, tests):
     return list(tiles.values())
 
 
-def shown_columns(tests, tiles):
-    """Indices of the windows whose haplotypes fit side by side: those with the smallest p-values."""
-    candidates = [i for i in np.argsort(-tests.neg_log10_p, kind="stable") if tiles[i]]
-    width = max(0.95, CHARACTER * max(len(t.haplotype) for i in candidates for t in tiles[i]) + 0.15)
-    most = max(1, int((WIDTH - LEFT - RIGHT) / width))
-    return sorted(candidates[:most], key=lambda i: (tests.middle[i], tests.first[i])), width
+def view_of(tests, options):
+    """What the options ask for; without --range the windows of --window or the best lead's locus, with as much
+    again on both sides."""
+    leads = read_leads(tests.path)
+    if options.range:
+        place = options.range
+    elif options.window:
+        places = [(str(tests.chromosome[i]), tests.first[i], tests.last[i])
+                  for i, name in enumerate(tests.name) if name in options.window]
+        if len({chromosome for chromosome, *_ in places}) > 1:
+            raise DataError(f"{tests.path}: these windows lie on several chromosomes.")
+        if not places:
+            raise DataError(f"{tests.path}: no window {', '.join(options.window)} with a p-value.")
+        place = around(places[0][0], min(place[1] for place in places), max(place[2] for place in places))
+    elif leads:
+        place = around(leads[0].window[0], leads[0].first, leads[0].last)
+    else:
+        raise DataError(f"{tests.path}: no lead window in the scan's table .lead.tsv beside it; give --range.")
+    return View(place, options.window, options.top, [lead.window for lead in leads])
+
+
+def around(chromosome, first, last):
+    """The place with as much again on both sides."""
+    margin = max(last - first, LEAST_MARGIN)
+    return chromosome, int(max(first - margin, 0)), int(last + margin)
+
+
+def overlap_too_much(tests, i, j):
+    """More than half of the shorter window is common to both."""
+    common = min(tests.last[i], tests.last[j]) - max(tests.first[i], tests.first[j])
+    return common > 0.5 * min(tests.last[i] - tests.first[i], tests.last[j] - tests.first[j])
+
+
+def shown_columns(tests, tiles, view):
+    """Indices of the windows whose haplotypes fit side by side, and the width of a column: those of --window, or
+    leads and then the smallest p-values, without windows that overlap one of those by more than half."""
+    keys = keys_of(tests)
+    best = [int(i) for i in np.argsort(-tests.neg_log10_p, kind="stable") if tiles[i]]
+    chosen = []
+    if view.names:
+        chosen = [i for i in best if tests.name[i] in view.names]
+    else:
+        for i in [*(keys.index(lead) for lead in view.leads if lead in keys), *best]:
+            if tiles[i] and i not in chosen and not any(overlap_too_much(tests, i, j) for j in chosen):
+                chosen.append(i)
+    chosen = chosen[:min(view.top or MOST_COLUMNS, MOST_COLUMNS)]
+    width = max(0.8, *(CHARACTER * max(len(heading(tests, i)[-2]), *(len(t.haplotype) for t in tiles[i])) + 0.15
+                       for i in chosen))
+    chosen = chosen[:max(1, int((WIDTH - LEFT - RIGHT) / width))]
+    return sorted(chosen, key=lambda i: (tests.middle[i], tests.first[i])), width
+
+
+def heading(tests, i):
+    """The lines above a column: the window's name unless it is numbered, its place, its p-value."""
+    name = [] if tests.name[i].isdigit() else [shortened(tests.name[i], 17)]
+    return [*name, f"{tests.first[i]:.0f}-{tests.last[i]:.0f}", f"P {p_text(tests.neg_log10_p[i])}"]
 
 
 def draw_bars(axes, tests, place, level, n_tests):
     """The upper part: bars from the first to the last SNP of each window."""
     y, line = tests.neg_log10_p, -np.log10(level)
     colors = np.where(y >= line, HIT, DARK)
-    axes.hlines(y, tests.first / 1e6, tests.last / 1e6, colors=colors, linewidth=2.5, gid="bars")
-    axes.scatter(tests.middle / 1e6, y, c=colors, s=12, linewidths=0.5, edgecolors="black", zorder=3, gid="middles")
+    few = len(y) <= MOST_THICK
+    axes.hlines(y, tests.first / 1e6, tests.last / 1e6, colors=colors, linewidth=2.5 if few else 1, gid="bars",
+                rasterized=len(y) > MOST_VECTORS)
+    axes.scatter(tests.middle / 1e6, y, c=colors, s=12 if few else 4, linewidths=0.5 if few else 0,
+                 edgecolors="black", zorder=3, gid="middles", rasterized=len(y) > MOST_VECTORS)
     text = level_line(axes, level, n_tests)
     first, last = min(place[1], tests.first.min()), max(place[2], tests.last.max())
     edge = 0.01 * max(last - first, 1)
@@ -85,11 +157,11 @@ def draw_bars(axes, tests, place, level, n_tests):
     axes.set_title("dashed: " + text, loc="right", fontsize=9)
 
 
-def draw_column(axes, x, top, width, heading, tiles, darkest):
+def draw_column(axes, x, top, width, head, tiles, darkest):
     """The tiles of one window, in inches from the lower left corner of the figure."""
-    for k, text in enumerate(heading):
-        axes.text(x + width / 2, top + 0.27 - 0.15 * k, text, ha="center", va="center", fontsize=7.5,
-                  weight="bold" if k else "normal")
+    for k, text in enumerate(reversed(head)):
+        axes.text(x + width / 2, top + 0.12 + LINE * k, text, ha="center", va="center", fontsize=7.5,
+                  weight="normal" if k else "bold")
     for k, tile in enumerate(tiles[:MOST_TILES]):
         y = top - TILE * (k + 1)
         share = min(tile.neg_log10_p / darkest, 1)
@@ -106,44 +178,45 @@ def draw_column(axes, x, top, width, heading, tiles, darkest):
                   ha="center", va="center", fontsize=7)
 
 
-def draw_tiles(figure, bars, tests, tiles, height):
+def draw_tiles(figure, bars, tests, tiles, columns, width, height):
     """The lower part: columns of tiles, linked to the middles of their windows."""
-    columns, width = shown_columns(tests, tiles)
     axes = figure.add_axes([0, 0, 1, 1], zorder=-1)
     axes.set_xlim(0, WIDTH)
     axes.set_ylim(0, height)
     axes.axis("off")
-    top = height - TOP - BARS - AXIS - LINKS - HEAD
+    head = head_height(tests, columns)
+    top = height - TOP - BARS - AXIS - LINKS - head
     start = LEFT + (WIDTH - LEFT - RIGHT - width * len(columns)) / 2
     darkest = max(4.0, max(t.neg_log10_p for i in columns for t in tiles[i]))
     first, last = bars.get_xlim()
     for k, i in enumerate(columns):
         x = start + k * width
         at = LEFT + (tests.middle[i] / 1e6 - first) / (last - first) * (WIDTH - LEFT - RIGHT)
-        axes.plot([at, x + width / 2], [top + HEAD + LINKS, top + HEAD], color="0.6", linewidth=0.7)
-        name = tests.name[i] if not tests.name[i].isdigit() else f"{tests.first[i]:.0f}"
-        draw_column(axes, x, top, width, (shortened(name, int(width / 0.07)), f"P {p_text(tests.neg_log10_p[i])}"),
-                    tiles[i], darkest)
-    left_out = len(tests.name) - len(columns)
-    smallest = f" of the {len(columns)} windows with the smallest P" if left_out else ""
-    axes.text(LEFT, 0.15, f"Haplotypes{smallest}, frequency in cases / controls (%). Darker: smaller P of the "
+        axes.plot([at, x + width / 2], [top + head + LINKS, top + head], color="0.6", linewidth=0.7)
+        draw_column(axes, x, top, width, heading(tests, i), tiles[i], darkest)
+    axes.text(LEFT, 0.15, "Haplotypes, frequency in cases / controls (%). Darker: smaller P of the "
               "haplotype. ▲ more, ▼ fewer in cases (P ≤ 0.05).", fontsize=7.5, va="center")
 
 
-def draw(all_tests, level, n_tests, place, haplotype_path=None):
-    """The picture of (chromosome, from, to); level and n_tests as in the other pictures of window tests."""
-    tests = in_range(all_tests, place)
+def head_height(tests, columns):
+    """Inches of the headings."""
+    return 0.1 + LINE * max(len(heading(tests, i)) for i in columns)
+
+
+def draw(all_tests, level, n_tests, view, haplotype_path=None):
+    """The picture of a view; level and n_tests as in the other pictures of window tests."""
+    tests = in_range(all_tests, view.place)
     height = TOP + BARS + AXIS
-    tiles = None
     if haplotype_path:
         tiles = read_tiles(haplotype_path, tests)
-        columns, _ = shown_columns(tests, tiles)
+        columns, width = shown_columns(tests, tiles, view)
         most = max(len(tiles[i]) for i in columns)
-        height += LINKS + HEAD + TILE * min(most, MOST_TILES) + BOTTOM + (0.15 if most > MOST_TILES else 0)
+        height += (LINKS + head_height(tests, columns) + TILE * min(most, MOST_TILES) + BOTTOM +
+                   (0.15 if most > MOST_TILES else 0))
     figure = new_figure(WIDTH, height, layout=None)
     bars = figure.add_axes([LEFT / WIDTH, (height - TOP - BARS) / height, 1 - (LEFT + RIGHT) / WIDTH,
                             BARS / height])
-    draw_bars(bars, tests, place, level, n_tests)
-    if tiles:
-        draw_tiles(figure, bars, tests, tiles, height)
+    draw_bars(bars, tests, view.place, level, n_tests)
+    if haplotype_path:
+        draw_tiles(figure, bars, tests, tiles, columns, width, height)
     return figure

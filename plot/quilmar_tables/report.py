@@ -3,8 +3,12 @@
 A row is a label, filled with blanks to its width, and estimate, standard error, z and p with the same decimals
 each. Widths are counted in bytes, and numbers can touch: the label ends where the heads of the columns and the
 rule beneath them say, and numbers are split by their decimals. The p-value is computed from z.
+
+A haplotype is printed in letters where the specification that quilmar-scan exported stands beside the report of its
+data file: a comment before its GENE line gives the letters of 1 and of 0 at each SNP.
 """
 import math
+import os
 import re
 from dataclasses import dataclass
 
@@ -113,6 +117,35 @@ class HaplotypeFrequencies:
         return sum(f for text, f in self.whole.items() if all(text.startswith(h, at) for at, h in wanted))
 
 
+class Letters:
+    """The letters of haplotypes, by the .spec beside the report; without one the digits stay."""
+    COMMENT = re.compile(r"letters of 1: (.*); of 0: (.*)$")
+
+    def __init__(self, report):
+        path = os.path.splitext(report.removesuffix(".out"))[0] + ".spec"
+        self.genes, comment = [], None
+        for line in lines(path) if os.path.exists(path) else ():
+            comment = self.COMMENT.match(line) or comment
+            if line.startswith("GENE="):
+                self.genes.append([group.split() for group in comment.groups()[::-1]] if comment else None)
+                comment = None
+
+    def haplotype(self, gene, text):
+        """Of one gene; as it is where the comment is about other SNPs."""
+        by_digit = self.genes[gene - 1] if gene <= len(self.genes) else None
+        if not by_digit or {len(alleles) for alleles in by_digit} != {len(text)} or set(text) - set("01"):
+            return text
+        return ("-" if any(len(a) > 1 for group in by_digit for a in group) else "").join(
+            by_digit[int(digit)][at] for at, digit in enumerate(text))
+
+    def __call__(self, genes, label):
+        """Of a label, whose last part may be a covariate."""
+        parts = label.split("*")
+        for at, gene in enumerate(gene_numbers(genes)[:len(parts)]):
+            parts[at] = self.haplotype(gene, parts[at])
+        return "*".join(parts)
+
+
 def gene_numbers(title):
     """[1, 2] of "Genes 1*2"."""
     return [int(number) for number in re.findall(r"\d+", title)]
@@ -136,12 +169,13 @@ def read_report(path):
     section = effects_section(path)
     status = section[-1][1].removeprefix("Status: ")
     rows = list(rows_of(path, section))
-    frequency = HaplotypeFrequencies(rows)
+    frequency, letters = HaplotypeFrequencies(rows), Letters(path)
     effects, label = [], ""
     for part, genes, text, numbers in rows:
         if part == "Frequencies":
             continue
         label = text or label
-        effects.append(effect_of(genes or part, label if text else f"{label}, {DEVIATION}",
+        name = letters(genes, label)
+        effects.append(effect_of(genes or part, name if text else f"{name}, {DEVIATION}",
                                  frequency(genes, label), numbers, status))
     return effects

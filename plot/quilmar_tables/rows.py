@@ -33,7 +33,7 @@ def latex_cell(text):
     text = re.sub(r"[\\^~<>|&%$#_{}]", lambda found: LATEX[found[0]], text)
     text = re.sub(r"^(\d\.\d)e-(\d+)$", r"$\1 \\times 10^{-\2}$", text)
     interval = re.fullmatch(r"(\S+) \((\S+)-(\S+)\)", text)
-    if interval and all(re.fullmatch(r"[\d.?]+(e\+\d+)?|inf", part) for part in interval.groups()):
+    if interval and all(re.fullmatch(r"[\d.?]+(e[+-]\d+)?|inf", part) for part in interval.groups()):
         text = f"{interval[1]} ({interval[2]}--{interval[3]})"
         text = re.sub(r"\binf\b", r"$\\infty$", text)
     return text

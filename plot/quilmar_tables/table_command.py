@@ -3,8 +3,10 @@ import argparse
 import os
 import sys
 
+from .choice import add_choice, choose
 from .columns import DataError, lines
 from .effects import read_effects
+from .leads import lead_table
 from .output import write_whole
 from .paper import effect_rows, report_rows
 from .report import read_report
@@ -19,8 +21,12 @@ def parse(arguments):
         prog="quilmar-table", allow_abbrev=False,
         description="Odds ratios with intervals and p-values as a table for a paper.")
     parser.add_argument("files", metavar="FILE", nargs="+",
-                        help="one PREFIX.effects.tsv of quilmar-scan, or reports of quilmar")
+                        help="one PREFIX.effects.tsv or PREFIX.win.tsv of quilmar-scan, or reports of quilmar")
     parser.add_argument("--hap", metavar="TABLE", help="frequencies in cases and controls: PREFIX.hap.tsv")
+    add_choice(parser, "effects of the window of this name", "effects of the N leads with the smallest P")
+    parser.add_argument("--all", action="store_true", help="effects of all windows of the table [leads]")
+    parser.add_argument("--kb", type=float, default=500, metavar="KB",
+                        help="a lead window stands for others with at most so many kb between [500]")
     parser.add_argument("--format", choices=FORMATS,
                         help="[by the name of --out: .md, .csv, .tex; else markdown]")
     parser.add_argument("-o", "--out", metavar="FILE", help="the table [standard output]")
@@ -32,6 +38,11 @@ def is_report(path):
     return "\t" not in next(lines(path), "")
 
 
+def is_window_table(path):
+    """The header line is that of window tests."""
+    return "N_SNP" in next(lines(path), "").split("\t")
+
+
 def table_of(options):
     """Heads, rows and what is said about them."""
     reports = [path for path in options.files if is_report(path)]
@@ -39,6 +50,7 @@ def table_of(options):
         effects = read_effects(options.files[0], options.hap)
         if not effects.rows:
             raise DataError(f"{effects.path}: no odds ratio.")
+        effects = choose(effects, options.window, options.top, options.all)
         return *effect_rows(effects), effects.summary()
     if len(reports) < len(options.files):
         raise DataError("give one table of effects, or reports alone.")
@@ -63,17 +75,25 @@ def print_bytes(text):
         raise DataError(f"standard output: cannot be written: {error.strerror}.") from error
 
 
+def text_of(options):
+    """The output, and what is said about it."""
+    if len(options.files) == 1 and is_window_table(options.files[0]):
+        text = lead_table(options.files[0], options.kb)
+        return text, f"{text.count(chr(10)) - 1} lead windows."
+    heads, rows, message = table_of(options)
+    suffix = os.path.splitext(options.out or "")[1].lower()
+    return FORMATS[options.format or SUFFIXES.get(suffix, "markdown")](*without_empty(heads, rows)), message
+
+
 def main():
     """Exit status 0: printed; 1: something is wrong with a file; 2: with the command line."""
     options = parse(sys.argv[1:])
-    suffix = os.path.splitext(options.out or "")[1].lower()
     try:
-        heads, rows, message = table_of(options)
-        text = FORMATS[options.format or SUFFIXES.get(suffix, "markdown")](*without_empty(heads, rows)).encode()
+        text, message = text_of(options)
         if options.out:
-            write_whole(options.out, text, [*options.files, options.hap or ""])
+            write_whole(options.out, text.encode(), [*options.files, options.hap or ""])
         else:
-            print_bytes(text)
+            print_bytes(text.encode())
     except DataError as error:
         print(f"quilmar-table: {error}", file=sys.stderr)
         return 1

@@ -1,26 +1,24 @@
 """P-values as -log10, however small.
 
-chi-square of 1 df of a p-value: x = z^2 with P(|Z| >= z) = p
-lambda: median of these over the median 0.4549 that they have without association
+lambda: median over the windows of the chi-square by the median of its distribution without association
 order statistics: of n independent uniform p-values the i-th smallest is Beta(i, n + 1 - i)
 """
 import numpy as np
-from scipy.special import betaincinv, log_ndtr, ndtri_exp
+from scipy.special import betaincinv, gammaincinv, log_ndtr
 
 LOG_10 = np.log(10)
 
 
-def chi_square(neg_log10_p):
-    """Chi-square of 1 degree of freedom whose upper tail is 10^-neg_log10_p."""
-    return ndtri_exp(-np.asarray(neg_log10_p) * LOG_10 - np.log(2)) ** 2
+# Fewer windows have no lambda worth the name.
+LEAST_LAMBDA = 100
 
 
-def inflation(neg_log10_p):
-    """Lambda, as the log of quilmar-scan prints it."""
-    # The chi-square falls as p grows, so that the middle p-values give the middle chi-squares.
-    ordered = np.sort(neg_log10_p)
-    middle = ordered[[(len(ordered) - 1) // 2, len(ordered) // 2]]
-    return chi_square(middle).mean() / chi_square(np.log10(2))
+def inflation_text(chi_square, df):
+    """Lambda as the log of quilmar-scan prints it; nothing for few windows."""
+    known = df > 0
+    if known.sum() < LEAST_LAMBDA:
+        return ""
+    return f"{np.median(chi_square[known] / (2 * gammaincinv(df[known] / 2, 0.5))):.4g}"
 
 
 def neg_log10_p_of_z(z):

@@ -7,20 +7,25 @@ def p_text(neg_log10_p):
     if math.isnan(neg_log10_p):
         return ""
     if neg_log10_p <= 3:
-        p = 10 ** -neg_log10_p
-        return f"{p:.{2 if p >= 0.1 else 3 if p >= 0.01 else 4}f}"
+        return two_digits(10 ** -neg_log10_p)
     exponent = math.ceil(neg_log10_p)
     digits = f"{10 ** (exponent - neg_log10_p):.1f}"
     return f"{digits}e-{exponent}" if digits != "10.0" else f"1.0e-{exponent - 1}"
+
+
+def two_digits(value):
+    """Two decimals, below 0.095 two digits: 1.00, 0.10 for 0.0999, 0.095."""
+    rounded = float(f"{value:.1e}")
+    return f"{value:.2f}" if rounded >= 0.1 else f"{rounded:.{1 - math.floor(math.log10(rounded))}f}"
 
 
 def ratio_text(value):
     """1.47, 0.034, 153, 0, inf."""
     if value == 0 or math.isinf(value):
         return "0" if value == 0 else "inf"
-    if value < 0.1:
-        return f"{value:.2g}"
-    return f"{value:.2f}" if value < 100 else f"{value:.0f}" if value < 1e6 else f"{value:.1e}"
+    if value < 1e-4 or value >= 999_999.5:
+        return f"{value:.1e}"
+    return two_digits(value) if value < 99.995 else f"{value:.0f}"
 
 
 def interval_text(estimate, lower, upper):

@@ -15,9 +15,9 @@ constexpr std::size_t MOST_HAPLOTYPES = 1000;
 } // namespace
 
 bool effect_test::wants(window_row const& tested) const {
-    if (!input_.settings.most_p || tested.code != error_code::none) return false;
-    double const most = std::log(*input_.settings.most_p);
-    return tested.log_p <= most || tested.top_log_p_bonferroni <= most;
+    double const most = std::log(input_.settings.most_p);
+    return tested.code == error_code::none &&
+           (tested.log_p <= most || tested.top_log_p_bonferroni <= most);
 }
 
 void effect_test::run(std::vector<std::uint8_t const*> const& rows, window_row const& tested,

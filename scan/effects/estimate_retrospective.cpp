@@ -125,9 +125,11 @@ std::vector<effect_row> estimate_retrospective(effect_input const& input,
     else
         r.data.init(sample.genotypes.data(), static_cast<unsigned>(sample.genotypes.size()), 1,
                     &n_snps);
-    std::vector<double> frequencies(std::size_t{1} << n_snps);
-    for (std::size_t h = 0; h < haplotypes.size(); ++h)
-        frequencies[haplotypes.bits[h]] = haplotypes.frequencies[h];
+    bool const has_class = !terms.names.empty() && terms.names.back().kind == haplotype_name::rare;
+    double const cases = sample.n_cases;
+    std::vector<double> const frequencies = start_frequencies(
+        sample.genotypes, haplotypes, terms.labels, terms.n_terms() + 1,
+        has_class ? terms.n_terms() : 0, by_group{sample.n_subjects - cases, cases});
 
     double const quantile = normal_quantile((1 + input.settings.level) / 2);
     safeguarded_result fit;

@@ -45,15 +45,18 @@ effect_input::effect_input(effect_settings const& s, window_settings const& t, n
 }
 
 std::string effect_input::model_name() const {
-    if (settings.model == effect_model::prospective) return "prospective";
+    if (settings.model == effect_model::prospective)
+        return has_covariates() ? "prospective" : "prospective_unadjusted";
     return std::string("retrospective_") + (has_interaction() ? "independent" : "unadjusted") +
            (settings.hw == EQUILIBRIUM ? "" : "_HWD");
 }
 
 std::string effect_input::model_text() const {
     if (settings.model == effect_model::prospective)
-        return "Effects: prospective likelihood, adjusted for the covariates; haplotypes in "
-               "Hardy-Weinberg equilibrium among all subjects.";
+        return std::string("Effects: prospective likelihood, ") +
+               (has_covariates() ? "adjusted for the covariates"
+                                 : "not adjusted for any covariate") +
+               "; haplotypes in Hardy-Weinberg equilibrium among all subjects.";
     std::string const controls = settings.hw == EQUILIBRIUM
                                      ? "controls in Hardy-Weinberg equilibrium"
                                      : "controls with inbreeding coefficient rho";
@@ -62,6 +65,11 @@ std::string effect_input::model_text() const {
                ".";
     return "Effects: retrospective likelihood, which assumes haplotypes and " + environment_name() +
            " independent in the population; other covariates do not adjust it; " + controls + ".";
+}
+
+std::string effect_input::interaction_text() const {
+    return "Interaction: of each haplotype with " + environment_name() +
+           "; the rows of haplotypes alone are the effects where " + environment_name() + " is 0.";
 }
 
 } // namespace scan

@@ -39,6 +39,11 @@ struct effect_input {
     // MODEL of the rows, and what it assumes in a sentence.
     std::string model_name() const;
     std::string model_text() const;
+    // What the interaction, which must be there, adds to the model.
+    std::string interaction_text() const;
+
+  private:
+    bool has_covariates() const { return design.names.size() > 1; }
 };
 
 } // namespace scan

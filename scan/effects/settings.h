@@ -4,15 +4,22 @@
 
 #include "ggi/settings.h"
 
-#include <optional>
 #include <string>
 
 namespace scan {
 
+enum class effect_windows {
+    none,
+    leads, // the best window of each locus
+    most_p // those with at most a P
+};
+
 enum class effect_model { prospective, retrospective };
 
 struct effect_settings {
-    std::optional<double> most_p = 1e-4; // windows with at most this P get rows; none for no window
+    effect_windows windows = effect_windows::leads; // get rows
+    double most_p = 1;                              // of most_p
+    double kb = 500; // most distance of a window from the lead that stands for it
     effect_model model = effect_model::prospective;
     inheritance mode = ADDITIVE;
     hardy_weinberg hw = EQUILIBRIUM; // of the retrospective model

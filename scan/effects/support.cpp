@@ -1,5 +1,7 @@
 #include "scan/effects/support.h"
 
+#include "scan/score/copies.h"
+
 #include <algorithm>
 
 namespace scan {
@@ -15,12 +17,12 @@ double rarer_share(inheritance mode, unsigned which, double p) {
 }
 
 term_support support_of(double expected, window_sample const& sample) {
-    return {expected < LEAST_FOR_ESTIMATE,
-            expected < LEAST_FOR_WALD || support_of_covariate(sample).is_tested_by_ratio};
+    return {!is_enough(expected, LEAST_FOR_ESTIMATE),
+            takes_ratio(expected, sample.n_smaller(), sample.n_subjects)};
 }
 
 term_support support_of_covariate(window_sample const& sample) {
-    return {false, sample.n_smaller() < LEAST_SHARE * sample.n_subjects};
+    return {false, is_small_group(sample.n_smaller(), sample.n_subjects)};
 }
 
 } // namespace scan

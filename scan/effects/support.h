@@ -17,10 +17,8 @@
 
 namespace scan {
 
-// Fewest that an estimate without penalty takes, and fewest that its z takes for a p-value.
-constexpr double LEAST_FOR_ESTIMATE = 10, LEAST_FOR_WALD = 50;
-// Share of the subjects below which the smaller group takes the likelihood ratio for all p-values.
-constexpr double LEAST_SHARE = 0.1;
+// Fewest that an estimate without penalty takes.
+constexpr double LEAST_FOR_ESTIMATE = 10;
 
 struct term_support {
     bool is_sparse = false;          // the estimate is the penalised one

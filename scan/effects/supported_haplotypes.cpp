@@ -1,5 +1,8 @@
 #include "scan/effects/supported_haplotypes.h"
 
+#include "scan/score/group_frequencies.h"
+#include "scan/score/haplotypes.h"
+
 #include <algorithm>
 #include <memory>
 #include <set>
@@ -11,6 +14,8 @@ namespace {
 // Expected copies of a haplotype among all subjects below which it changes no printed figure. The
 // second bound is for a genotype that very many pairs explain, none of them better than another.
 constexpr double TRACE = 1e-3, LAST_TRACE = 1e-9;
+// To the maximum of the log-likelihood, near enough to see who is there.
+constexpr double GAIN = 1e-9;
 
 // False if a genotype is left without a pair.
 bool list_pairs(std::vector<genotype_count> const& genotypes, unsigned n_snps,
@@ -53,6 +58,42 @@ supported_haplotypes find_supported(std::vector<genotype_count> const& genotypes
     for (std::uint32_t const h : s.bits)
         s.frequencies.push_back(estimates[h]);
     return s;
+}
+
+std::vector<double> start_frequencies(std::vector<genotype_count> const& genotypes,
+                                      supported_haplotypes const& haplotypes,
+                                      std::vector<unsigned> const& labels, unsigned n_labels,
+                                      unsigned label_of_others, by_group subjects) {
+    std::size_t const size = std::size_t{1} << haplotypes.n_snps;
+    std::vector<double> frequencies(size);
+    std::vector<unsigned> label_of(size, label_of_others);
+    for (std::size_t h = 0; h < haplotypes.size(); ++h) {
+        frequencies[haplotypes.bits[h]] = haplotypes.frequencies[h];
+        label_of[haplotypes.bits[h]] = labels[h];
+    }
+    frequency_estimate pooled;
+    if (!pooled.run(genotypes, haplotypes.n_snps)) return frequencies;
+    std::vector<std::uint32_t> const& bits = pooled.list().bits;
+    std::vector<by_group> start;
+    std::vector<std::size_t> effects;
+    for (std::size_t h = 0; h < bits.size(); ++h) {
+        start.push_back(by_group{pooled.frequency(h), pooled.frequency(h)});
+        effects.push_back(label_of[bits[h]]);
+    }
+    // With all effects, and without one of them.
+    group_frequencies groups(pooled.list());
+    for (unsigned label = 0; label < n_labels; ++label) {
+        std::vector<std::size_t> without = effects;
+        std::replace(without.begin(), without.end(), std::size_t{label}, std::size_t{0});
+        if (!groups.run(start, without, n_labels, subjects, GAIN)) continue;
+        for (std::size_t h = 0; h < bits.size(); ++h) {
+            by_group const copies = 2 * subjects * groups.frequency(h);
+            double& frequency = frequencies[bits[h]];
+            if (frequency == 0 && copies[0] + copies[1] > TRACE)
+                frequency = (copies[0] + copies[1]) / (2 * (subjects[0] + subjects[1]));
+        }
+    }
+    return frequencies;
 }
 
 } // namespace scan

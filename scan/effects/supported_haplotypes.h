@@ -2,6 +2,8 @@
 #ifndef QUILMAR_SCAN_EFFECTS_SUPPORTED_HAPLOTYPES_H
 #define QUILMAR_SCAN_EFFECTS_SUPPORTED_HAPLOTYPES_H
 
+#include "scan/score/phases.h"
+
 #include "ggi/garray.h"
 
 #include <cstdint>
@@ -25,6 +27,15 @@ struct supported_haplotypes {
 supported_haplotypes find_supported(std::vector<genotype_count> const& genotypes,
                                     std::vector<double> const& estimates, unsigned n_snps,
                                     unsigned n_subjects);
+
+// Where a retrospective fit starts (2^n_snps by the haplotype's bits): at the estimates, and for
+// haplotypes that only the groups have at the maximum with additive effects, or with all but one of
+// them, at the mean of the groups' frequencies. labels: by supported haplotype its effect, 0 for the base; all other haplotypes
+// have the effect label_of_others.
+std::vector<double> start_frequencies(std::vector<genotype_count> const& genotypes,
+                                      supported_haplotypes const& haplotypes,
+                                      std::vector<unsigned> const& labels, unsigned n_labels,
+                                      unsigned label_of_others, by_group subjects);
 
 } // namespace scan
 

@@ -1,5 +1,7 @@
 #include "scan/effects/terms.h"
 
+#include "scan/score/copies.h"
+
 #include <algorithm>
 
 namespace scan {
@@ -40,7 +42,7 @@ haplotype_terms against_reference(effect_input const& input, supported_haplotype
     for (std::size_t h = 0; h < haplotypes.size(); ++h)
         if (is_rare(h)) frequency += haplotypes.frequencies[h];
     double const copies = 2.0 * std::min(tested.cases, tested.controls) * frequency;
-    if (copies < input.test.min_hap_copies || copies == 0) return t;
+    if (!is_enough(copies, input.test.min_hap_copies) || copies == 0) return t;
     add({haplotype_name::rare, 0}, frequency, t);
     for (std::size_t h = 0; h < haplotypes.size(); ++h)
         if (is_rare(h)) t.labels[h] = t.n_terms();

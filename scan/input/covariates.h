@@ -1,8 +1,9 @@
-// Covariates of the subjects: numbers, and words that name categories.
+// Covariates of the subjects: numbers, and categories.
 #ifndef QUILMAR_SCAN_INPUT_COVARIATES_H
 #define QUILMAR_SCAN_INPUT_COVARIATES_H
 
 #include "scan/input/subject_table.h"
+#include "scan/output/run_log.h"
 
 #include <string>
 #include <vector>
@@ -15,16 +16,25 @@ struct covariate {
     std::vector<double> values;      // by subject of the .fam: number or level; nan where missing
 };
 
-struct covariate_table {
-    std::vector<covariate> covariates;
+struct covariate_file {
+    std::string path;
     std::vector<bool> is_listed; // by subject of the .fam: has a line
 };
 
-// Reads the columns of these names, where A-B are all columns from A to B; all columns for no name.
-// A column holds numbers or words; empty, NA, nan and -9 are missing. Throws no_fit for unknown names
-// and malformed for numbers among words.
-covariate_table read_covariates(std::string const& path, std::vector<std::string> const& names,
-                                subject_table const& subjects);
+struct covariate_table {
+    std::vector<covariate> covariates;
+    std::vector<covariate_file> files; // those of which columns are chosen
+};
+
+// Reads the columns of these names, where A-B are all columns from A to B of a file; all columns for no
+// name. A column holds numbers or words; those of `categories`, which are names like these, hold
+// categories. Empty, NA, nan and -9 are missing. The subjects of all files are joined; one that a
+// file lacks misses its columns. Throws no_fit for names that are nowhere or in two files and
+// malformed for numbers among words.
+covariate_table read_covariates(std::vector<std::string> const& paths,
+                                std::vector<std::string> const& names,
+                                std::vector<std::string> const& categories,
+                                subject_table const& subjects, run_log& log);
 
 } // namespace scan
 

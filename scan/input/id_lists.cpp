@@ -1,5 +1,6 @@
 #include "scan/input/id_lists.h"
 
+#include "scan/error.h"
 #include "scan/input/subject_rows.h"
 #include "scan/input/text_file.h"
 
@@ -9,9 +10,9 @@
 namespace scan {
 
 std::vector<bool> read_subject_list(std::string const& path, subject_table const& subjects,
-                                    bool must_match) {
+                                    bool must_match, run_log& log) {
     text_file file(path);
-    subject_rows rows(subjects);
+    subject_rows rows(subjects, path);
     bool has_family = true;
     while (file.next()) {
         std::vector<std::string_view> const& fields = file.fields();
@@ -25,10 +26,14 @@ std::vector<bool> read_subject_list(std::string const& path, subject_table const
         else
             rows.add({}, fields[0], file.number());
     }
-    if (must_match) rows.require_match(path);
     std::vector<bool> is_listed(subjects.size(), false);
-    for (std::uint32_t const subject : rows.subjects())
-        if (subject != NOT_FOUND) is_listed[subject] = true;
+    bool is_any = false;
+    for (std::uint32_t const subject : rows.match(log)) {
+        if (subject == NOT_FOUND) continue;
+        is_any = is_listed[subject] = true;
+    }
+    if (!is_any && must_match) throw failure(no_fit, rows.nobody_found());
+    if (!is_any) log.warn(rows.nobody_found());
     return is_listed;
 }
 

@@ -34,6 +34,8 @@ class status_reader {
                "\nquilmar-scan tests cases against controls; it does not test quantitative traits.";
     }
 
+    bool has_seen_any() const { return was_seen_[0] || was_seen_[1] || was_seen_[2]; }
+
     // Throws where 0 and 1 would make every control missing and every case a control.
     void check(std::string const& where) const {
         if (is_01_ || was_seen_[2] || !was_seen_[0] || !was_seen_[1]) return;
@@ -67,15 +69,18 @@ phenotype phenotype_of_fam(subject_table const& subjects, bool is_01) {
                                          ": " +
                                          status_reader::message(subjects.phenotype(s), is_01));
     reader.check(subjects.path());
+    if (!reader.has_seen_any())
+        throw failure(nothing_to_do, subjects.path() + ": its column 6 holds no phenotype. "
+                                                       "Give --pheno.");
     return result;
 }
 
 phenotype read_phenotype(std::string const& path, std::string const& name,
-                         subject_table const& subjects, bool is_01) {
+                         subject_table const& subjects, bool is_01, run_log& log) {
     subject_file file(path);
     std::size_t const column = choose_column(file, name);
     status_reader reader(is_01);
-    subject_rows rows(subjects);
+    subject_rows rows(subjects, path);
     std::vector<disease> statuses;
     while (file.next()) {
         disease status;
@@ -84,13 +89,11 @@ phenotype read_phenotype(std::string const& path, std::string const& name,
         rows.add(file.family(), file.id(), file.file().number());
         statuses.push_back(status);
     }
-    rows.require_match(path);
-    rows.require_distinct(path);
+    std::vector<std::uint32_t> const found = rows.match_each_once(log);
     reader.check(path);
 
     phenotype result{file.columns()[column],
                      std::vector<disease>(subjects.size(), disease::not_listed)};
-    std::vector<std::uint32_t> const found = rows.subjects();
     for (std::size_t r = 0; r < found.size(); ++r)
         if (found[r] != NOT_FOUND) result.status[found[r]] = statuses[r];
     return result;

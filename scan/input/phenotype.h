@@ -3,6 +3,7 @@
 #define QUILMAR_SCAN_INPUT_PHENOTYPE_H
 
 #include "scan/input/subject_table.h"
+#include "scan/output/run_log.h"
 
 #include <cstdint>
 #include <string>
@@ -23,7 +24,7 @@ phenotype phenotype_of_fam(subject_table const& subjects, bool is_01);
 
 // The same from a column of a file; of its only one where `name` is empty.
 phenotype read_phenotype(std::string const& path, std::string const& name,
-                         subject_table const& subjects, bool is_01);
+                         subject_table const& subjects, bool is_01, run_log& log);
 
 } // namespace scan
 

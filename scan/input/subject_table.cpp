@@ -6,8 +6,26 @@
 #include <algorithm>
 #include <numeric>
 #include <tuple>
+#include <utility>
 
 namespace scan {
+
+namespace {
+
+// Family and identifier of FID_IID or FID_IID_SID.
+std::pair<std::string, std::string> split(std::string const& path, std::string const& name,
+                                          char delimiter) {
+    std::size_t const n = static_cast<std::size_t>(std::count(name.begin(), name.end(), delimiter)),
+                      first = name.find(delimiter),
+                      second = std::min(name.find(delimiter, first + 1), name.size());
+    if (n < 1 || n > 2 || first == 0 || second == first + 1 || name.back() == delimiter)
+        throw failure(no_fit, path + ": --id-delim: '" + name +
+                                  "' is not FID, IID and perhaps SID " + "with a '" + delimiter +
+                                  "' between.");
+    return {name.substr(0, first), name.substr(first + 1, second - first - 1)};
+}
+
+} // namespace
 
 subject_table::subject_table(std::string const& path) : path_(path) {
     text_file file(path);
@@ -26,11 +44,15 @@ subject_table::subject_table(std::string const& path) : path_(path) {
     index();
 }
 
-subject_table::subject_table(std::string const& path, std::vector<std::string> const& ids)
-    : path_(path) {
-    for (std::string const& name : ids) {
-        places_.push_back(pool_.add("0"));
-        pool_.add(name);
+subject_table::subject_table(std::string const& path, std::vector<std::string> const& names,
+                             sample_naming const& naming)
+    : path_(path), has_families_(naming.delimiter.has_value()) {
+    for (std::string const& name : names) {
+        auto const [family, id] = naming.delimiter   ? split(path, name, *naming.delimiter)
+                                  : naming.is_double ? std::pair(name, name)
+                                                     : std::pair(std::string("0"), name);
+        places_.push_back(pool_.add(family));
+        pool_.add(id);
         pool_.add("NA");
         lines_.push_back(size());
     }

@@ -109,13 +109,13 @@ void vcf_file::open() {
                                            "Copy or make the file again.");
 }
 
-subject_table vcf_file::subjects() const {
+subject_table vcf_file::subjects(sample_naming const& naming) const {
     std::vector<std::string> names(header_->samples, header_->samples + n_subjects_);
     for (std::string const& name : names)
         if (name.find_first_of(" \t") != std::string::npos)
             throw failure(malformed, path_ + ": the name of sample '" + name +
                                          "' has a blank. Change it: bcftools reheader -s.");
-    return subject_table(path_, names);
+    return subject_table(path_, names, naming);
 }
 
 void vcf_file::fail(std::string const& what) const {
@@ -133,6 +133,10 @@ bool vcf_file::read_record() {
     int const unread = record_->errcode & ~HEADER_LACKS;
     if (status < 0 || unread != 0 || bcf_unpack(record_.get(), BCF_UN_STR) != 0)
         fail("the record cannot be read: the file is damaged or cut short.");
+    // Blank lines, comments and lines that end before their calls are read as records without
+    // these.
+    if (record_->n_allele == 0 || record_->n_sample != n_subjects_ || chromosome()[0] == '#')
+        fail("this line is no record: it is blank, a comment or too short.");
     return true;
 }
 

@@ -36,7 +36,7 @@ class vcf_file : public snp_source {
     vcf_file(std::string const& path, std::string const& folder);
     ~vcf_file() override;
 
-    subject_table subjects() const;
+    subject_table subjects(sample_naming const& naming) const;
 
     // Goes to the next SNP and stores its genotypes. Throws the same.
     bool next(snp_record& record) override;

@@ -18,6 +18,10 @@ template <typename append> std::string text_of(append append_to, double number) 
 
 } // namespace
 
+std::string counted(std::size_t n, std::string const& what) {
+    return std::to_string(n) + " " + what + (n == 1 ? "" : "s");
+}
+
 void append_number(double number, std::string& line) {
     if (std::isnan(number)) {
         line += "NA";

@@ -1,10 +1,14 @@
-// How numbers are printed: 6 significant digits, NA for none.
+// How numbers are printed: 6 significant digits, NA for none; counts of things.
 #ifndef QUILMAR_SCAN_OUTPUT_NUMBERS_H
 #define QUILMAR_SCAN_OUTPUT_NUMBERS_H
 
+#include <cstddef>
 #include <string>
 
 namespace scan {
+
+// "1 window", "2 windows".
+std::string counted(std::size_t n, std::string const& what);
 
 // NA for nan.
 void append_number(double number, std::string& line);

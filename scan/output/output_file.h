@@ -9,34 +9,40 @@
 
 namespace scan {
 
-// Written under a temporary name beside its own. Unless it is published, it vanishes with the object,
-// and also when a signal ends the run.
+// Throws open_failed where no file can be made at `path`, or where it is one of `inputs`.
+void check_target(std::string const& path, std::vector<std::string> const& inputs);
+
+// Written under a new name beside its own. Unless it is published, it vanishes with the object, and
+// also when a signal ends the run.
 class output_file {
   public:
-    // Throws open_failed where the file cannot be made, or is one of `inputs`.
+    // As check_target.
     output_file(std::string const& path, std::vector<std::string> const& inputs);
     ~output_file();
     output_file(output_file const&) = delete;
     output_file& operator=(output_file const&) = delete;
 
-    // All throw write_failed.
+    std::string const& path() const { return path_; }
+
+    // Both throw write_failed.
     void write(std::string_view text);
     // Sees that the text is on the disk.
     void finish();
-    // Gives the finished file its name.
-    void publish();
+
+    // Gives finished files their names, in this order, after it has removed the files `stale`.
+    // Throws open_failed before it does anything where a file cannot get its name; else
+    // write_failed, which says what has been done.
+    static void publish(std::vector<output_file*> const& files,
+                        std::vector<std::string> const& stale = {});
 
   private:
-    [[noreturn]] void fail() const;
+    [[noreturn]] void fail(std::string const& consequence) const;
 
     std::string path_, temporary_;
-    std::size_t slot_;
-    std::FILE* file_;
+    std::vector<std::string> inputs_;
+    std::FILE* file_ = nullptr;
+    bool is_temporary_ = false;
 };
-
-// From now on SIGHUP, SIGINT, SIGQUIT, SIGTERM and SIGXCPU remove the temporary files and end the
-// program with 128 + their number; writing beyond a size limit or to a closed pipe is an error.
-void handle_signals();
 
 } // namespace scan
 

@@ -8,7 +8,13 @@
 namespace scan {
 
 void run_log::record(std::string const& line) {
+    std::lock_guard const lock(mutex_);
     text_ += printable(line) + "\n";
+}
+
+std::string run_log::text() const {
+    std::lock_guard const lock(mutex_);
+    return text_;
 }
 
 void run_log::note(std::string const& line) {

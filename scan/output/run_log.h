@@ -2,6 +2,7 @@
 #ifndef QUILMAR_SCAN_OUTPUT_RUN_LOG_H
 #define QUILMAR_SCAN_OUTPUT_RUN_LOG_H
 
+#include <mutex>
 #include <string>
 
 namespace scan {
@@ -18,10 +19,11 @@ class run_log {
     void warn(std::string const& line) { note("Warning: " + line); }
 
     bool is_quiet() const { return is_quiet_; }
-    std::string const& text() const { return text_; }
+    std::string text() const;
 
   private:
     bool is_quiet_;
+    mutable std::mutex mutex_; // a signal may ask for the text
     std::string text_;
 };
 

@@ -12,14 +12,19 @@ namespace scan {
 std::string_view const WINDOW_COLUMNS =
     "CHROM\tPOS\tEND\tWINDOW\tN_SNP\tFIRST_ID\tLAST_ID\tTEST\tOBS_CT\tCASE_CT\tCTRL_CT\tN_HAP\t"
     "RARE_FREQ\tDF\tCHISQ\tP\tNEG_LOG10_P\tTOP_HAP\tTOP_FREQ\tTOP_Z\tTOP_P\tTOP_P_BONF\t"
-    "ERRCODE\n";
+    "ERRCODE\tP_TYPE\n";
+
+std::string lead_columns() {
+    return std::string(WINDOW_COLUMNS, 0, WINDOW_COLUMNS.size() - 1) +
+           "\tN_WINDOWS\tLOCUS_POS\tLOCUS_END\n";
+}
 
 std::string_view haplotype_columns(test_kind test) {
     return test == test_kind::score
                ? "CHROM\tPOS\tEND\tWINDOW\tHAP\tBITS\tTEST\tFREQ\tCASE_FREQ\tCTRL_FREQ\tCASE_HAP_"
-                 "CT\tCTRL_HAP_CT\tZ\tP\tNEG_LOG10_P\tERRCODE\n"
+                 "CT\tCTRL_HAP_CT\tZ\tP\tNEG_LOG10_P\tERRCODE\tP_TYPE\n"
                : "CHROM\tPOS\tEND\tWINDOW\tHAP\tBITS\tTEST\tFREQ\tCASE_FREQ\tCTRL_FREQ\tCASE_HAP_"
-                 "CT\tCTRL_HAP_CT\tREF_HAP\tBETA\tSE\tZ\tP\tNEG_LOG10_P\tERRCODE\n";
+                 "CT\tCTRL_HAP_CT\tREF_HAP\tBETA\tSE\tZ\tP\tNEG_LOG10_P\tERRCODE\tP_TYPE\n";
 }
 
 namespace {
@@ -91,6 +96,13 @@ void table_rows::append_alleles(window const& w, std::uint32_t bits, std::string
     line += '\t';
 }
 
+std::string table_rows::alleles(window const& w, std::uint32_t bits) const {
+    std::string text;
+    append_alleles(w, bits, text);
+    text.pop_back();
+    return text;
+}
+
 void table_rows::append_window(std::size_t index, window_row const& row, std::string& table) const {
     window const& w = list_.windows[index];
     append_place(index, table);
@@ -105,7 +117,7 @@ void table_rows::append_window(std::size_t index, window_row const& row, std::st
             table += "NA\t";
     else
         append_results(w, row, table);
-    table.append(text(row.code)).push_back('\n');
+    table.append(text(row.code)).append("\t").append(text(row.type)).push_back('\n');
 }
 
 // The columns from OBS_CT to TOP_P_BONF.
@@ -142,7 +154,7 @@ void table_rows::append_haplotypes(std::size_t index, window_row const& row,
         }
         append_numbers({h.z}, table);
         append_p_values(h.log_p, table);
-        table += ".\n";
+        table.append(".\t").append(text(h.type)).push_back('\n');
     }
 }
 

@@ -14,6 +14,8 @@ namespace scan {
 
 // Header lines.
 extern std::string_view const WINDOW_COLUMNS;
+// That of the lead windows: more columns.
+std::string lead_columns();
 std::string_view haplotype_columns(test_kind test);
 
 // That of the effects; level: of the intervals, whose columns are L95 and U95 for 0.95.
@@ -33,6 +35,9 @@ class table_rows {
     // Appends a row for each effect.
     void append_effects(std::size_t w, std::string const& model, effect_result const& result,
                         std::string& table) const;
+
+    // The alleles of a haplotype as the tables have them: "-" stands between longer ones than a letter.
+    std::string alleles(window const& w, std::uint32_t bits) const;
 
   private:
     void append_place(std::size_t w, std::string& line) const;

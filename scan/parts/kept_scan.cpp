@@ -1,6 +1,7 @@
 #include "scan/parts/kept_scan.h"
 
 #include "scan/error.h"
+#include "scan/output/numbers.h"
 #include "scan/parts/part_file.h"
 
 #include <algorithm>
@@ -27,7 +28,7 @@ class part_writer {
         file_->write(part_text(number, chunk, tables_));
         if (number + 1 < parts_[part_].end) return;
         file_->finish();
-        file_->publish();
+        output_file::publish({&*file_});
         file_.reset();
     }
 
@@ -52,12 +53,12 @@ std::string runs_of(std::vector<std::size_t> const& numbers) {
 }
 
 // The chunks that are not kept yet.
-std::vector<std::size_t> missing_chunks(part_folder const& folder,
+std::vector<std::size_t> missing_chunks(part_folder const& folder, chunk_grid const& grid,
                                         std::vector<index_range> const& parts,
                                         std::vector<result_table> const& tables, run_log& log) {
     std::vector<std::size_t> missing, kept;
     for (std::size_t p = 0; p < parts.size(); ++p) {
-        part_state const state = check_part(folder.file(p + 1), parts[p], tables);
+        part_state const state = check_part(folder.file(p + 1), grid, parts[p], tables);
         if (state == part_state::damaged)
             log.warn(folder.file(p + 1) + ": damaged or cut short; its windows are computed anew.");
         if (state == part_state::whole)
@@ -68,7 +69,7 @@ std::vector<std::size_t> missing_chunks(part_folder const& folder,
     }
     log.note(folder.path() + ": " +
              (kept.empty() ? "none" : std::to_string(kept.size()) + " (" + runs_of(kept) + ")") +
-             " of " + std::to_string(parts.size()) + " parts taken.");
+             " of " + counted(parts.size(), "part") + " taken.");
     return missing;
 }
 
@@ -83,14 +84,14 @@ void scan_kept(scan_input const& input, options const& o, chunk_grid const& grid
         parts[p] = part_of(chunks, p, parts.size());
 
     part_writer writer(folder, parts, tables);
-    scan_windows(input, o, grid, missing_chunks(folder, parts, tables, log),
-                 [&](std::size_t c, chunk_result const& chunk) { writer.write(c, chunk); });
+    scan_chunks(input, o, grid, missing_chunks(folder, grid, parts, tables, log),
+                [&](std::size_t c, chunk_result const& chunk) { writer.write(c, chunk); });
 
     chunk_result chunk;
     for (std::size_t p = 0; p < parts.size(); ++p) {
         part_reader reader(folder.file(p + 1), tables);
         for (std::size_t c = parts[p].first; c < parts[p].end; ++c) {
-            if (!reader.read(c, chunk))
+            if (!reader.read(c, grid.windows({c, c + 1}).size(), chunk))
                 throw failure(read_failed,
                               folder.file(p + 1) + ": cannot be read any more. Run again.");
             receive(c, chunk);

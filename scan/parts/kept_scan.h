@@ -8,7 +8,7 @@
 
 namespace scan {
 
-// As scan_windows for a range of chunks. They are computed into at most 100 files of the folder; those
+// As scan_chunks for a range of chunks. They are computed into at most 100 files of the folder; those
 // that are there already are taken, and the log says which. Then all are read and delivered in order.
 void scan_kept(scan_input const& input, options const& o, chunk_grid const& grid,
                index_range const& chunks, part_folder const& folder, run_log& log,

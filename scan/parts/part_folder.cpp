@@ -41,7 +41,8 @@ bool is_own(std::string const& name) {
 
 } // namespace
 
-part_folder::part_folder(std::string const& path, run_record const& record) : path_(path) {
+part_folder::part_folder(options const& o) : path_(o.prefix + ".parts") {
+    std::string const& path = path_;
     std::error_code error;
     fs::create_directory(path, error);
     lock_ = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -54,8 +55,9 @@ part_folder::part_folder(std::string const& path, run_record const& record) : pa
         throw failure(open_failed, path + ": another run is at work on it. Change --out.");
     }
     try {
+        check_inputs(input_paths(o));
         remove_temporary_files();
-        check_record(record);
+        check_record(record_of(o));
     } catch (...) {
         close(lock_);
         throw;
@@ -69,6 +71,17 @@ part_folder::~part_folder() {
 std::string part_folder::file(std::size_t part) const {
     std::string const digits = std::to_string(part);
     return path_ + "/" + std::string(digits.size() < 3 ? 3 - digits.size() : 0, '0') + digits;
+}
+
+// The run writes and removes files there.
+void part_folder::check_inputs(std::vector<std::string> const& inputs) const {
+    for (std::string const& input : inputs) {
+        std::error_code error;
+        fs::path const folder = fs::canonical(input, error).parent_path();
+        if (!error && fs::equivalent(folder, path_, error))
+            throw failure(open_failed, input + ": is an input in the folder of the kept parts. "
+                                               "Change --out.");
+    }
 }
 
 void part_folder::remove_temporary_files() const {
@@ -88,9 +101,11 @@ void part_folder::check_record(run_record const& record) const {
         output_file made(file, {});
         made.write(text(record));
         made.finish();
-        made.publish();
+        output_file::publish({&made});
         return;
     }
+    if (!fs::is_regular_file(file))
+        throw failure(open_failed, file + ": is no regular file. Remove the folder.");
     std::ifstream stream(file);
     std::string const kept{std::istreambuf_iterator<char>(stream), {}};
     std::string const differs = difference(parse_record(kept), record);

@@ -6,14 +6,16 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 namespace scan {
 
 // Of one run at a time.
 class part_folder {
   public:
-    // Opens the folder, or makes it. Throws open_failed, and no_fit where its record differs.
-    part_folder(std::string const& path, run_record const& record);
+    // Opens the folder of a run, or makes it. Throws open_failed, also where an input is in it, and
+    // no_fit where its record differs.
+    explicit part_folder(options const& o);
     ~part_folder();
     part_folder(part_folder const&) = delete;
     part_folder& operator=(part_folder const&) = delete;
@@ -25,6 +27,7 @@ class part_folder {
     void remove();
 
   private:
+    void check_inputs(std::vector<std::string> const& inputs) const;
     void remove_temporary_files() const;
     void check_record(run_record const& record) const;
 

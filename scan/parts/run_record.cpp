@@ -6,6 +6,7 @@
 #include <ctime>
 #include <sstream>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace scan {
 
@@ -44,12 +45,20 @@ run_record record_of(options const& o) {
             std::end(CHANGE_NO_TABLE))
             record.emplace_back(name, printable(line.substr(std::min(blank + 1, line.size()))));
     }
+    for (auto const& entry : record_of_inputs(o))
+        record.push_back(entry);
+    return record;
+}
+
+run_record record_of_inputs(options const& o) {
+    run_record record;
     for (input_file const& input : input_files(o)) {
         struct stat info;
-        if (stat(input.path.c_str(), &info) == 0)
-            record.emplace_back("the file of " + input.option, std::to_string(info.st_size) +
-                                                                   " bytes of " +
-                                                                   time_text(info.st_mtim));
+        if (stat(input.path.c_str(), &info) != 0) continue;
+        record.emplace_back("the file of " + input.option,
+                            S_ISREG(info.st_mode) ? std::to_string(info.st_size) + " bytes of " +
+                                                        time_text(info.st_mtim)
+                                                  : "read by process " + std::to_string(getpid()));
     }
     return record;
 }

@@ -16,6 +16,9 @@ using run_record = std::vector<std::pair<std::string, std::string>>; // name, va
 // The record of this run: without the options that change no table, and without the prefix of the
 // output. Inputs that are not there have no line; who reads them says so.
 run_record record_of(options const& o);
+// The part of it that is about the inputs: their sizes and times, or, of what is no regular file
+// and cannot be known again, the process.
+run_record record_of_inputs(options const& o);
 
 std::string text(run_record const& record);
 run_record parse_record(std::string const& text);

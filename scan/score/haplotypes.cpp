@@ -37,7 +37,7 @@ bool frequency_estimate::run(std::vector<genotype_count> const& genotypes, unsig
     else
         start(genotypes);
     for (unsigned round = 0; round < MAX_ROUNDS; ++round) {
-        if (!climb()) return false;
+        if (list_.is_too_long() || !climb()) return false;
         finish();
         if (!raise_any(genotypes)) return true;
     }

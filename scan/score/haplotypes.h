@@ -18,8 +18,8 @@ namespace scan {
 // not allocate.
 class frequency_estimate {
   public:
-    // False if the iteration did not converge. The genotypes have subjects, and are not referred to
-    // afterwards.
+    // False if the iteration did not converge, or the list of phases is too long. The genotypes
+    // have subjects, and are not referred to afterwards.
     bool run(std::vector<genotype_count> const& genotypes, unsigned n_snps);
 
     // Pairs of the genotypes and what belongs to them at the maximum. Haplotypes that are not listed

@@ -48,6 +48,23 @@ struct logistic_fit {
                       "Leave it out, join its rare levels, or transform it.");
 }
 
+// total_weight, mean_slope and slope_spread, from `subjects` and is_case.
+void set_slopes(null_model& model) {
+    Eigen::Index const n = model.n_subjects(), c = model.n_columns();
+    auto const weights = model.subjects.col(null_model::WEIGHT);
+    Eigen::VectorXd slopes(n);
+    for (Eigen::Index i = 0; i < n; ++i)
+        slopes[i] = 1 - 2 * (model.is_case[static_cast<std::size_t>(i)] -
+                             model.subjects(i, null_model::RESIDUAL));
+    model.total_weight = weights.sum();
+    model.mean_slope = weights.dot(slopes) / model.total_weight;
+    model.slope_spread = Eigen::MatrixXd::Zero(c, c);
+    for (Eigen::Index i = 0; i < n; ++i)
+        model.slope_spread.selfadjointView<Eigen::Lower>().rankUpdate(
+            model.subjects.row(i).tail(c).transpose(),
+            weights[i] * std::pow(slopes[i] - model.mean_slope, 2));
+}
+
 } // namespace
 
 null_model fit_null_model(std::vector<std::uint8_t> is_case, Eigen::MatrixXd const& design,
@@ -79,6 +96,7 @@ null_model fit_null_model(std::vector<std::uint8_t> is_case, Eigen::MatrixXd con
     model.subjects.rightCols(c) = information.matrixL().solve(design.transpose()).transpose();
     model.is_case = std::move(is_case);
     if (model.has_covariates()) {
+        set_slopes(model);
         model.to_sum = score_rows(static_cast<std::size_t>(n), static_cast<std::size_t>(c + 1));
         model.to_sum.set(null_model::RESIDUAL, fit.residual);
         model.to_sum.set(null_model::WEIGHT, fit.weight);

@@ -26,6 +26,11 @@ struct null_model {
     Eigen::VectorXd standard_errors;   // square roots of the diagonal of (Z'WZ)^-1
     std::vector<std::uint8_t> is_case; // per subject, 0 or 1
     row_major_matrix subjects;         // subjects x (2 + columns of the design)
+    // How the weights follow the log odds, where there are covariates: with t_i = 1 - 2 mu_i, which is
+    // d ln w_i / d(b'z_i), the sum of w, the mean T of t weighted by w, and sum of
+    // w (t - T)^2 q q', of which the lower triangle is there.
+    double total_weight = 0, mean_slope = 0;
+    Eigen::MatrixXd slope_spread;
     // r, w and w q but for the first q, to be summed; nothing without covariates, where
     // the counts say all.
     score_rows to_sum{0, 0};

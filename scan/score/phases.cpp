@@ -1,8 +1,11 @@
 #include "scan/score/phases.h"
 
+#include "numeric/available_memory.h"
 #include "numeric/subsets.h"
 
 #include <algorithm>
+#include <cmath>
+#include <new>
 
 namespace scan {
 
@@ -16,7 +19,37 @@ std::uint64_t hash(std::uint64_t key) {
     return key ^ (key >> 32);
 }
 
+// A haplotype has its counts, frequencies and places in the ascent's history; a sum its terms,
+// slots of the hash, values and derivatives; both the copies of every tested haplotype.
+double bytes(double n_haplotypes, double n_pairs, double n_sums, double n_tested) {
+    return 400 * n_haplotypes + 12 * n_pairs + 160 * n_sums +
+           8 * n_tested * (n_haplotypes + n_sums);
+}
+
 } // namespace
+
+// A locus of a pair of sides is homozygous in two ways, heterozygous in two, or missing; one of a
+// sum is of one allele or the other, or missing. Few windows have more than 20 tested haplotypes.
+double phases::most_bytes(double n_genotypes, unsigned n_snps) {
+    double const all = std::pow(2, n_snps);
+    return std::min(MOST_BYTES, bytes(all, std::min(n_genotypes * all, std::pow(5, n_snps)) / 2,
+                                      std::min(n_genotypes * all, std::pow(3, n_snps)), 20));
+}
+
+bool phases::has_room(std::size_t n_tested) const {
+    return bytes(static_cast<double>(bits.size()), static_cast<double>(pairs.size()),
+                 static_cast<double>(sums.size()), static_cast<double>(n_tested)) <= MOST_BYTES;
+}
+
+// The limits of a job may end the process without a word, so they are asked, each time for twice as
+// much as before.
+void phases::ask_for_memory() {
+    while (bytes(static_cast<double>(bits.size()), static_cast<double>(pairs.size()),
+                 static_cast<double>(sums.size()), 0) > granted_) {
+        if (available_memory("") < granted_) throw std::bad_alloc();
+        granted_ *= 2;
+    }
+}
 
 void phases::build(std::vector<genotype_count> const& genotypes, unsigned n_snps) {
     clear(n_snps);
@@ -49,12 +82,18 @@ void phases::clear(unsigned n_snps) {
     for (int size = TWO; size < N_SIZES; ++size)
         ambiguous[size].clear(), ambiguous_counts[size].clear();
     is_open_ = true;
+    is_too_long_ = false;
 }
 
 void phases::list(std::vector<genotype_count> const& genotypes) {
     for (genotype_count const& g : genotypes) {
         list_pairs(g);
         begin.push_back(static_cast<std::uint32_t>(pairs.size()));
+        ask_for_memory();
+        if (has_room(0)) continue;
+        clear(static_cast<unsigned>(n_snps_));
+        is_too_long_ = true;
+        return;
     }
     certain.resize(bits.size(), by_group{});
     place_.resize(sums.size(), NO_PLACE);

@@ -32,12 +32,21 @@ class phases {
         side first, second;
     };
 
-    // Lists all haplotypes that a genotype can have.
+    // Bytes that a list and what is computed from it may take; at most what they take for so many
+    // genotypes of so many SNPs.
+    static constexpr double MOST_BYTES = 512 << 20;
+    static double most_bytes(double n_genotypes, unsigned n_snps);
+
+    // Lists all haplotypes that a genotype can have. A list for which MOST_BYTES are too few is
+    // left empty, and is_too_long; throws bad_alloc where the process may not take what it needs.
     void build(std::vector<genotype_count> const& genotypes, unsigned n_snps);
     // Lists these haplotypes (bits, in any order). Some genotypes may then have no pair.
     void build(std::vector<genotype_count> const& genotypes, unsigned n_snps,
                std::vector<std::uint32_t> const& haplotypes);
 
+    bool is_too_long() const { return is_too_long_; }
+    // Are MOST_BYTES enough, also for the copies of so many haplotypes that its sides carry?
+    bool has_room(std::size_t n_tested) const;
     std::size_t n_haplotypes() const { return bits.size(); }
     std::size_t n_sums() const { return sums.size(); }
 
@@ -70,7 +79,9 @@ class phases {
     std::vector<std::size_t> used_slots_;
     std::vector<std::uint32_t> place_; // of the marginal observation of a sum
     std::size_t n_snps_ = 0;
-
+    bool is_too_long_ = false;
+    double granted_ = 32 << 20; // bytes, the first of which are taken without a look
+    void ask_for_memory();
     void clear(unsigned n_snps);
     void list(std::vector<genotype_count> const& genotypes);
     void list_pairs(genotype_count const& g);

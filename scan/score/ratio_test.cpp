@@ -4,10 +4,14 @@
 //   LRT = 2 (l_0(f) + l_1(q) - l(p))             one degree of freedom per effect
 //   beta_h = ln(q_h / f_h) - ln(q_ref / f_ref)   z = beta / se (Wald)
 //
+// The own ratio of a haplotype is 2 (l - l'), where l' is the maximum with its beta at 0, which makes it
+// one with the reference. It stands where Wald's p-value does not hold.
+//
 // Haplotypes too rare for an effect of their own have the same shares among each other in f and q;
 // the reference belongs to them unless they have an effect together.
 #include "scan/score/ratio_test.h"
 
+#include "scan/score/copies.h"
 #include "scan/score/tails.h"
 #include "scan/score/window.h"
 
@@ -16,29 +20,38 @@
 
 namespace scan {
 
+namespace {
+
+// To the maxima of the log-likelihood: the one that betas are taken from, and of own ratios.
+constexpr double GAIN = 1e-14, GAIN_OF_RATIO = 1e-9;
+
+} // namespace
+
 bool ratio_test::run(std::vector<genotype_count> const& genotypes, by_group subjects,
                      std::vector<std::size_t> const& tested, bool rare_has_effect,
                      window_row& row) {
+    std::size_t const K = pooled_.list().n_haplotypes(),
+                      n_effects = tested.size() + rare_has_effect;
     set_effects(tested, rare_has_effect);
-    if (!groups_.run(pooled_, in_class_, subjects)) return false;
-    by_group const l = groups_.at_maximum().log_likelihood();
-    row.df = static_cast<unsigned>(tested.size() - 1 + rare_has_effect);
-    row.chisq = std::max(0.0, 2 * (l[0] + l[1] - pooled_.at_maximum().log_likelihood()));
+    start_.resize(K);
+    for (std::size_t h = 0; h < K; ++h)
+        start_[h] = by_group{pooled_.frequency(h), pooled_.frequency(h)};
+    if (!groups_.run(start_, effects_, n_effects, subjects, GAIN)) return false;
+    row.df = static_cast<unsigned>(n_effects - 1);
+    log_likelihood_ = groups_.log_likelihood();
+    row.chisq = std::max(0.0, 2 * (log_likelihood_ - pooled_.at_maximum().log_likelihood()));
     row.log_p = log_p_chi_square(row.chisq, row.df);
-    errors_.run(pooled_.list(), genotypes, groups_, subjects, effects_,
-                tested.size() + rare_has_effect, standard_errors_);
+    row.type = p_type::chi_square;
+    errors_.run(pooled_.list(), genotypes, groups_, subjects, effects_, n_effects,
+                standard_errors_);
     set_haplotypes(tested, row);
-    return true;
+    return test_few(tested, n_effects, subjects, row);
 }
 
 void ratio_test::set_effects(std::vector<std::size_t> const& tested, bool rare_has_effect) {
-    std::size_t const K = pooled_.list().n_haplotypes(), rare = rare_has_effect ? tested.size() : 0;
-    effects_.assign(K, rare);
+    effects_.assign(pooled_.list().n_haplotypes(), rare_has_effect ? tested.size() : 0);
     for (std::size_t e = 0; e < tested.size(); ++e)
         effects_[tested[e]] = e;
-    in_class_.assign(K, false);
-    for (std::size_t h = 0; h < K; ++h)
-        in_class_[h] = effects_[h] == rare;
 }
 
 void ratio_test::set_haplotypes(std::vector<std::size_t> const& tested, window_row& row) const {
@@ -53,7 +66,28 @@ void ratio_test::set_haplotypes(std::vector<std::size_t> const& tested, window_r
         h.se = standard_errors_[e];
         h.z = h.beta / h.se;
         h.log_p = log_p_two_sided(h.z);
+        if (!std::isnan(h.log_p)) h.type = p_type::wald;
     }
+}
+
+// P of the own ratio, where there are few copies or few of a group, or the effect is infinite.
+bool ratio_test::test_few(std::vector<std::size_t> const& tested, std::size_t n_effects,
+                          by_group subjects, window_row& row) {
+    double const smaller = std::min(subjects[0], subjects[1]), all = subjects[0] + subjects[1];
+    for (std::size_t h = 0; h < start_.size(); ++h)
+        start_[h] = groups_.frequency(h);
+    for (std::size_t e = 1; e < tested.size(); ++e) {
+        haplotype_row& h = row.haplotypes[e];
+        bool const is_few = takes_ratio(2 * smaller * h.freq, smaller, all);
+        if (!std::isinf(h.beta) && (std::isnan(h.log_p) || !is_few)) continue;
+        effects_[tested[e]] = 0;
+        if (!without_.run(start_, effects_, n_effects, subjects, GAIN_OF_RATIO)) return false;
+        effects_[tested[e]] = e;
+        double const ratio = 2 * (log_likelihood_ - without_.log_likelihood());
+        h.log_p = log_p_chi_square(std::max(0.0, ratio), 1);
+        h.type = p_type::likelihood_ratio;
+    }
+    return true;
 }
 
 } // namespace scan

@@ -17,8 +17,6 @@
 #include "numeric/cholesky.h"
 #include "numeric/status_code.h"
 
-#include <Eigen/Eigenvalues>
-
 #include <algorithm>
 #include <cmath>
 
@@ -26,30 +24,10 @@ namespace scan {
 
 namespace {
 
-// Share of a variance, or of the largest eigenvalue, below which nothing but rounding is left.
-constexpr double RANK_TOLERANCE = 1e-7;
-
-// A positive semidefinite matrix A = E diag(l) E' with the eigenvalues that are not 0.
-class semidefinite {
-  public:
-    explicit semidefinite(Eigen::MatrixXd const& A) : solver_(A) {
-        Eigen::VectorXd const& l = solver_.eigenvalues(); // increasing
-        while (rank_ < l.size() && l[l.size() - 1 - rank_] > RANK_TOLERANCE * l[l.size() - 1])
-            ++rank_;
-    }
-
-    Eigen::Index rank() const { return rank_; }
-
-    // R with R'R = B'A^-B.
-    Eigen::MatrixXd whiten(Eigen::MatrixXd const& B) const {
-        return solver_.eigenvalues().tail(rank_).cwiseSqrt().cwiseInverse().asDiagonal() *
-               (solver_.eigenvectors().rightCols(rank_).transpose() * B);
-    }
-
-  private:
-    Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd> solver_;
-    Eigen::Index rank_ = 0;
-};
+// Of the subjects, below which a group is small beside the other.
+constexpr double SMALL_GROUP = 0.25;
+// Of |z|, up to which a p-value is the normal one.
+constexpr double NORMAL_Z = 2;
 
 // u'A^-1 u of a correlation matrix A (lower triangle, lost) if A certainly has full rank, else a
 // negative number. The smallest eigenvalue is at least 1 over the trace of A^-1, which is the sum of
@@ -72,19 +50,29 @@ double full_rank_form(double* A, std::vector<double> const& u) {
 
 } // namespace
 
-score_test::score_test(null_model const& model)
-    : model_(model), weight_(model.subjects(0, null_model::WEIGHT)) {}
+bool uses_saddlepoint(saddlepoint_use use, null_model const& model) {
+    auto const n = static_cast<double>(model.is_case.size()),
+               cases =
+                   static_cast<double>(std::count(model.is_case.begin(), model.is_case.end(), 1));
+    return use == saddlepoint_use::on ||
+           (use == saddlepoint_use::automatic && std::min(cases, n - cases) < SMALL_GROUP * n);
+}
+
+score_test::score_test(null_model const& model, saddlepoint_use use)
+    : model_(model), uses_saddlepoint_(uses_saddlepoint(use, model)), window_(model),
+      terms_(model, window_) {}
 
 score_test::matrix score_test::variance() {
     auto const n = static_cast<Eigen::Index>(n_tested_);
     return {variance_.data(), n, n};
 }
 
-bool score_test::run(genotype_table const& table, frequency_estimate const& estimate,
-                     std::vector<std::size_t> const& tested, window_row& row) {
+error_code score_test::run(genotype_table const& table, frequency_estimate const& estimate,
+                           std::vector<std::size_t> const& tested, window_row& row) {
     n_tested_ = tested.size();
     compute_copies(table, estimate, tested);
     count_copies(table, row);
+    if (!window_.settle(table, copies_.data(), n_tested_)) return error_code::separated;
     score_.assign(n_tested_, 0.0);
     variance_.assign(n_tested_ * n_tested_, 0.0);
     if (model_.n_columns() == 1)
@@ -93,7 +81,12 @@ bool score_test::run(genotype_table const& table, frequency_estimate const& esti
         sum_with_covariates(table);
     drop_explained();
     test_haplotypes(row);
-    return test_window(row);
+    if (!test_window(row)) return error_code::one_haplotype;
+    if (uses_saddlepoint_) {
+        approximate_tails(table, row);
+        combine(row);
+    }
+    return error_code::none;
 }
 
 // Copies of the tested haplotypes that a chromosome with a side is expected to carry.
@@ -170,12 +163,13 @@ void score_test::add(double const* x, double residual, double weight) {
 }
 
 void score_test::sum_without_covariates(genotype_table const& table) {
-    double const n = table.n_subjects, case_share = table.n_cases / n;
+    double const n = table.n_subjects, case_share = window_.case_share(),
+                 weight = case_share * (1 - case_share);
     covariance_.assign(n_tested_, 0.0);
     for (std::size_t g = 0; g < table.genotypes.size(); ++g) {
         double const cases = table.genotypes[g].cases, all = cases + table.genotypes[g].controls;
         double const* const x = copies_.data() + g * n_tested_;
-        add(x, cases - case_share * all, weight_ * all);
+        add(x, cases - case_share * all, weight * all);
         for (std::size_t h = 0; h < n_tested_; ++h)
             covariance_[h] += all * x[h];
     }
@@ -184,14 +178,14 @@ void score_test::sum_without_covariates(genotype_table const& table) {
         total_[h] = variance_[h * n_tested_ + h];
         for (std::size_t k = 0; k <= h; ++k) {
             double& v = variance_[h * n_tested_ + k];
-            v -= weight_ * covariance_[h] * covariance_[k] / n;
+            v -= weight * covariance_[h] * covariance_[k] / n;
             variance_[k * n_tested_ + h] = v;
         }
     }
 }
 
 void score_test::sum_with_covariates(genotype_table const& table) {
-    auto const sums = table.sums();
+    auto const sums = window_.sums();
     auto const c = static_cast<std::size_t>(model_.n_columns());
     covariance_.assign(n_tested_ * c, 0.0);
     for (std::size_t g = 0; g < table.genotypes.size(); ++g) {
@@ -209,30 +203,20 @@ void score_test::sum_with_covariates(genotype_table const& table) {
         for (std::size_t k = 0; k < h; ++k)
             variance_[k * n_tested_ + h] = variance_[h * n_tested_ + k];
     }
-    subtract_projection(table);
+    subtract_projection();
 }
 
-// Takes out the covariates' part. Over all subjects Q'WQ = I and Q'r = 0; those that are left out of
-// the window are taken from both.
-void score_test::subtract_projection(genotype_table const& table) {
-    Eigen::Index const c = model_.n_columns();
-    matrix const covariance(covariance_.data(), static_cast<Eigen::Index>(n_tested_), c);
-    if (table.left_out.empty()) {
+// Takes out the covariates' part.
+void score_test::subtract_projection() {
+    matrix const covariance(covariance_.data(), static_cast<Eigen::Index>(n_tested_),
+                            model_.n_columns());
+    if (window_.has_all_subjects()) {
         variance().noalias() -= covariance.lazyProduct(covariance.transpose());
         return;
     }
-    Eigen::MatrixXd information = Eigen::MatrixXd::Identity(c, c);
-    Eigen::VectorXd covariate_score = Eigen::VectorXd::Zero(c);
-    for (std::uint32_t const i : table.left_out) {
-        auto const subject = model_.subjects.row(i);
-        auto const q = subject.tail(c);
-        information -= subject[null_model::WEIGHT] * q.transpose() * q;
-        covariate_score -= subject[null_model::RESIDUAL] * q.transpose();
-    }
-    semidefinite const kept(information);
-    Eigen::MatrixXd const part = kept.whiten(covariance.transpose());
-    variance() -= part.transpose() * part;
-    score() -= part.transpose() * kept.whiten(covariate_score);
+    explained_.noalias() = window_.whitening() * covariance.transpose();
+    variance().noalias() -= explained_.transpose() * explained_;
+    score().noalias() -= covariance * window_.step();
 }
 
 // A haplotype whose copies the covariates explain has zeros.
@@ -251,6 +235,7 @@ void score_test::test_haplotypes(window_row& row) {
         if (v == 0) continue;
         row.haplotypes[h].z = score_[h] / std::sqrt(v);
         row.haplotypes[h].log_p = log_p_two_sided(row.haplotypes[h].z);
+        row.haplotypes[h].type = p_type::normal;
     }
 }
 
@@ -271,13 +256,39 @@ bool score_test::test_window(window_row& row) {
     row.chisq = full_rank_form(factor_.data(), scaled_);
     if (row.chisq < 0) {
         auto const size = static_cast<Eigen::Index>(n);
-        semidefinite const A(matrix(correlation_.data(), size, size));
+        semidefinite A;
+        A.compute(matrix(correlation_.data(), size, size));
         if (A.rank() == 0) return false;
         row.df = static_cast<unsigned>(A.rank());
-        row.chisq = A.whiten(vector(scaled_.data(), size)).squaredNorm();
+        row.chisq = (A.whitening() * vector(scaled_.data(), size)).squaredNorm();
     }
     row.log_p = log_p_chi_square(row.chisq, row.df);
+    row.type = p_type::chi_square;
     return true;
+}
+
+void score_test::approximate_tails(genotype_table const& table, window_row& row) {
+    std::size_t const c = covariance_.size() / n_tested_;
+    for (std::size_t h = 0; h < n_tested_; ++h) {
+        haplotype_row& haplotype = row.haplotypes[h];
+        if (!(std::fabs(haplotype.z) > NORMAL_Z)) continue;
+        double const variance = variance_[h * n_tested_ + h];
+        score_terms const& terms = terms_.collect(table, {copies_.data() + h, n_tested_},
+                                                  covariance_.data() + h * c, variance);
+        auto const log_p = saddlepoint_log_p(terms, score_[h], variance);
+        if (log_p)
+            haplotype.log_p = *log_p, haplotype.type = p_type::saddlepoint;
+        else
+            ++row.n_no_saddle_point;
+    }
+}
+
+void score_test::combine(window_row& row) {
+    log_p_.clear();
+    for (haplotype_row const& h : row.haplotypes)
+        if (!std::isnan(h.log_p)) log_p_.push_back(h.log_p);
+    row.log_p = log_p_cauchy(log_p_);
+    row.type = p_type::cauchy;
 }
 
 } // namespace scan

@@ -5,6 +5,7 @@
 #include "scan/score/genotype_table.h"
 #include "scan/score/haplotypes.h"
 #include "scan/score/null_model.h"
+#include "scan/score/p_type.h"
 #include "scan/score/ratio_test.h"
 #include "scan/score/score_test.h"
 
@@ -28,6 +29,7 @@ struct window_settings {
     double min_hap_freq = 0.01; // a tested haplotype has at least this frequency, and
     double min_hap_copies = 10; // this many copies expected in the smaller group
     test_kind test = test_kind::score;
+    saddlepoint_use saddlepoint = saddlepoint_use::automatic; // of the score test
 };
 
 enum class error_code {
@@ -37,16 +39,20 @@ enum class error_code {
     one_group,
     too_many_snps,
     too_long,
-    em_maxiter
+    too_many_phases,
+    em_maxiter,
+    separated
 };
+constexpr std::size_t N_ERROR_CODES = 9;
 
 // "." for none, else ONE_HAPLOTYPE and so on.
 std::string text(error_code code);
 
 constexpr double NOT_COMPUTED = std::numeric_limits<double>::quiet_NaN();
 
-// A tested haplotype. z and log_p are not numbers where the covariates explain its copies and, under
-// the likelihood ratio, where there is no standard error.
+// A tested haplotype. z and log_p are not numbers where the covariates explain its copies; under the
+// likelihood ratio z is none without a standard error, and log_p is none where the effect is not
+// determined.
 struct haplotype_row {
     std::uint32_t bits = 0;     // bit n - 1 is the first of n SNPs, 1 the first allele of the .bim
     double freq = NOT_COMPUTED; // EM estimate in all subjects
@@ -59,6 +65,7 @@ struct haplotype_row {
     double beta = NOT_COMPUTED, se = NOT_COMPUTED;
     double z = NOT_COMPUTED;     // positive: more copies in cases; the score's, against all others
     double log_p = NOT_COMPUTED; // natural logarithm of the two-sided p-value
+    p_type type = p_type::none;  // of the p-value
 };
 
 // Under a code other than none the counts of subjects are set as far as they were counted, all other
@@ -69,8 +76,10 @@ struct window_row {
     double rare_freq = NOT_COMPUTED;           // all others together
     unsigned df = 0;
     double chisq = NOT_COMPUTED;
-    double log_p = NOT_COMPUTED; // natural logarithm
-    haplotype_row top;           // the tested haplotype with the smallest p-value
+    double log_p = NOT_COMPUTED;    // natural logarithm
+    p_type type = p_type::none;     // of the p-value
+    unsigned n_no_saddle_point = 0; // haplotypes whose p-value is the normal one for want of it
+    haplotype_row top;              // the tested haplotype with the smallest p-value
     double top_log_p_bonferroni = NOT_COMPUTED;
     error_code code = error_code::none;
     std::vector<haplotype_row> haplotypes; // tested, by frequency from the highest on, then bits
@@ -96,6 +105,7 @@ class window_test {
     error_code count(window_row& result) const;
     void choose_haplotypes(window_row& result);
     error_code test(window_row& result);
+    bool has_variance(window_row row);
 };
 
 } // namespace scan

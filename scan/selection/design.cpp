@@ -1,5 +1,7 @@
 #include "scan/selection/design.h"
 
+#include "scan/error.h"
+
 #include <Eigen/QR>
 
 #include <algorithm>
@@ -11,6 +13,7 @@ namespace {
 
 // A standardised column of which less than this share of its length is its own is collinear.
 constexpr double RANK_TOLERANCE = 1e-7;
+constexpr std::size_t MOST_COLUMNS = 1000;
 
 struct column {
     std::string name;
@@ -62,20 +65,23 @@ void standardise(column& c) {
     c.unit = largest * widest * deviation;
 }
 
-// Of standardised columns those that the ones before them do not determine. The triangle R of the whole
-// matrix has the same dependences between its columns, and few rows.
+// Of standardised columns those that the ones before them do not determine, by Gram and Schmidt, each
+// step twice against rounding. The triangle R of the whole matrix has the same lengths and products
+// of columns, and few rows.
 std::vector<Eigen::Index> independent_columns(Eigen::MatrixXd X) {
     if (X.cols() == 0) return {};
     Eigen::Index const p = std::min(X.rows(), X.cols());
     Eigen::HouseholderQR<Eigen::Ref<Eigen::MatrixXd>> const whole(X);
     Eigen::MatrixXd const R = whole.matrixQR().topRows(p).template triangularView<Eigen::Upper>();
+    Eigen::MatrixXd Q(p, p);
     std::vector<Eigen::Index> kept;
-    for (Eigen::Index j = 0; j < R.cols(); ++j) {
+    for (Eigen::Index j = 0, n = 0; j < R.cols() && n < p; ++j) {
+        Eigen::VectorXd own = R.col(j);
+        for (int pass = 0; pass < 2; ++pass)
+            own -= Q.leftCols(n) * (Q.leftCols(n).transpose() * own);
+        if (own.norm() <= RANK_TOLERANCE * R.col(j).norm()) continue;
+        Q.col(n++) = own.normalized();
         kept.push_back(j);
-        Eigen::ColPivHouseholderQR<Eigen::MatrixXd> qr;
-        qr.setThreshold(RANK_TOLERANCE);
-        qr.compute(R(Eigen::all, kept));
-        if (qr.rank() < static_cast<Eigen::Index>(kept.size())) kept.pop_back();
     }
     return kept;
 }
@@ -96,6 +102,10 @@ null_design make_design(std::vector<covariate> const& covariates,
             columns.push_back({c.name, values});
     }
 
+    if (columns.size() > MOST_COLUMNS)
+        throw failure(no_fit, "The covariates make " + std::to_string(columns.size()) +
+                                  " columns, where " + std::to_string(MOST_COLUMNS) +
+                                  " are the most. Choose fewer, or categories of fewer levels.");
     Eigen::Index const n = static_cast<Eigen::Index>(subjects.size());
     Eigen::MatrixXd X(n, static_cast<Eigen::Index>(columns.size()));
     for (Eigen::Index j = 0; j < X.cols(); ++j) {

@@ -23,6 +23,7 @@ struct null_design {
 
 // Each number is a column; of a category each level but the most frequent one. Columns that are constant
 // or, within rounding, sums of multiples of those before them are dropped.
+// Throws no_fit for more than 1,000 columns before that.
 null_design make_design(std::vector<covariate> const& covariates,
                         std::vector<std::uint32_t> const& subjects);
 

@@ -32,11 +32,11 @@ void require_both_groups(subject_selection const& selection, std::string const& 
 
 } // namespace
 
-std::vector<bool> kept_subjects(subject_table const& subjects, options const& o) {
+std::vector<bool> kept_subjects(subject_table const& subjects, options const& o, run_log& log) {
     std::vector<bool> is_kept(subjects.size(), true);
-    if (!o.keep.empty()) is_kept = read_subject_list(o.keep, subjects, true);
+    if (!o.keep.empty()) is_kept = read_subject_list(o.keep, subjects, true, log);
     if (o.remove.empty()) return is_kept;
-    std::vector<bool> const is_removed = read_subject_list(o.remove, subjects, false);
+    std::vector<bool> const is_removed = read_subject_list(o.remove, subjects, false, log);
     for (std::uint32_t s = 0; s < subjects.size(); ++s)
         is_kept[s] = is_kept[s] && !is_removed[s];
     return is_kept;
@@ -67,12 +67,14 @@ std::uint32_t subject_selection::n_cases() const {
 subject_selection select_subjects(std::vector<bool> const& is_kept, phenotype const& status,
                                   covariate_table const& covariates) {
     subject_selection selection;
+    selection.not_in_covar.resize(covariates.files.size(), 0);
     for (std::uint32_t s = 0; s < is_kept.size(); ++s) {
         if (!is_kept[s]) continue;
         disease const d = status.status[s];
         bool const has_covariates = has_all(covariates, s);
         selection.not_in_pheno += d == disease::not_listed;
-        selection.not_in_covar += !covariates.covariates.empty() && !covariates.is_listed[s];
+        for (std::size_t f = 0; f < covariates.files.size(); ++f)
+            selection.not_in_covar[f] += !covariates.files[f].is_listed[s];
         if (d == disease::missing || d == disease::not_listed)
             ++selection.without_phenotype;
         else if (!has_covariates)

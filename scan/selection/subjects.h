@@ -14,8 +14,8 @@
 
 namespace scan {
 
-// By subject of the .fam: left by --keep and --remove.
-std::vector<bool> kept_subjects(subject_table const& subjects, options const& o);
+// By subject of the .fam: left by --keep and --remove. Tells the log what is odd about the lists.
+std::vector<bool> kept_subjects(subject_table const& subjects, options const& o, run_log& log);
 
 // Takes those with too many missing genotypes at the SNPs (--mind) out of `is_kept`; returns how many.
 std::uint32_t filter_by_missing(snp_table const& snps, std::vector<std::uint32_t> const& snps_used,
@@ -26,7 +26,9 @@ struct subject_selection {
     std::vector<std::uint32_t> used;   // index in the .fam
     std::vector<std::uint8_t> is_case; // by used subject
     std::uint32_t without_phenotype = 0, without_covariate = 0;
-    std::uint32_t not_in_pheno = 0, not_in_covar = 0; // of the kept ones
+    // Of the kept ones:
+    std::uint32_t not_in_pheno = 0;
+    std::vector<std::uint32_t> not_in_covar; // by file of covariates
 
     std::uint32_t n_cases() const;
 };

@@ -50,17 +50,18 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
     std::vector<std::uint32_t> used;
     for (std::uint32_t i = 0; i < snps->size(); ++i)
         if (!listed || !(*listed)[i]) used.push_back(i);
-    check_windows(*snps, sliding_windows(*snps, used, 2, 1, 100));
+    check_windows(*snps, sliding_windows(*snps, used, {2, 1, 100}));
     auto const windows_of = [&](auto const& read) {
         read_text(files.next(), [&](auto const& path) {
             check_windows(*snps, read(path));
             return 0;
         });
     };
-    windows_of(
-        [&](auto const& path) { return region_windows(*snps, used, read_regions(path).regions); });
     windows_of([&](auto const& path) {
-        return region_windows(*snps, used, read_genes(path, {}, 1e6).regions);
+        return region_windows(*snps, used, read_regions(path).regions, sliding_settings{2, 1, 100});
+    });
+    windows_of([&](auto const& path) {
+        return region_windows(*snps, used, read_genes(path, {}, 1e6).regions, {});
     });
     windows_of([&](auto const& path) { return listed_windows(*snps, used, read_snp_lists(path)); });
     return 0;

@@ -26,12 +26,16 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
         read_text(files.next(), [](auto const& path) { return subject_table(path); });
     if (!subjects) return 0;
     bool const is_01 = size % 2 == 1;
-    auto const status = read_text(
-        files.next(), [&](auto const& path) { return read_phenotype(path, "", *subjects, is_01); });
-    auto const covariates = read_text(
-        files.next(), [&](auto const& path) { return read_covariates(path, {}, *subjects); });
-    auto const kept = read_text(
-        files.next(), [&](auto const& path) { return read_subject_list(path, *subjects, false); });
+    run_log log(true);
+    auto const status = read_text(files.next(), [&](auto const& path) {
+        return read_phenotype(path, "", *subjects, is_01, log);
+    });
+    auto const covariates = read_text(files.next(), [&](auto const& path) {
+        return read_covariates({path}, {}, {}, *subjects, log);
+    });
+    auto const kept = read_text(files.next(), [&](auto const& path) {
+        return read_subject_list(path, *subjects, false, log);
+    });
     if (!status || !covariates || !kept) return 0;
     if (status->status.size() != subjects->size() || kept->size() != subjects->size()) std::abort();
     read_text("", [&](auto const&) {

@@ -14,7 +14,8 @@ sys.path.insert(0, os.path.join(ROOT, "plot"))
 
 from quilmar_tables import plot_command, table_command
 
-WINDOW_COLUMNS = "CHROM POS END WINDOW N_SNP NEG_LOG10_P ERRCODE".split()
+WINDOW_COLUMNS = "CHROM POS END WINDOW N_SNP NEG_LOG10_P ERRCODE DF CHISQ".split()
+LEAD_COLUMNS = [*WINDOW_COLUMNS, "N_WINDOWS", "LOCUS_POS", "LOCUS_END"]
 HAPLOTYPE_COLUMNS = "CHROM POS END WINDOW HAP CASE_FREQ CTRL_FREQ Z NEG_LOG10_P".split()
 EFFECT_COLUMNS = ("CHROM POS END WINDOW MODEL HAP REF_HAP TEST OBS_CT CASE_CT CTRL_CT HAP_FREQ BETA SE OR L90 U90 "
                   "Z_STAT P NEG_LOG10_P LRT_P ERRCODE P_TYPE").split()
@@ -59,10 +60,10 @@ def read(name):
 
 
 def write_table(name, columns, rows):
-    """Rows of blank-separated texts under their columns, separated by tabs."""
+    """Rows of blank-separated texts under their columns, separated by tabs; what a row lacks is 1."""
     with open(name, "w", encoding="utf-8") as file:
         for row in [columns, *(row.split() for row in rows)]:
-            assert len(row) == len(columns), row
+            row += "1" * (len(columns) - len(row))
             file.write("\t".join(row) + "\n")
 
 

@@ -9,10 +9,11 @@ import unittest
 import numpy as np
 from matplotlib.colors import to_rgb
 
-from support import EFFECT_COLUMNS, HAPLOTYPE_COLUMNS, ROOT, WINDOW_COLUMNS, Drawing, Scratch, read, write_table
+from support import (EFFECT_COLUMNS, HAPLOTYPE_COLUMNS, LEAD_COLUMNS, ROOT, WINDOW_COLUMNS, Drawing, Scratch, read,
+                     write_table)
 
 from quilmar_tables import picture
-from quilmar_tables.tails import inflation, neg_log10_p_of_z, null_band
+from quilmar_tables.tails import neg_log10_p_of_z, null_band
 
 # Chromosome, first and last position, name, SNPs, -log10 P, code.
 WINDOWS = ["1 1000000 1000200 1 5 0.25 .", "1 3000000 3000000 2 1 1.5 .", "1 3000100 3000300 3 5 NA TOO_LONG",
@@ -31,16 +32,15 @@ class WindowPictures(Scratch):
 
     def test_manhattan(self):
         status, said = self.run_program("quilmar-plot", "manhattan w.tsv -o p.svg")
-        # Bonferroni's line stands at 0.05 / 6; the middle p-values 10^-0.75 and 10^-1.5 have the chi-squares
-        # 1.815684 and 4.618831 (R's qchisq), so that lambda is 7.072.
-        self.assertEqual((status, said), (0, "p.svg: 6 windows, 1 without a p-value left out. Lambda 7.07188. "
-                                             "2 at or below P 0.00833333.\n"))
+        # Bonferroni's line stands at 0.05 / 6.
+        self.assertEqual((status, said), (0, "p.svg: 6 windows, 1 without a p-value left out. 2 at or below P "
+                                             "0.00833333.\n"))
         drawn = Drawing("p.svg")
         self.assertTrue(about(drawn.values("chromosome_1", "y"), [0.25, 1.5]))
         self.assertTrue(about(drawn.values("chromosome_2", "y"), [0.75, 0.125]))
         self.assertTrue(about(drawn.values("hits", "y"), [2.5, 3.5]))
         self.assertTrue(about(drawn.values("level", "y"), [-math.log10(0.05 / 6)] * 2))
-        self.assertTrue({"6 windows, λ = 7.072", "dashed: P = 0.00833 (0.05 / 6)", "GENE$1$", "2:8000300-8000500",
+        self.assertTrue({"6 windows", "dashed: P = 0.00833 (0.05 / 6)", "GENE$1$", "2:8000300-8000500",
                          "Chromosome", "−log₁₀ P"} <= set(drawn.texts))
         self.assertEqual([label for label, _ in drawn.labels("x")], ["1", "2"])
         # Positions are on one scale, with 0.012 of all base pairs between the chromosomes.
@@ -75,7 +75,7 @@ class WindowPictures(Scratch):
         self.assertTrue(about(drawn.values("bars", "x"), [8.0000, 8.0002, 8.0003, 8.0005], 1e-6))
         self.assertTrue(about(drawn.values("bars", "y"), [0.125, 0.125, 3.5, 3.5]))
         self.assertTrue(about(drawn.values("middles", "x"), [8.0001, 8.0004], 1e-6))
-        self.assertTrue({"2 windows of 2:8000150-8000300", "8000000", "P 0.75", "8000300", "P 3.2e-4", "ACG", "TCG",
+        self.assertTrue({"2 windows of 2:8000150-8000300", "8000000-8000200", "P 0.75", "P 3.2e-4", "ACG", "TCG",
                          "▼ 41.0 / 52.0", "30.0 / 29.0", "▲ 12.3 / 9.4", "CCC"} <= set(drawn.texts))
         self.assertNotIn("GGG", drawn.texts)
         status, said = self.run_program("quilmar-plot", "region w.tsv --range 2:1-10 -o p.svg")
@@ -92,6 +92,32 @@ class WindowPictures(Scratch):
         self.assertEqual(drawn.texts.count("and 3 more"), 3)
         self.assertIn("ACGTACGTACGTACGTACGTACGTACGTACGTACGTACG…", drawn.texts)
 
+    def test_region_of_leads(self):
+        # Windows of 100 bases, one every 40, the better the later: those of a column overlap by half at most.
+        rows = [f"3 {k * 40} {k * 40 + 100} {k} 5 {k / 1000} ." for k in range(1, 1001)]
+        write_table("s.win.tsv", WINDOW_COLUMNS, [*rows, "4 7 8 GENE 5 9 ."])
+        write_table("h.tsv", HAPLOTYPE_COLUMNS, [" ".join(row.split()[:4]) + " ACG 0.1 0.1 0 0.1" for row in rows])
+        write_table("s.lead.tsv", LEAD_COLUMNS, ["3 2000 2100 50 5 0.05 . 1 1 7 2000 2140",
+                                                 "3 12000 12100 300 5 0.3 . 1 1 9 12000 22000"])
+
+        def places(command):
+            drawn = self.plot("region s.win.tsv --hap h.tsv " + command)
+            return [text.split("-")[0] for text in drawn.texts if re.fullmatch(r"\d+-\d+", text)], drawn
+
+        found, drawn = places("--top 4")  # the lead's locus, with as much again on both sides
+        self.assertIn("753 windows of 3:2000-32000", drawn.texts)
+        self.assertEqual(found, ["2000", "12000", "31920", "32000"])
+        self.assertEqual(len(drawn.places("middles")), 753)
+        self.assertNotIn("stroke", read("p.svg").split('id="middles"')[1].split("</g>")[0])
+        self.assertEqual(places("--range 3:1900-12100 --top 3")[0], ["2000", "12000", "12080"])
+        found, drawn = places("--window 300 --window 301")
+        self.assertEqual(found, ["12000", "12040"])
+        self.assertIn("506 windows of 3:2000-22140", drawn.texts)
+        for command, message in (("--window X", "no window X with a p-value."),
+                                 ("--window 1 --window GENE", "these windows lie on several chromosomes.")):
+            self.assertEqual(self.run_program("quilmar-plot", f"region s.win.tsv {command} -o p.svg"),
+                             (1, f"quilmar-plot: s.win.tsv: {message}\n"))
+
     def test_compressed_tables_and_formats(self):
         with open("w.tsv", "rb") as plain, gzip.open("w.gz", "wb") as compressed:
             compressed.write(plain.read())
@@ -106,11 +132,14 @@ class WindowPictures(Scratch):
             self.assertEqual([d[:len(beginning)] for d in drawings], [beginning], "one picture of one table")
 
     def test_many_points_become_an_image(self):
-        rows = [f"1 {k} {k} {k} 1 {k % 100 / 50} ." for k in range(1, 10_050)] + ["1 20000 20000 x 1 9 ."]
+        # A third each has a chi-square of 2, 2 and 4 times its median (R: qchisq(0.5, c(1, 8))); one has no df.
+        rows = [f"1 {k} {k} {k} 1 {k % 100 / 50} . {['1 0.9098728', '8 14.688242', '8 29.376484'][k % 3]}"
+                for k in range(1, 10_050)] + ["1 20000 20000 x 1 9 . 0 0"]
         write_table("w.tsv", WINDOW_COLUMNS, rows)
         drawn = self.plot("manhattan w.tsv")
         self.assertEqual(len(drawn.elements(drawn.root, "image")), 1)
         self.assertEqual(len(drawn.places("hits")), 1)
+        self.assertIn("10,050 windows, λ = 2", drawn.texts)
         self.assertLess(len(self.plot("qq w.tsv").places("windows")), 2000)
 
 
@@ -145,6 +174,16 @@ class Forest(Scratch):
         self.assertNotIn("AAG", drawn.texts)
         status, said = self.run_program("quilmar-plot", "forest e.tsv --window X -o p.svg")
         self.assertEqual((status, said), (1, "quilmar-plot: e.tsv: no window X.\n"))
+        # The leads beside the table are its choice: first the one with the smaller P.
+        os.rename("e.tsv", "e.effects.tsv")
+        for leads, options, titles in ((["22 300 400 G 5 9 . 1 1 3 1 2", "22 500 600 8 5 5 . 1 1 1 1 2"], "", "G"),
+                                       (["22 300 400 G 5 9 . 1 1 3 1 2", "22 100 200 7 5 10 . 1 1 1 1 2"], "--top 1", "2"),
+                                       (["22 300 400 G 5 9 . 1 1 3 1 2"], "--all", "2G"), ([], "", "2G")):
+            write_table("e.lead.tsv", LEAD_COLUMNS, leads)
+            texts = self.plot("forest e.effects.tsv " + options).texts
+            self.assertEqual("".join(text[0] for text in texts if "reference " in text), titles)
+        status, said = self.run_program("quilmar-plot", "forest e.effects.tsv --top 2 -o p.svg")
+        self.assertIn("e.effects.tsv: --top needs the scan's table .lead.tsv beside it", said)
 
 
 class Numbers(unittest.TestCase):
@@ -152,7 +191,6 @@ class Numbers(unittest.TestCase):
         # R: pnorm(-40, log = TRUE), qbeta(c(0.975, 0.025), 3, 590).
         self.assertAlmostEqual(float(neg_log10_p_of_z(40)), 349.1360, 4)
         self.assertTrue(np.allclose(null_band(3, 592), [1.915419, 2.980354], atol=2e-6))
-        self.assertAlmostEqual(inflation(np.array([500.0])), 2294.394 / 0.4549364, 0)
 
     def test_shades_differ_in_grey(self):
         grey = [np.dot(to_rgb(color), (0.299, 0.587, 0.114)) for color in (picture.DARK, picture.HIT, picture.LIGHT)]
@@ -161,16 +199,21 @@ class Numbers(unittest.TestCase):
 
 class Errors(Scratch):
     def test_errors(self):
-        good = "1 100 200 1 5 0.5 ."
+        good = "1 100 200 1 5 0.5 . 1 1"
         for text, message in (
-                ("A\tB\n1\t2\n", "no column CHROM, POS, END, WINDOW, N_SNP, NEG_LOG10_P in the header line; is it the "
-                                 "right table?"),
-                ("", "no column CHROM, POS, END, WINDOW, N_SNP, NEG_LOG10_P in the header line; is it the right table?"),
+                ("A\tB\n1\t2\n", "no column CHROM, POS, END, WINDOW, N_SNP, DF, CHISQ, NEG_LOG10_P in the header line; "
+                                 "is it the right table?"),
+                ("", "no column CHROM, POS, END, WINDOW, N_SNP, DF, CHISQ, NEG_LOG10_P in the header line; is it the right "
+                     "table?"),
                 ([], "the table has no rows."),
-                ([good, "1 100 200 2 5 NA TOO_LONG x"], "3: 8 columns, but the header has 7."),
-                ([good, "1 100 200 2 5 0,5 ."], "3: NEG_LOG10_P is '0,5', which is no number."),
-                ([good, "1 NA 200 2 5 0.5 ."], "3: POS is NA."), ([good, "1 100 200 2 5 -1 ."], "3: NEG_LOG10_P is -1."),
-                (["1 100 200 2 5 NA TOO_LONG"], "none of the 1 windows has a p-value."),
+                ([good, "1 100 200 2 5 NA TOO_LONG 1 1 x"], "3: 10 columns, but the header has 9."),
+                ([good, "1 100 200 2 5 0,5 . 1 1"], "3: NEG_LOG10_P is '0,5', which is no number."),
+                ([good, "1 NA 200 2 5 0.5 . 1 1"], "3: POS is NA."), ([good, "1 100 200 2 5 -1 . 1 1"], "3: NEG_LOG10_P is -1."),
+                ([good, "1 100 1e308 2 5 1 . 1 1"], "3: END is 1e308."),
+                ([good, "1 1 2 2 5 1e308 . 1 1"], "3: NEG_LOG10_P is 1e308."),
+                ([f"{k} 100 200 2 5 1 . 1 1" for k in range(5000)], "there are 5000 names of chromosomes; is it the right table?"),
+                (b"x" * (1 << 24), "a line has more than 16 MiB; is it the right file?"),
+                (["1 100 200 2 5 NA TOO_LONG NA NA"], "none of the 1 windows has a p-value."),
                 (b"\x1f\x8b\x08\x00broken", "the compressed data are damaged or cut short.")):
             with open("w.tsv", "wb") as file:
                 if isinstance(text, list):
@@ -195,6 +238,7 @@ class Errors(Scratch):
         for command, message in (("qq w.tsv -o p.jpg", "'p.jpg' does not end in .png, .svg or .pdf"),
                                  ("qq w.tsv -o p.png --level 2", "'2' is no number between 0 and 1"),
                                  ("region w.tsv -o p.png --range 22", "'22' is not CHR:FROM-TO"),
+                                 ("region w.tsv -o p.png --top 0", "'0' is no whole number from 1 on"),
                                  ("region w.tsv -o p.png --range 2:9-8", "'2:9-8' ends before it begins"),
                                  ("", "the following arguments are required: PICTURE")):
             status, said = self.run_program("quilmar-plot", command)

@@ -12,10 +12,11 @@ INFINITY = float("inf")
 
 class Words(unittest.TestCase):
     def test_numbers(self):
-        for text, tests in ((wording.p_text, {0: "1.00", 0.30103: "0.50", 1: "0.10", 1.886057: "0.013", 2.5: "0.0032",
+        for text, tests in ((wording.p_text, {0: "1.00", 0.30103: "0.50", 1: "0.10", 1.0001: "0.10", 1.886057: "0.013", 2.5: "0.0032",
                                               3.42: "3.8e-4", 3.0001: "1.0e-3", 4: "1.0e-4", 411.68: "2.1e-412",
                                               float("nan"): ""}),
-                            (wording.ratio_text, {1.474: "1.47", 0.0344: "0.034", 0.1: "0.10", 153.4: "153", 0: "0",
+                            (wording.ratio_text, {1.474: "1.47", 0.0344: "0.034", 0.1: "0.10", 0.0999: "0.10", 0.095: "0.095",
+                                                  99.999: "100", 1e-5: "1.0e-05", 153.4: "153", 0: "0",
                                                   2.5e7: "2.5e+07", INFINITY: "inf"}),
                             (wording.percent_text, {0.123: "12.3%", 0.0045: "0.45%", 0: "0.00%"})):
             for value, expected in tests.items():
@@ -54,7 +55,10 @@ class Effects(Scratch):
     def test_errors(self):
         with open("nothing", "w", encoding="utf-8"):
             pass
+        for name, value in (("p", "inf"), ("q", "-1")):
+            write_table(name, EFFECT_COLUMNS, [f"1 1 2 7 m AT CT ADD 9 5 4 0.1 0 1 1 1 1 0 1 {value} 1 ."])
         for command, message in (
+                ("p", "p:2: NEG_LOG10_P is inf."), ("q", "q:2: NEG_LOG10_P is -1."),
                 ("h.tsv", "h.tsv: no column REF_HAP, TEST, HAP_FREQ, OR, L95, U95, ERRCODE in the header "
                           "line; is it the right table?"),
                 ("e.tsv e.tsv", "give one table of effects, or reports alone."),
@@ -69,6 +73,28 @@ class Effects(Scratch):
                                   text=True, check=False)
         self.assertEqual((done.returncode, done.stderr), (1, "quilmar-table: standard output: cannot be written: No "
                                                              "space left on device.\n"))
+
+
+@unittest.skipUnless("QUILMAR_SCAN_PROGRAM" in os.environ, "needs quilmar-scan")
+class Leads(Scratch):
+    def test_of_merged_parts(self):
+        """Those of a whole run whose phenotype is a component of ancestry."""
+        study = ROOT + "/examples/scan/"
+        with open("pheno", "w", encoding="utf-8") as file:
+            rows = [line.split("\t") for line in read(study + "covar.txt").splitlines()]
+            place = rows[0].index("PC1")
+            file.writelines(f"{row[0]} {row[1]} {1 + (row[place] > '0') if k else 'y'}\n" for k, row in enumerate(rows))
+        command = [os.environ["QUILMAR_SCAN_PROGRAM"], "--bfile", study + "study", "--pheno", "pheno", "--window", "2",
+                   "--allow-no-covars", "--effects", "none", "--effects-kb", "4", "--quiet", "--out", "t"]
+        subprocess.run(command, check=True)
+        merged = []
+        for part in "123":
+            subprocess.run([*command, "--parallel", part, "3"], check=True)
+            merged += read(f"t.{part}of3.win.tsv").splitlines(True)[bool(merged):]
+        with open("m.win.tsv", "w", encoding="utf-8") as file:
+            file.writelines(merged)
+        self.assertEqual(self.table("m.win.tsv --kb 4"), read("t.lead.tsv").splitlines())
+        self.assertGreater(len(read("t.lead.tsv").splitlines()), 9)
 
 
 class Layout(unittest.TestCase):
@@ -114,6 +140,11 @@ class Reports(Scratch):
         self.assertEqual(self.table("two_genes.txt.out inbred.txt.out exposed.txt.out")[::2], [
             "Report,Genes,Haplotype,Controls,OR (95% CI),P", "two_genes.txt,Genes 1*2,101*0110,5.6%,1.66 (1.43-1.91),6.4e-12",
             "exposed.txt,Gene 1,011,28.3%,1.39 (1.18-1.63),6.3e-5", "exposed.txt,Environment,ENV2,,1.34 (1.22-1.46),4.6e-10"])
+        # Letters of the .spec beside the report, but for a gene of other SNPs.
+        with open("two_genes.spec", "w", encoding="utf-8") as file:
+            file.write("letters of 1: A C GT; of 0: T T -\nGENE=3 4 5\nletters of 1: A C; of 0: T T\nGENE=6 7\n")
+        self.assertEqual([line.split(",")[1] for line in self.table("two_genes.txt.out")[1:]],
+                         ["T-C-GT", "A-T-GT*0110"])
 
     def test_touching_and_failed(self):
         name = "D" * 70

@@ -12,6 +12,7 @@
 #include "numeric/memory.h"
 #include "numeric/status_code.h"
 
+#include <cmath>
 #include <cstdio>
 #include <new>
 
@@ -26,6 +27,9 @@ struct analysis {
     result& frequency;
 
     std::string* labels = nullptr;
+    setup_settings settings{};
+    setup_outcome outcome{};
+    bool is_fit_refused = false;
     case_control_ggi_data ccg{};
     result fit{};
     statistics stats{};
@@ -64,45 +68,62 @@ void make_frequency_table(analysis& a) {
     use_large_pages(a.frequency.estimates, size * sizeof(double));
 }
 
-// Words what the set-up met.
-void print_outcome(setup_outcome const& outcome, analysis const& a) {
+// The line about subjects that count as their completions.
+void print_incomplete(setup_outcome const& outcome, bool is_refused, analysis const& a) {
     std::string const incomplete = std::to_string(outcome.incomplete) + " subjects ",
                       limit = std::to_string(case_control_ggi_data::MAX_MISSING);
+    console_status(NOTE,
+                   is_refused
+                       ? "error: " + incomplete + "with more than " + limit +
+                             " missing loci: leave them out."
+                       : "warning: " + incomplete + "have more than " + limit + " missing loci.",
+                   a.name);
+}
+
+// What the set-up has met before the work that such subjects make.
+void print_before(setup_outcome const& outcome, analysis& a) {
     if (outcome.is_rho_at_zero) console_status(RHO_AT_ZERO, a.name, "");
-    if (outcome.is_too_long)
-        console_status(NOTE,
-                       "error: " + incomplete + "with more than " + limit +
-                           " missing loci: leave them out.",
-                       a.name);
-    else if (outcome.incomplete > 0)
-        console_status(
-            NOTE, "warning: " + incomplete + "have more than " + limit + " missing loci.", a.name);
+    if (outcome.incomplete == 0) return;
+    double const all = std::ldexp(1, static_cast<int>(a.v.n_loci()));
+    a.is_fit_refused =
+        outcome.are_all_modelled && asks_for_fit(a.v) && is_fit_too_long(all, a.settings, outcome);
+    print_incomplete(outcome, outcome.is_too_long || a.is_fit_refused, a);
+}
+
+void print_after(setup_outcome const& outcome, analysis const& a) {
     if (outcome.is_frequency_limited) console_status(ITERATIONS_EXCEEDED, a.name, "frequency");
-    if (outcome.frequency_sum != 1) {
-        char sum[32];
-        std::snprintf(sum, sizeof sum, "%.6g", outcome.frequency_sum);
-        console_status(NOTE, std::string("warning: haplotype frequencies sum to ") + sum + ".",
-                       a.name);
-    }
+    if (outcome.frequency_sum == 1) return;
+    char sum[32];
+    std::snprintf(sum, sizeof sum, "%.6g", outcome.frequency_sum);
+    console_status(NOTE, std::string("warning: haplotype frequencies sum to ") + sum + ".", a.name);
 }
 
 // Frequencies and modelled haplotypes. False when there is nothing to go on with, which has been
 // printed.
 bool set_up(analysis& a) {
     make_frequency_table(a);
-    setup_settings settings{
-        a.v.hw,         a.v.sample,   a.v.frequency_iterations, a.v.frequency_tolerance,
-        a.v.iterations, a.v.threshold};
-    setup_outcome outcome;
-    int const status = case_control_ggi_setup(a.ccg, settings, a.frequency, outcome);
-    a.v.hw = settings.hw;
-    print_outcome(outcome, a);
+    a.settings = {a.v.hw,         a.v.sample,   a.v.frequency_iterations, a.v.frequency_tolerance,
+                  a.v.iterations, a.v.threshold};
+    int const status =
+        case_control_ggi_setup(a.ccg, a.settings, a.frequency, a.outcome,
+                               [&](setup_outcome const& outcome) { print_before(outcome, a); });
+    a.v.hw = a.settings.hw;
+    print_after(a.outcome, a);
     if (status != SUCCESS) {
         // The line stands twice on the console, as the manual says; scripts may count on it.
         console_status(status, a.name, "");
         console_status(status, a.name, "");
     }
-    return status == SUCCESS && !outcome.is_too_long;
+    return status == SUCCESS && !a.outcome.is_too_long;
+}
+
+// Is there a fit that can be made? One that would take too long costs the line that says so.
+bool can_fit(analysis& a) {
+    if (map_effects(a.name, a.v, a.ccg) != SUCCESS || !has_terms(a.ccg)) return false;
+    if (a.is_fit_refused) return false;
+    a.is_fit_refused = is_fit_too_long(a.ccg.n_haplotypes, a.settings, a.outcome);
+    if (a.is_fit_refused) print_incomplete(a.outcome, true, a);
+    return !a.is_fit_refused;
 }
 
 void report(analysis const& a, bool with_effects) {
@@ -131,7 +152,7 @@ void fit_and_report(analysis& a) {
 
 void run(analysis& a) {
     if (read_subjects(a) != SUCCESS || !set_up(a)) return;
-    if (map_effects(a.name, a.v, a.ccg) == SUCCESS && has_terms(a.ccg))
+    if (can_fit(a))
         fit_and_report(a);
     else
         report(a, false);

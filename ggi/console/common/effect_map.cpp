@@ -49,6 +49,21 @@ void make_table(table_rows const& rows, std::size_t width, unsigned**& table, un
 
 } // namespace
 
+bool asks_for_fit(variable const& v) {
+    bool has_term = false;
+    for (unsigned e = 0; e < v.n_effects; ++e) {
+        int const* const entries = v.effects[e];
+        for (unsigned gene = 0; gene < v.n_genes; ++gene) {
+            if (entries[gene] == -1) continue;
+            if (static_cast<unsigned>(entries[gene]) > low_bits(v.gene_loci[gene])) return false;
+            has_term = true;
+        }
+        int const* const covariates = entries + v.n_genes;
+        has_term = has_term || std::count(covariates, covariates + v.n_covariates, 1) > 0;
+    }
+    return has_term;
+}
+
 int map_effects(std::string const& name, variable const& v, case_control_ggi_data& ccg) {
     int const status = check_haplotypes(name, v, ccg);
     if (status != SUCCESS) return status;

@@ -11,6 +11,9 @@
 // printed once, and no table is made.
 int map_effects(std::string const& name, variable const& v, case_control_ggi_data& ccg);
 
+// Is there anything to fit where all haplotypes are modelled?
+bool asks_for_fit(variable const& v);
+
 // Is there anything to fit?
 inline bool has_terms(case_control_ggi_data const& ccg) {
     return ccg.n_effects != 0 || has_environment(ccg);
