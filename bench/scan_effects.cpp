@@ -1,12 +1,17 @@
 // Intervals and p-values of the prospective effects over simulated windows of 5 SNPs, as a Markdown
-// table.
+// table; or how the fits of small random windows end.
 //
 //   scan_effects [data sets per row]
+//   scan_effects windows N [first seed]
 //
+// The first of the two:
 // Haplotypes in equilibrium with an additive log odds ratio, one of the fourth haplotype and one of the
 // fifth, on top of those of a covariate of mean 1e6 and one of standard deviation 1e-10; 2 % of the
 // genotypes are missing. "Cohort": status is drawn given haplotypes and covariates, which is the model;
 // "case-control": as many cases as controls are taken of it. The estimates are those of the mode.
+// The second: N windows without effects of 40 to 200 subjects, 1 to 4 SNPs and missing genotypes, by any
+// likelihood and mode, with or without an interaction; one that has not converged, or says what cannot
+// be, is named by its seed.
 #include "examples/simulation.h"
 #include "scan/effects/effect_test.h"
 #include "scan/score/window_runner.h"
@@ -15,6 +20,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -59,6 +65,7 @@ struct data_set {
     std::vector<std::vector<std::uint8_t>> bed;
     std::vector<scan::covariate> covariates;
 
+    data_set() = default;
     data_set(scenario const& s, uniform& u) : bed(SNPS), covariates(2) {
         covariates[0].name = "a";
         covariates[1].name = "b";
@@ -108,21 +115,21 @@ struct data_set {
     }
 };
 
-scan::effect_result estimate(scenario const& s, data_set const& d) {
+scan::effect_result estimate(scan::effect_settings const& settings, double copies,
+                             data_set const& d) {
     scan::null_design const design = scan::make_design(d.covariates, d.places);
     scan::null_model const model = scan::fit_null_model(d.is_case, design.columns, design.names);
     std::vector<std::uint8_t const*> rows;
     for (auto const& row : d.bed)
         rows.push_back(row.data());
-    scan::effect_settings settings;
-    settings.mode = s.mode;
     scan::window_settings test;
-    test.min_hap_copies = 0; // sparse ones, too
+    test.min_hap_copies = copies;
     scan::window_row tested;
     scan::window_runner(model, d.places, test).run(rows, tested);
     scan::effect_input const input(settings, test, design, d.places, d.is_case);
     scan::effect_result result;
-    scan::effect_test(input, model).run(rows, tested, result);
+    scan::effect_test effects(input, model);
+    if (effects.wants(tested)) effects.run(rows, tested, result);
     return result;
 }
 
@@ -151,8 +158,11 @@ void study(scenario const& s, unsigned n_sets) {
     unsigned infinite = 0, unidentified = 0, undecided = 0;
     uniform u(1);
     auto const beta = effects_of(s);
+    scan::effect_settings settings;
+    settings.most_p = 1;
+    settings.mode = s.mode;
     for (unsigned k = 0; k < n_sets; ++k)
-        for (scan::effect_row const& row : estimate(s, data_set(s, u)).rows) {
+        for (scan::effect_row const& row : estimate(settings, 0, data_set(s, u)).rows) {
             if (row.haplotype.kind != scan::haplotype_name::one) continue;
             std::size_t h = 0;
             while (h < K && HAPLOTYPES[h].bits != row.haplotype.bits)
@@ -179,11 +189,107 @@ void study(scenario const& s, unsigned n_sets) {
     std::fflush(stdout);
 }
 
+// A window without effects, with how its effects are estimated.
+struct random_window : data_set {
+    scan::effect_settings settings;
+    double copies; // fewest of a tested haplotype
+    std::string description;
+
+    explicit random_window(unsigned seed) : random_window(uniform(seed)) {}
+
+  private:
+    explicit random_window(uniform u) {
+        auto const one_of = [&](unsigned n) { return static_cast<unsigned>(u() * n); };
+        unsigned const n = 40 + one_of(161), n_snps = 1 + one_of(4);
+        double const case_share = 0.2 + 0.6 * u(), missing = one_of(3) == 0 ? 0 : 0.1 * u();
+        std::vector<double> frequencies(std::size_t{1} << n_snps);
+        double sum = 0;
+        for (double& f : frequencies)
+            sum += f = std::pow(u(), 6);
+        bed.assign(n_snps, std::vector<std::uint8_t>((n + 3) / 4));
+        covariates.resize(2);
+        covariates[0].name = "sex";
+        covariates[1].name = "age";
+        double const sex_share = 0.1 + 0.8 * u(), inbreeding = one_of(2) * 0.2 * u();
+        auto const haplotype = [&] {
+            double rest = u() * sum;
+            unsigned h = 0;
+            while (h + 1 < frequencies.size() && (rest -= frequencies[h]) >= 0)
+                ++h;
+            return h;
+        };
+        for (std::uint32_t i = 0; i < n; ++i) {
+            places.push_back(i);
+            is_case.push_back(i < 5 || (i >= 10 && u() < case_share));
+            covariates[0].values.push_back(i % 5 < 2 || u() < sex_share ? i % 2 : 1 - i % 2);
+            covariates[1].values.push_back(50 + 10 * normal(u));
+            unsigned const a = haplotype(), b = u() < inbreeding ? a : haplotype();
+            for (unsigned l = 0; l < n_snps; ++l) {
+                unsigned const codes[] = {3, 2, 0};
+                unsigned const c = u() < missing ? 1 : codes[(a >> l & 1) + (b >> l & 1)];
+                bed[l][i / 4] |= static_cast<std::uint8_t>(c << i % 4 * 2);
+            }
+        }
+        double const fewest[] = {10, 10, 5, 1};
+        copies = fewest[one_of(4)];
+        settings.most_p = 1;
+        settings.mode = static_cast<inheritance>(1 + one_of(4));
+        settings.is_vs_rest = one_of(4) == 0;
+        settings.shows_covariates = true;
+        if (one_of(2) == 0) settings.model = scan::effect_model::retrospective;
+        if (settings.model == scan::effect_model::retrospective && one_of(8) == 0)
+            settings.hw = DISEQUILIBRIUM;
+        if (one_of(3) == 0) settings.interaction = one_of(2) == 0 ? "sex" : "age";
+        description = std::to_string(n) + " subjects, " + std::to_string(n_snps) + " SNPs, mode " +
+                      std::to_string(settings.mode) + ", model " +
+                      std::to_string(static_cast<int>(settings.model)) + ", hw " +
+                      std::to_string(settings.hw) + ", interaction " + settings.interaction;
+    }
+};
+
+void study_windows(unsigned n_windows, unsigned first_seed) {
+    std::map<std::string, unsigned> ends;
+    unsigned odd = 0;
+    for (unsigned seed = first_seed; seed < first_seed + n_windows; ++seed) {
+        random_window const w(seed);
+        bool has_failed = false, is_age = w.settings.interaction == "age";
+        for (scan::effect_row const& row : estimate(w.settings, w.copies, w).rows) {
+            scan::effect_estimate const& e = row.estimate;
+            ++ends[text(e.code)];
+            has_failed = has_failed || e.code == scan::effect_code::no_convergence;
+            // Cannot be: a standard error of a logit above 60, no likelihood ratio, an infinite effect
+            // whose ratio is nothing.
+            bool const has_number = e.code != scan::effect_code::not_identifiable &&
+                                    e.code != scan::effect_code::no_convergence;
+            bool const is_nothing = e.code == scan::effect_code::infinite && e.log_ratio_p > -1e-3;
+            bool const is_vague =
+                row.test.find("age") == row.test.npos && !is_age && e.standard_error > 60;
+            if (has_number && (std::isnan(e.log_ratio_p) || is_nothing || is_vague)) {
+                ++odd;
+                std::printf("odd: seed %u, %s: %s beta %g error %g ln p %g (%s)\n", seed,
+                            row.test.c_str(), text(e.code).c_str(), e.beta, e.standard_error,
+                            e.log_ratio_p, w.description.c_str());
+            }
+        }
+        if (has_failed) std::printf("not converged: seed %u (%s)\n", seed, w.description.c_str());
+        std::fflush(stdout);
+    }
+    for (auto const& [code, rows] : ends)
+        std::printf("%s %u\n", code.c_str(), rows);
+    std::printf("odd %u\n", odd);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    unsigned const n_sets =
-        argc > 1 ? static_cast<unsigned>(std::strtoul(argv[1], nullptr, 10)) : 400;
+    auto const number = [&](int k, unsigned otherwise) {
+        return argc > k ? static_cast<unsigned>(std::strtoul(argv[k], nullptr, 10)) : otherwise;
+    };
+    if (argc > 1 && std::string(argv[1]) == "windows") {
+        study_windows(number(2, 1000), number(3, 1));
+        return 0;
+    }
+    unsigned const n_sets = number(1, 400);
     std::printf("| design, mode | subjects | odds ratio | usual rows | covered | .05 | .01 | "
                 "penalised rows | "
                 "covered | .05 | .01 | infinite | not identifiable | undecided "

@@ -1,7 +1,6 @@
 // Equilibrium first, then rho where the data ask for it; estimates, errors, tests and intervals.
 #include "ggi/case_control_ggi_safeguarded.h"
 
-#include "ggi/engine/profile.h"
 #include "ggi/engine/rho_parameters.h"
 #include "ggi/fitted_model.h"
 #include "ggi/rho_climb.h"
@@ -53,141 +52,61 @@ void report_population(fitted_model const& m, std::vector<double> const& V,
     if (is_estimable) result.rho_error = error();
 }
 
-term_end end_of(fitted_model const& m, std::vector<double> const& A, unsigned term,
-                double estimate) {
-    unsigned const n = m.n_terms(), first = m.first_term();
-    bool runs = false;
-    for (unsigned l = 0; l < n; ++l) {
-        if (A[term * n + l] == 0) continue;
-        if (m.outcome.unidentified[first + l]) return term_end::not_identifiable;
-        runs = runs || m.outcome.direction[first + l] != 0;
-    }
-    if (!runs) return term_end::finite;
-    return estimate < 0 ? term_end::minus_infinity : term_end::plus_infinity;
+// V with a row and a column of 0 before those of `at`.
+std::vector<double> with_gap(std::vector<double> const& V, std::size_t p, std::size_t at) {
+    std::vector<double> wider((p + 1) * (p + 1));
+    for (std::size_t i = 0; i < p; ++i)
+        for (std::size_t j = 0; j < p; ++j)
+            wider[(i + (i >= at)) * (p + 1) + j + (j >= at)] = V[i * p + j];
+    return wider;
 }
 
-// Standard error of the sum of a_l times the n parameters from `first` on.
-double error_of(double const* a, std::size_t n, std::vector<double> const& V, std::size_t p,
-                std::size_t first) {
-    double variance = 0;
-    for (std::size_t l = 0; l < n; ++l)
-        for (std::size_t k = 0; k < n; ++k)
-            variance += a[l] * a[k] * V[(first + l) * p + first + k];
-    return std::sqrt(variance);
+// What is asked of the terms; `first` of them and p parameters.
+std::vector<requested_term> requests_of(fitted_model const& m, safeguarded_settings const& settings,
+                                        std::vector<double> const& A) {
+    std::size_t const n = m.n_terms(), first = m.first_term();
+    std::vector<requested_term> terms(n);
+    for (std::size_t j = 0; j < n; ++j) {
+        terms[j].a.resize(m.model.p);
+        std::copy_n(A.begin() + static_cast<std::ptrdiff_t>(j * n), n,
+                    terms[j].a.begin() + static_cast<std::ptrdiff_t>(first));
+        terms[j].parameter = static_cast<unsigned>(first + j);
+        if (j < settings.requests.size()) terms[j].requests = settings.requests[j];
+    }
+    return terms;
 }
 
-void report_terms(fitted_model const& m, std::vector<double> const& A, std::vector<double> const& V,
-                  safeguarded_result& result) {
-    std::size_t const p = m.model.p, n = m.n_terms(), first = m.first_term();
-    result.terms.assign(
-        n, {term_end::finite, QNAN, QNAN, QNAN, QNAN, QNAN, QNAN, QNAN, QNAN, QNAN, QNAN});
-    for (unsigned j = 0; j < n; ++j) {
-        double const* const a = A.data() + j * n;
-        double estimate = 0;
-        for (std::size_t l = 0; l < n; ++l)
-            estimate += a[l] * m.x[first + l];
-        fitted_term& term = result.terms[j];
-        term.end = end_of(m, A, j, estimate);
-        if (term.end == term_end::finite) {
-            term.estimate = estimate;
-            term.standard_error = error_of(a, n, V, p, first);
-        } else if (term.end != term_end::not_identifiable) {
-            term.estimate = term.end == term_end::plus_infinity ? INF : -INF;
-        }
-    }
-}
-
-// A fit in which a term as it is has the place of its standardised parameter, in the unit of that.
-struct term_fit {
-    unsigned k;
-    double unit;
-    safeguarded_model model;
-    std::vector<double> x;
-
-    term_fit(safeguarded_model const& of, std::vector<double> const& at,
-             std::vector<double> const& A, unsigned first, unsigned n, unsigned term)
-        : k(first + term), unit(A[term * (n + 1)]), model(of), x(at) {
-        std::vector<double> c(of.p);
-        for (unsigned l = 0; l < n; ++l)
-            if (l != term) c[first + l] = A[term * n + l] / unit;
-        if (std::all_of(c.begin(), c.end(), [](double c_l) { return c_l == 0; })) return;
-        model = sheared(of, k, c);
-        for (unsigned l = 0; l < of.p; ++l)
-            x[k] += c[l] * at[l];
-    }
-    void interval(safeguarded_outcome const& outcome, double quantile, double error, double& lower,
-                  double& upper) const {
-        profiled_fit const fit{model, outcome, x.data()};
-        double const distance = error > 0 ? quantile * error / unit : 2;
-        double bound;
-        if (profile_bound(fit, k, -1, quantile, distance, bound) == SUCCESS) lower = bound * unit;
-        if (profile_bound(fit, k, 1, quantile, distance, bound) == SUCCESS) upper = bound * unit;
-    }
-};
-
-// The terms of the parameters `sparse` with the penalty on those.
-void penalise_terms(fitted_model const& m, safeguarded_settings const& settings,
-                    std::vector<double> const& A, std::vector<unsigned> const& sparse,
-                    safeguarded_result& result) {
-    unsigned const n = m.n_terms(), first = m.first_term(), p = m.model.p;
-    safeguarded_model const model = penalised(m.model, sparse);
-    std::vector<double> x = m.x, V(std::size_t{p} * p);
-    for (unsigned const k : sparse)
-        x[k] = start_for_infinite(x[k]);
-    safeguarded_outcome const outcome = safeguarded_fit(model, nullptr, x.data());
-    if (!outcome.has_succeeded() ||
-        safeguarded_covariance(model, outcome, x.data(), V.data()) != SUCCESS)
-        return;
-    for (unsigned const k : sparse) {
-        if (!outcome.is_estimable(k)) continue;
-        unsigned const j = k - first;
-        fitted_term& term = result.terms[j];
-        term_fit const at(model, x, A, first, n, j);
-        term.penalised = at.x[k] * at.unit;
-        term.penalised_error = error_of(A.data() + std::size_t{j} * n, n, V, p, first);
-        double ratio;
-        if (profile_ratio({at.model, outcome, at.x.data()}, at.k, ratio) == SUCCESS)
-            term.penalised_ratio = ratio;
-        at.interval(outcome, settings.quantile, term.penalised_error, term.penalised_lower,
-                    term.penalised_upper);
-    }
-}
-
-void profile_terms(fitted_model const& m, safeguarded_settings const& settings,
-                   std::vector<double> const& A, safeguarded_result& result) {
-    unsigned const n = m.n_terms(), first = m.first_term();
-    std::vector<unsigned> sparse;
-    for (unsigned j = 0; j < std::min<std::size_t>(n, settings.requests.size()); ++j) {
-        fitted_term& term = result.terms[j];
-        if (term.end == term_end::not_identifiable) continue;
-        if (settings.requests[j] & PENALISED) sparse.push_back(first + j);
-        term_fit const at(m.model, m.x, A, first, n, j);
-        if (settings.requests[j] & RATIO) {
-            double ratio;
-            if (profile_ratio({at.model, m.outcome, at.x.data()}, at.k, ratio) == SUCCESS)
-                term.ratio = ratio;
-        }
-        if (settings.requests[j] & INTERVAL)
-            at.interval(m.outcome, settings.quantile, term.standard_error, term.lower, term.upper);
-    }
-    if (!sparse.empty()) penalise_terms(m, settings, A, sparse, result);
-}
-
-void report(fitted_model const& m, safeguarded_settings const& settings,
+// The numbers of m, or of the model `profiled` at m, where rho is 0, if no profile comes above m.
+void report(fitted_model& m, fitted_model& profiled, safeguarded_settings const& settings,
             std::vector<double> const& A, safeguarded_result& result) {
     std::size_t const p = m.model.p;
     std::vector<double> V(p * p);
-    result.log_likelihood = m.outcome.log_likelihood;
-    result.end = m.outcome.end;
     result.status = safeguarded_covariance(m.model, m.outcome, m.x.data(), V.data());
-    if (result.status != SUCCESS) {
-        result.status = NOT_CONVERGED;
-        result.end = fit_end::broken_down;
-        return;
+    if (result.status == SUCCESS) {
+        bool const is_at_zero = &m != &profiled;
+        restart const other = starts_of_rho(profiled);
+        term_estimates const e =
+            estimate_terms({profiled.model, profiled.outcome, profiled.x.data(),
+                            profiled.hw == EQUILIBRIUM ? nullptr : &other},
+                           is_at_zero ? with_gap(V, p, m.n_ratios()) : V,
+                           requests_of(profiled, settings, A), settings.quantile);
+        double const above = e.outcome.log_likelihood - m.outcome.log_likelihood;
+        bool const is_above = e.has_succeeded && above > 0;
+        if (is_above) {
+            profiled.x = e.x;
+            profiled.outcome = e.outcome;
+            if (profiled.hw != EQUILIBRIUM) set_rho_ratio(result.rho_ratio + 2 * above, result);
+        }
+        fitted_model const& reported = is_above ? profiled : m;
+        result.log_likelihood = reported.outcome.log_likelihood;
+        result.end = reported.outcome.end;
+        report_population(reported, is_above ? e.V : V, result);
+        result.terms = e.terms;
+        if (e.has_succeeded) return;
     }
-    report_population(m, V, result);
-    report_terms(m, A, V, result);
-    profile_terms(m, settings, A, result);
+    result.status = NOT_CONVERGED;
+    result.end = fit_end::broken_down;
+    result.terms.clear();
 }
 
 } // namespace
@@ -207,14 +126,13 @@ int case_control_ggi_safeguarded(case_control_ggi_data& data, safeguarded_settin
     result.end = equilibrium.outcome.end;
     result.iterations = equilibrium.outcome.iterations;
     if (!has_succeeded) return result.status = NOT_CONVERGED;
-    if (settings.hw != EQUILIBRIUM) {
-        fitted_model disequilibrium(record.data, DISEQUILIBRIUM, settings.mode);
-        if (climb_rho(equilibrium, frequencies, disequilibrium, result)) {
-            report(disequilibrium, settings, A, result);
-            return result.status;
-        }
-        if (result.status != SUCCESS) return result.status;
+    if (settings.hw == EQUILIBRIUM) {
+        report(equilibrium, equilibrium, settings, A, result);
+        return result.status;
     }
-    report(equilibrium, settings, A, result);
+    fitted_model disequilibrium(record.data, DISEQUILIBRIUM, settings.mode);
+    bool const is_above = climb_rho(equilibrium, frequencies, disequilibrium, result);
+    if (result.status == SUCCESS)
+        report(is_above ? disequilibrium : equilibrium, disequilibrium, settings, A, result);
     return result.status;
 }

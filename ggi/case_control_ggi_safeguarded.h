@@ -17,16 +17,9 @@
 #define QUILMAR_GGI_CASE_CONTROL_GGI_SAFEGUARDED_H
 
 #include "ggi/case_control_ggi_data.h"
-#include "ggi/engine/safeguarded_fit.h"
+#include "ggi/engine/term_estimates.h"
 
 #include <vector>
-
-// What is computed of a term beside estimate and standard error; may be added up.
-enum term_request : unsigned {
-    RATIO = 1,    // likelihood-ratio test that it is 0
-    INTERVAL = 2, // profile interval
-    PENALISED = 4 // all of it with the log-F(1,1) penalty
-};
 
 struct safeguarded_settings {
     unsigned hw;     // EQUILIBRIUM or DISEQUILIBRIUM
@@ -36,22 +29,6 @@ struct safeguarded_settings {
     // ask for it: on an effect beside its interactions it is that at the means of their covariates, on
     // an environment term or interaction that per standard deviation.
     std::vector<unsigned> requests;
-};
-
-enum class term_end { finite, minus_infinity, plus_infinity, not_identifiable };
-
-// A parameter of an effect, an environment term or an interaction, or kappa. What has not been asked
-// for, cannot be had or has failed is not a number.
-struct fitted_term {
-    term_end end;
-    double estimate; // infinite where the maximum is
-    double standard_error;
-    double ratio;        // chi-square with one degree of freedom
-    double lower, upper; // of the profile interval; where the term is infinite, one of them is
-    // With the penalty: estimate, standard error from the penalised information, twice the penalised
-    // log-likelihood above the one with the term 0, where the penalty stays on the others (chi-square
-    // with one degree of freedom), and profile interval.
-    double penalised, penalised_error, penalised_ratio, penalised_lower, penalised_upper;
 };
 
 struct safeguarded_result {
@@ -69,7 +46,8 @@ struct safeguarded_result {
     // is a maximum. p: half of chi-square's with one degree of freedom.
     double rho, rho_error, rho_score, rho_ratio, rho_p;
     // From the first effect on, as parameter_layout puts them: effects, then with covariates kappa,
-    // environment terms and interactions; of effects and interactions two each when codominant.
+    // environment terms and interactions; of effects and interactions two each when codominant. Tests
+    // and intervals are those of the model of `hw`, also where rho is 0 at the maximum.
     std::vector<fitted_term> terms;
 };
 

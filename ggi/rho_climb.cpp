@@ -7,10 +7,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 
 namespace {
 
-constexpr double INFINITE_START = 4;
 constexpr double SAME = 1e-6;    // twice a difference of log-likelihoods that is rounding
 constexpr double SMALL_S = 1e-6; // s below which rho may be on a way to 0
 constexpr double RHO_GRID[] = {.3, .1, .03, .01, .003, .001, .0003, .0001};
@@ -30,18 +30,7 @@ bool start_rho(double share, fitted_model const& equilibrium, double const* freq
         m.x[n + 1 + e] =
             (e < effects ? share : 1) * (is_estimable(n + e) ? b : start_for_infinite(b));
     }
-    double const f = m.frequencies().back();
-    std::vector<double> g(m.model.p);
-    double best = -INF, best_t = 0;
-    for (double const rho : RHO_GRID) {
-        double L;
-        m.x[n] = t_of_rho(rho, f);
-        if (m.model.evaluate(m.x.data(), L, g.data()) != SUCCESS || !(L > best)) continue;
-        best = L;
-        best_t = m.x[n];
-    }
-    m.x[n] = best_t;
-    return best > -INF;
+    return go_to_best(starts_of_rho(m), m.model, m.x.data());
 }
 
 // Climbs in t, and where that has no end or an end at s = 0 with more than the equilibrium's
@@ -66,10 +55,30 @@ bool climb_from(double share, safeguarded_model const& plain, fitted_model const
     return has_succeeded;
 }
 
+// The outcome of an equilibrium fit with a parameter more, which is held.
+safeguarded_outcome with_rho_at_zero(safeguarded_outcome out, std::ptrdiff_t at) {
+    out.score.insert(out.score.begin() + at, 0);
+    out.direction.insert(out.direction.begin() + at, 0);
+    out.unidentified.insert(out.unidentified.begin() + at, 0);
+    out.held.insert(out.held.begin() + at, 1);
+    return out;
+}
+
 } // namespace
 
-double start_for_infinite(double estimate) {
-    return std::max(-INFINITE_START, std::min(estimate, INFINITE_START));
+restart starts_of_rho(fitted_model const& m) {
+    double const f = m.frequencies().back();
+    restart starts{m.n_ratios(), {}};
+    for (double const rho : RHO_GRID) {
+        double const t = t_of_rho(rho, f);
+        starts.values.push_back(m.is_logarithmic ? -std::log(s_of_t(t)) : t);
+    }
+    return starts;
+}
+
+void set_rho_ratio(double ratio, safeguarded_result& result) {
+    result.rho_ratio = ratio;
+    result.rho_p = std::erfc(std::sqrt(ratio / 2)) / 2;
 }
 
 bool climb_rho(fitted_model const& equilibrium, double const* frequencies, fitted_model& m,
@@ -105,12 +114,12 @@ bool climb_rho(fitted_model const& equilibrium, double const* frequencies, fitte
         result.end = m.outcome.has_succeeded() ? fit_end::broken_down : m.outcome.end;
         return false;
     }
-    if (best_x.empty()) return false;
-    m.x = best_x;
-    m.outcome = best_outcome;
+    bool const is_above = !best_x.empty();
+    m.x = is_above ? best_x : at;
+    m.outcome = is_above ? best_outcome : with_rho_at_zero(equilibrium.outcome, K - 1);
     m.is_logarithmic = is_logarithmic;
     m.model = is_logarithmic ? logarithmic_in_s(plain, K) : regular_at_zero(plain, K);
-    result.rho_ratio = 2 * (best - at_equilibrium);
-    result.rho_p = std::erfc(std::sqrt(result.rho_ratio / 2)) / 2;
+    if (!is_above) return false;
+    set_rho_ratio(2 * (best - at_equilibrium), result);
     return true;
 }

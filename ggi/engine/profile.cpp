@@ -11,10 +11,12 @@
 
 namespace {
 
+constexpr double INFINITE_START = 4;
 constexpr double LONGEST_START = 4; // for the first distance, in which no effect is looked for
 constexpr double FARTHEST = 200;    // distance at which the profile counts as flat
 constexpr unsigned MOST_FITS = 60;  // for one root
-constexpr double ROOT_TOLERANCE = 1e-4;
+// |q| less the quantile from which one more step of Newton's method ends below 1e-8.
+constexpr double ROOT_TOLERANCE = 1e-5;
 constexpr double BETTER = 1e-6; // by which a profile proves the fit not to be the maximum
 
 // Fits with one parameter fixed, each from the estimates of the one before.
@@ -23,22 +25,76 @@ struct profile {
     unsigned k;
     std::vector<double> x;
     std::vector<char> is_fixed;
+    double slope; // of |q| in b, at the last b
 
     profile(profiled_fit const& of, unsigned parameter)
-        : fit(of), k(parameter), x(of.x, of.x + of.model.p), is_fixed(of.model.p) {
+        : fit(of), k(parameter), x(of.x, of.x + of.model.p), is_fixed(of.model.p), slope(QNAN) {
         is_fixed[k] = 1;
+        for (unsigned l = 0; l < of.model.p; ++l)
+            if (!of.outcome.is_estimable(l)) x[l] = start_for_infinite(x[l]);
     }
     // Twice the distance of l_p(b) below the maximum, or not a number.
     double ratio(double b) {
         x[k] = b;
-        safeguarded_outcome const out = safeguarded_fit(fit.model, &is_fixed, x.data());
+        safeguarded_outcome const out = best_fit(fit.model, fit.other, &is_fixed, x.data());
         double const distance = fit.outcome.log_likelihood - out.log_likelihood;
+        if (out.has_succeeded() && distance < -BETTER && fit.higher != nullptr) *fit.higher = x;
         if (!out.has_succeeded() || distance < -BETTER) return QNAN;
-        return 2 * std::max(distance, 0.0);
+        double const ratio = 2 * std::max(distance, 0.0);
+        slope = -out.score[k] / std::sqrt(ratio);
+        return ratio;
+    }
+};
+
+// Distances from an origin between which |q| is the quantile, with |q| less the quantile there.
+struct bracket {
+    double low, excess_low, high, excess_high;
+
+    // Is the root at the distance of the bound?
+    bool is_found() const { return high > low; }
+    double middle() const {
+        return std::isfinite(excess_low)
+                   ? (low * excess_high - high * excess_low) / (excess_high - excess_low)
+                   : (low + high) / 2;
+    }
+    void narrow(double distance, double excess) {
+        (excess < 0 ? low : high) = distance;
+        (excess < 0 ? excess_low : excess_high) = excess;
     }
 };
 
 } // namespace
+
+double start_for_infinite(double estimate) {
+    return std::max(-INFINITE_START, std::min(estimate, INFINITE_START));
+}
+
+bool go_to_best(restart const& other, safeguarded_model const& model, double* x) {
+    double best = -INF, best_value = 0, L;
+    std::vector<double> g(model.p);
+    for (double const value : other.values) {
+        x[other.parameter] = value;
+        if (model.evaluate(x, L, g.data()) != SUCCESS || !(L > best)) continue;
+        best = L;
+        best_value = value;
+    }
+    x[other.parameter] = best_value;
+    return best > -INF;
+}
+
+safeguarded_outcome best_fit(safeguarded_model const& model, restart const* other,
+                             std::vector<char> const* is_fixed, double* x) {
+    std::vector<double> second(x, x + model.p);
+    bool const has_second = other != nullptr && go_to_best(*other, model, second.data());
+    safeguarded_outcome const first = safeguarded_fit(model, is_fixed, x);
+    if (!has_second) return first;
+    safeguarded_outcome const out = safeguarded_fit(model, is_fixed, second.data());
+    bool const is_better = out.has_succeeded() &&
+                           !(first.has_succeeded() && first.log_likelihood >= out.log_likelihood);
+    if (!is_better) return first;
+    std::copy(second.begin(), second.end(), x);
+    return out;
+}
 
 int profile_bound(profiled_fit const& fit, unsigned k, int side, double quantile, double start,
                   double& bound) {
@@ -52,38 +108,33 @@ int profile_bound(profiled_fit const& fit, unsigned k, int side, double quantile
     auto const excess = [&](double distance) {
         return std::sqrt(at.ratio(origin + side * distance)) - quantile;
     };
-    double low = runs != 0 ? -FARTHEST : 0, excess_low = -quantile;
-    double high = runs != 0 ? 0 : std::min(start, LONGEST_START), excess_high = excess(high);
-    for (double step = std::max(high, 1.0); excess_high < 0; step *= 2) {
-        if (high > FARTHEST) return SUCCESS;
-        low = high;
-        excess_low = excess_high;
-        high += step;
-        excess_high = excess(high);
+    double distance = runs != 0 ? 0 : std::min(start, LONGEST_START), value = excess(distance);
+    bracket range{runs != 0 ? -FARTHEST : 0, runs != 0 ? -INF : -quantile, distance, value};
+    for (double step = std::max(distance, 1.0); value < 0; step *= 2) {
+        if (distance > FARTHEST) return SUCCESS;
+        range.narrow(distance, value);
+        distance += step;
+        range.high = distance;
+        range.excess_high = value = excess(distance);
     }
-    for (double step = 2; low == -FARTHEST && high > low; step *= 2) {
-        double const next = high - step, value = excess(next);
-        (value < 0 ? low : high) = next;
-        (value < 0 ? excess_low : excess_high) = value;
+    for (double step = 2; range.low == -FARTHEST && range.is_found(); step *= 2) {
+        distance = std::max(range.high - step, -FARTHEST);
+        range.narrow(distance, value = excess(distance));
     }
-    if (!(high > low)) return NOT_CONVERGED;
-    // Regula falsi on the signed root of the ratio, which is nearly linear; the value of an end that
-    // stays is halved.
-    double root = high, value = excess_high;
-    int stays = 0;
-    for (unsigned n = 0; n < MOST_FITS && std::fabs(value) > ROOT_TOLERANCE; ++n) {
-        root = (low * excess_high - high * excess_low) / (excess_high - excess_low);
-        value = excess(root);
+    if (!range.is_found()) return NOT_CONVERGED;
+    for (unsigned n = 0; n < MOST_FITS; ++n) {
+        double const newton = distance - side * value / at.slope;
+        bool const is_inside = newton > range.low && newton < range.high;
+        if (std::fabs(value) <= ROOT_TOLERANCE) {
+            bound = origin + side * (is_inside ? newton : distance);
+            return SUCCESS;
+        }
+        distance = is_inside ? newton : range.middle();
+        value = excess(distance);
         if (std::isnan(value)) break;
-        bool const is_low = value < 0;
-        (is_low ? low : high) = root;
-        (is_low ? excess_low : excess_high) = value;
-        if (stays == (is_low ? 1 : -1)) (is_low ? excess_high : excess_low) /= 2;
-        stays = is_low ? 1 : -1;
+        range.narrow(distance, value);
     }
-    if (!(std::fabs(value) <= ROOT_TOLERANCE)) return NOT_CONVERGED;
-    bound = origin + side * root;
-    return SUCCESS;
+    return NOT_CONVERGED;
 }
 
 int profile_ratio(profiled_fit const& fit, unsigned k, double& ratio) {

@@ -2,6 +2,7 @@
 // directions without information are told apart by following them.
 #include "ggi/engine/safeguarded_fit.h"
 
+#include "ggi/engine/scaled_information.h"
 #include "numeric/nutil.h"
 #include "numeric/status_code.h"
 
@@ -11,81 +12,21 @@
 
 namespace {
 
-constexpr unsigned MOST_ITERATIONS = 200;
-constexpr double LONGEST_STEP = 4;       // in units
-constexpr double CONVERGED = 1e-10;      // decrements
-constexpr double RIDGE = 1e-5;           // below which a long step means a ridge
-constexpr double RUNNING = 0.2;          // a long step, in units
-constexpr double FAR = 20;               // steps along a ridge, each of which leaves 1 / e of it
-constexpr double SMALLEST_PIVOT = 1e-10; // of C, below which it counts as singular
-constexpr double INVOLVED = 1e-4;        // share of a null vector's largest component
-constexpr double FLAT = 3e-7;            // score along a null vector that is rounding
-
-// The information of the free parameters scaled to unit diagonal, and its Cholesky factor.
-struct scaled_information {
-    std::size_t m;
-    std::vector<double> C, L, scale;
-    double pivot; // the last one of a factorisation that failed
-
-    // From the rows and columns of H (p x p, lower triangle) that are free.
-    void take(std::vector<unsigned> const& free, std::size_t p, std::vector<double> const& H) {
-        m = free.size();
-        for (std::size_t i = 0; i < m; ++i) {
-            double const h = std::fabs(H[free[i] * (p + 1)]);
-            scale[i] = h > 0 ? std::sqrt(h) : 1;
-        }
-        for (std::size_t i = 0; i < m; ++i)
-            for (std::size_t j = 0; j <= i; ++j)
-                C[i * m + j] = H[free[i] * p + free[j]] / (scale[i] * scale[j]);
-    }
-    // L L' = C + lambda I; the first row whose pivot vanishes or is negative, or m.
-    std::size_t factorise(double lambda) {
-        for (std::size_t i = 0; i < m; ++i) {
-            double* const row = L.data() + i * m;
-            for (std::size_t j = 0; j <= i; ++j) {
-                double const* const other = L.data() + j * m;
-                double sum = C[i * m + j] + (i == j ? lambda : 0);
-                for (std::size_t k = 0; k < j; ++k)
-                    sum -= row[k] * other[k];
-                if (i != j) {
-                    row[j] = sum / other[j];
-                } else if (sum > SMALLEST_PIVOT) {
-                    row[i] = std::sqrt(sum);
-                } else {
-                    pivot = sum;
-                    return i;
-                }
-            }
-        }
-        return m;
-    }
-    // y := L^-T y for the first n rows.
-    void solve_transposed(std::size_t n, double* y) const {
-        for (std::size_t i = n; i-- > 0;) {
-            y[i] /= L[i * m + i];
-            for (std::size_t k = 0; k < i; ++k)
-                y[k] -= L[i * m + k] * y[i];
-        }
-    }
-    // y := (L L')^-1 y.
-    void solve(double* y) const {
-        for (std::size_t i = 0; i < m; ++i) {
-            for (std::size_t k = 0; k < i; ++k)
-                y[i] -= L[i * m + k] * y[k];
-            y[i] /= L[i * m + i];
-        }
-        solve_transposed(m, y);
-    }
-    // v with v_j = 1, none after j and (C v)_i = 0 before j, for the row j of a failed factorisation:
-    // v'C v is its pivot.
-    void null_vector(std::size_t j, double* v) const {
-        std::fill(v, v + m, 0.0);
-        for (std::size_t k = 0; k < j; ++k)
-            v[k] = -L[j * m + k];
-        solve_transposed(j, v);
-        v[j] = 1;
-    }
-};
+constexpr unsigned MOST_ITERATIONS = 500;
+constexpr double LONGEST_STEP = 4;  // in units; doubled after a step as long as allowed
+constexpr double CONVERGED = 1e-10; // decrements
+constexpr double DRIFT = 1e-6;      // and where C is not definite
+constexpr double GONE = 1e-12;      // score and information of one that is at infinity
+constexpr double RIDGE = 1e-5;      // below which a long step means a ridge
+constexpr double RUNNING = 0.2;     // a long step, in units
+constexpr double FAR = 20;          // steps along a ridge, each of which leaves 1 / e of it
+constexpr double SAFE_PIVOT = 1e-8; // above which the last step does not make it so
+constexpr double PULLED = 1e-5;     // score of a parameter that must not be held, per unit
+constexpr unsigned MOST_RELEASES = 5;
+constexpr double MOST_ERROR = 60; // that an estimate has, in units
+constexpr double INVOLVED = 1e-4; // share of a null vector's largest component
+constexpr double FLAT = 3e-7;     // score along a null vector that is rounding
+constexpr double STRAIGHT = 1e-9; // curvature per square unit that bends nothing
 
 // One fit: its parameters, its work arrays and the quantities of the last evaluation.
 struct climb {
@@ -93,19 +34,24 @@ struct climb {
     double* x;
     safeguarded_outcome& out;
     std::size_t p;
-    std::vector<unsigned> free;
+    std::vector<unsigned> free, estimated; // now, and all that the caller does not hold
     std::vector<double> g, H, step, trial, at_trial, v;
     scaled_information information;
-    // The first null vector of C, in its scale and as a direction, and its pivot.
+    // The first null vector of C, in its scale and as a direction.
     std::vector<double> null_vector, null_direction;
-    double null_pivot;
-    double L;
+    std::vector<double> saddle_direction; // in which C is not definite
+    double L, longest_step;
+    unsigned releases;
     bool is_here; // the last evaluation was at x, where the model is asked for the information
 
     climb(safeguarded_model const& of, double* start, safeguarded_outcome& outcome)
         : model(of), x(start), out(outcome), p(of.p), g(p), H(p * p), step(p), trial(p),
           at_trial(p), v(p), information{0, H, H, g, 0}, null_vector(p), null_direction(p),
-          null_pivot(0), L(QNAN), is_here(false) {}
+          saddle_direction(p), L(QNAN), longest_step(LONGEST_STEP), releases(0), is_here(false) {
+        for (unsigned k = 0; k < p; ++k)
+            if (!out.held[k]) free.push_back(k);
+        estimated = free;
+    }
 
     double unit(unsigned k) const { return model.units == nullptr ? 1 : model.units[k]; }
     bool is_finite(int status, double value, std::vector<double> const& score) const {
@@ -168,10 +114,23 @@ struct climb {
 
     enum class definiteness { definite, flat, shifted };
 
+    // Holds those that have gone to infinity while others are on their way: a step for what rounding
+    // leaves of them would lead anywhere.
+    void hold_those_gone() {
+        for (std::size_t i = free.size(); i-- > 0;) {
+            unsigned const k = free[i];
+            double const u = unit(k), h = std::fabs(H[k * (p + 1)]);
+            bool const is_gone = std::fabs(x[k]) > 30 * u && std::fabs(g[k]) * u < GONE;
+            if (!is_gone || h * u * u >= GONE || g[k] * x[k] < 0) continue;
+            out.direction[k] = x[k] > 0 ? 1 : -1;
+            hold(k);
+        }
+    }
     // Newton's step and decrement at x. Parameters along whose null vector neither score nor
     // information is left stay where they are: a shift for their sake would hold up those that run.
     definiteness newton() {
         model.information(H.data());
+        hold_those_gone();
         std::vector<unsigned> active = free;
         definiteness found = definiteness::definite;
         while (true) {
@@ -183,11 +142,14 @@ struct climb {
             if (found == definiteness::definite) {
                 null_vector = v;
                 null_direction = trial;
-                null_pivot = information.pivot;
             }
             found = definiteness::flat;
-            if (is_saddle(information.pivot) || std::fabs(along(trial)) > FLAT) {
+            unsigned where = 0;
+            double const length = longest(trial, where);
+            bool const is_bent = -information.pivot > STRAIGHT * length * length;
+            if ((is_saddle(information.pivot) && is_bent) || std::fabs(along(trial)) > FLAT) {
                 found = definiteness::shifted;
+                saddle_direction = trial;
                 break;
             }
             active.erase(active.begin() + static_cast<std::ptrdiff_t>(failed));
@@ -204,38 +166,53 @@ struct climb {
         return found;
     }
     static bool is_saddle(double pivot) { return pivot < -1e3 * SMALLEST_PIVOT; }
-    // Bounds the step; the slope of the log-likelihood along it.
+    // What the log-likelihood gains along a direction if it is a parabola.
+    double gain(std::vector<double> const& direction) const {
+        double bend = 0;
+        for (unsigned const k : free)
+            for (unsigned const l : free)
+                bend += H[std::max(k, l) * p + std::min(k, l)] * direction[k] * direction[l];
+        return along(direction) - bend / 2;
+    }
+    // Bounds the components of the step, or where they keep to a narrow ridge only together, its
+    // length; the slope of the log-likelihood along it.
     double bound_step() {
+        unsigned where = 0;
+        double const length = longest(step, where);
+        if (length <= longest_step) return along(step);
         std::copy(step.begin(), step.end(), trial.begin());
         for (unsigned const k : free) {
-            double const most = LONGEST_STEP * unit(k);
+            double const most = longest_step * unit(k);
             trial[k] = std::max(-most, std::min(most, step[k]));
         }
-        double slope = along(trial);
-        if (!(slope > 0)) {
-            unsigned where = 0;
-            double const shorter = std::min(1.0, LONGEST_STEP / longest(step, where));
-            for (unsigned const k : free)
-                trial[k] = shorter * step[k];
-            slope = along(trial);
-        }
-        step.swap(trial);
-        return slope;
+        for (unsigned const k : free)
+            step[k] *= longest_step / length;
+        if (along(trial) > 0 && gain(trial) > gain(step)) step.swap(trial);
+        return along(step);
     }
     // A step that raises the log-likelihood by enough, or that changes it no more than rounding.
     bool ascend() {
         double const slope = bound_step();
+        unsigned where = 0;
+        bool const is_cut = longest(step, where) >= longest_step;
         for (double t = 1; t > 1e-12; t /= 2)
-            if (try_step(t, step, L + 1e-4 * t * slope - noise())) return true;
+            if (try_step(t, step, L + 1e-4 * t * slope - noise())) {
+                if (is_cut) longest_step = std::max(LONGEST_STEP, 2 * t * longest_step);
+                return true;
+            }
         return false;
     }
-    // Away from a point that is no maximum along v.
-    bool leave_saddle() {
+    // Away from a point that is no maximum along a direction.
+    bool leave_saddle(std::vector<double> const& direction) {
         unsigned where = 0;
-        double const length = longest(v, where);
-        for (double t = 1; length > 0 && t > 1e-3; t /= 2)
+        double const length = longest(direction, where);
+        double const least = L + std::max(1e3 * noise(), out.decrement);
+        for (double t = longest_step; length > 0 && t > 1e-3; t /= 2)
             for (double const sign : {1.0, -1.0})
-                if (try_step(sign * t / length, v, L + 1e3 * noise())) return true;
+                if (try_step(sign * t / length, direction, least)) {
+                    longest_step = std::max(LONGEST_STEP, 2 * t);
+                    return true;
+                }
         return false;
     }
 
@@ -306,28 +283,62 @@ struct climb {
         hold(free[where]);
     }
 
+    // Marks the parameters of which a definite matrix says nothing, and holds the one of which it says
+    // least; is there one?
+    bool settle_vague_ones() {
+        double most = 0;
+        unsigned vaguest = 0;
+        for (std::size_t j = 0; j < free.size(); ++j) {
+            double const error = information.error(j, v.data()) / unit(free[j]);
+            if (!(error > MOST_ERROR)) continue;
+            out.unidentified[free[j]] = 1;
+            if (error <= most) continue;
+            most = error;
+            vaguest = free[j];
+        }
+        if (most > 0) hold(vaguest);
+        return most > 0;
+    }
+    // Frees all again where one was held too early: the log-likelihood rises along it.
+    bool release() {
+        bool const is_pulled = std::any_of(estimated.begin(), estimated.end(), [this](unsigned k) {
+            return out.held[k] && std::fabs(g[k]) * unit(k) > PULLED;
+        });
+        if (!is_pulled || ++releases > MOST_RELEASES) return false;
+        for (unsigned const k : estimated)
+            out.direction[k] = out.unidentified[k] = out.held[k] = 0;
+        free = estimated;
+        return true;
+    }
+    // The last step, but not where the matrix could be singular after it, which no standard error
+    // survives.
+    fit_end finish() {
+        if (information.pivot > SAFE_PIVOT) try_step(1, step, L - noise());
+        ++out.iterations;
+        return fit_end::converged;
+    }
+
     fit_end run() {
         while (true) {
             if (!is_here && !evaluate()) return fit_end::broken_down;
-            if (free.empty()) return fit_end::converged;
+            if (free.empty() && !release()) return fit_end::converged;
             definiteness const found = newton();
             if (found != definiteness::shifted && is_on_ridge()) {
                 follow_ridge();
                 if (++out.iterations >= MOST_ITERATIONS) return fit_end::limit_reached;
                 continue;
             }
-            if (found != definiteness::definite && out.decrement <= CONVERGED) {
+            bool const is_saddled = found == definiteness::shifted && out.decrement <= RIDGE;
+            if (is_saddled && leave_saddle(saddle_direction)) {
+                // The climb goes on from there.
+            } else if (out.decrement > (found == definiteness::shifted ? DRIFT : CONVERGED)) {
+                if (!ascend()) return fit_end::broken_down;
+            } else if (found != definiteness::definite) {
                 v = null_direction;
-                if (!is_saddle(null_pivot) || !leave_saddle()) {
-                    settle_null_vector(null_vector);
-                    continue;
-                }
-            } else if (out.decrement <= CONVERGED) {
-                try_step(1, step, L - noise());
-                ++out.iterations;
-                return fit_end::converged;
-            } else if (!ascend()) {
-                return fit_end::broken_down;
+                settle_null_vector(null_vector);
+                continue;
+            } else if (!settle_vague_ones() && !release()) {
+                return finish();
             }
             if (++out.iterations >= MOST_ITERATIONS) return fit_end::limit_reached;
         }
@@ -340,16 +351,13 @@ safeguarded_outcome safeguarded_fit(safeguarded_model const& model,
                                     std::vector<char> const* is_fixed, double* x) {
     unsigned const p = model.p;
     safeguarded_outcome out{
-        fit_end::converged,  0, QNAN, 0, std::vector<int>(p), std::vector<char>(p),
+        fit_end::converged,  0, QNAN, 0, {}, std::vector<int>(p), std::vector<char>(p),
         std::vector<char>(p)};
+    if (is_fixed != nullptr) out.held = *is_fixed;
     climb fit(model, x, out);
-    for (unsigned k = 0; k < p; ++k)
-        if (is_fixed != nullptr && (*is_fixed)[k])
-            out.held[k] = 1;
-        else
-            fit.free.push_back(k);
     out.end = fit.run();
     out.log_likelihood = fit.L;
+    out.score = fit.g;
     if (out.end != fit_end::converged) return out;
     auto const has = [](auto const& flags) {
         return std::any_of(flags.begin(), flags.end(), [](int flag) { return flag != 0; });
@@ -372,7 +380,11 @@ int safeguarded_covariance(safeguarded_model const& model, safeguarded_outcome c
     model.information(H.data());
     scaled_information information{0, H, H, g, 0};
     information.take(free, p, H);
-    if (information.factorise(0) < free.size()) return NOT_FINITE;
+    for (std::size_t j; (j = information.factorise(0)) < free.size();
+         information.take(free, p, H)) {
+        V[free[j] * (p + 1)] = QNAN;
+        free.erase(free.begin() + static_cast<std::ptrdiff_t>(j));
+    }
     for (std::size_t j = 0; j < free.size(); ++j) {
         if (!outcome.is_estimable(free[j])) continue;
         std::fill(column.begin(), column.end(), 0.0);

@@ -35,18 +35,20 @@ enum class fit_end {
     converged,        // a maximum with finite parameters
     infinite,         // some parameters run to infinity, the others are at their limits
     not_identifiable, // some cannot be told apart, the others are at the maximum; some may run too
-    limit_reached,    // 200 iterations were not enough
+    limit_reached,    // 500 iterations were not enough
     broken_down       // no step raises the log-likelihood, or it is not finite at the start
 };
 
 struct safeguarded_outcome {
     fit_end end;
     unsigned iterations;
-    double log_likelihood; // where parameters run, the limit to which it rises
-    double decrement;      // delta of the last iteration
+    double log_likelihood;     // where parameters run, the limit to which it rises
+    double decrement;          // delta of the last iteration
+    std::vector<double> score; // at the estimates; 0 but for those that are held
     // Per parameter: -1 or 1 where it runs to minus or plus infinity, else 0.
     std::vector<int> direction;
-    // Per parameter: does it belong to those that cannot be told apart?
+    // Per parameter: does it belong to those that cannot be told apart, or is its standard error above
+    // 60 units?
     std::vector<char> unidentified;
     // Per parameter: was it held, by the caller or because of one of the above? Covariances are
     // those of the others.
@@ -68,7 +70,8 @@ safeguarded_outcome safeguarded_fit(safeguarded_model const& model,
 
 // Covariance matrix V (p x p, all of it) at the parameters x of a fit that has succeeded: the inverse
 // of the information without the rows that were held. Rows and columns of parameters that are held or
-// not estimable are 0. Returns SUCCESS, or NOT_FINITE where the matrix is not definite, with V 0.
+// not estimable are 0; so are those of one with which the matrix is not definite after all, whose
+// variance is not a number. Returns SUCCESS, or NOT_FINITE where there is no information, with V 0.
 int safeguarded_covariance(safeguarded_model const& model, safeguarded_outcome const& outcome,
                            double const* x, double* V);
 

@@ -91,34 +91,6 @@ std::size_t place_of(planned_row const& p, haplotype_terms const& terms) {
     return p.code + (p.is_interaction ? terms.n_codes() + 2 : 0);
 }
 
-// Of a term that is sparse: with the penalty, but for an infinite estimate.
-effect_estimate estimate_of(fitted_term const& term, term_support support, double quantile) {
-    if (term.end == term_end::not_identifiable)
-        return failed_estimate(effect_code::not_identifiable);
-    bool const is_sparse = support.is_sparse, is_finite = term.end == term_end::finite;
-    if (is_sparse && std::isnan(term.penalised))
-        return failed_estimate(effect_code::no_convergence);
-    effect_estimate e;
-    e.log_ratio_p = log_p_chi_square(is_sparse ? term.penalised_ratio : term.ratio, 1);
-    e.beta = is_sparse && is_finite ? term.penalised : term.estimate;
-    e.lower = is_sparse ? term.penalised_lower : term.lower;
-    e.upper = is_sparse ? term.penalised_upper : term.upper;
-    if (is_finite) {
-        e.standard_error = is_sparse ? term.penalised_error : term.standard_error;
-        e.z = e.beta / e.standard_error;
-        if (!is_sparse) {
-            e.lower = e.beta - quantile * e.standard_error;
-            e.upper = e.beta + quantile * e.standard_error;
-        }
-        e.code = is_sparse ? effect_code::penalised : effect_code::none;
-    } else {
-        (term.end == term_end::plus_infinity ? e.upper : e.lower) = term.estimate;
-        e.code = is_sparse ? effect_code::infinite_penalised : effect_code::infinite;
-    }
-    choose_p(support, e);
-    return e;
-}
-
 effect_estimate rho_estimate(safeguarded_result const& fit) {
     effect_estimate e;
     e.beta = fit.rho;
@@ -128,28 +100,15 @@ effect_estimate rho_estimate(safeguarded_result const& fit) {
     return e;
 }
 
-// The fit; of sparse terms with the penalty, of infinite ones that are not sparse with intervals.
-int fit_terms(effect_input const& input, haplotype_terms const& terms,
-              std::vector<planned_row> const& planned, double const* frequencies,
-              case_control_ggi_data& data, double quantile, safeguarded_result& fit) {
+// What the fit is asked for.
+safeguarded_settings settings_of(effect_input const& input, haplotype_terms const& terms,
+                                 std::vector<planned_row> const& planned, double quantile) {
     safeguarded_settings settings{input.settings.hw, input.settings.mode, quantile, {}};
     settings.requests.resize(n_reported(input, terms), 0);
-    for (planned_row const& p : planned) {
-        settings.requests[place_of(p, terms)] = RATIO;
-        if (p.support.is_sparse) settings.requests[place_of(p, terms)] |= PENALISED;
-    }
-    if (input.has_interaction()) settings.requests[terms.n_codes() + 1] = RATIO;
-    int const status = case_control_ggi_safeguarded(data, settings, frequencies, fit);
-    bool is_infinite = false;
-    for (planned_row const& p : planned) {
-        term_end const end =
-            status == SUCCESS ? fit.terms[place_of(p, terms)].end : term_end::finite;
-        if (p.support.is_sparse || end == term_end::finite || end == term_end::not_identifiable)
-            continue;
-        settings.requests[place_of(p, terms)] |= INTERVAL;
-        is_infinite = true;
-    }
-    return is_infinite ? case_control_ggi_safeguarded(data, settings, frequencies, fit) : status;
+    for (planned_row const& p : planned)
+        settings.requests[place_of(p, terms)] = requests_of(p.support);
+    if (input.has_interaction()) settings.requests[terms.n_codes() + 1] = requests_of({});
+    return settings;
 }
 
 } // namespace
@@ -177,7 +136,8 @@ std::vector<effect_row> estimate_retrospective(effect_input const& input,
     int status = case_control_ggi_init(r.data, EQUILIBRIUM, 0, frequencies.data());
     if (status == SUCCESS) {
         set_terms(input, terms, r.data);
-        status = fit_terms(input, terms, planned, frequencies.data(), r.data, quantile, fit);
+        status = case_control_ggi_safeguarded(r.data, settings_of(input, terms, planned, quantile),
+                                              frequencies.data(), fit);
     }
     std::vector<effect_row> rows;
     auto const add = [&](effect_row const& row, effect_estimate const& estimate) {

@@ -2,138 +2,9 @@
 
 #include "scan/score/tails.h"
 
-#include "ggi/engine/profile.h"
-#include "numeric/status_code.h"
-
-#include <algorithm>
 #include <cmath>
-#include <cstddef>
-#include <memory>
-#include <optional>
 
 namespace scan {
-
-namespace {
-
-// Where a penalised fit begins for a parameter that runs to infinity.
-constexpr double FARTHEST_START = 4;
-// Distance at which the bound of an infinite estimate is looked for first.
-constexpr double FIRST_DISTANCE = 2;
-
-// A model with its maximum.
-struct fitted {
-    safeguarded_model model;
-    std::vector<double> x;
-    safeguarded_outcome outcome;
-    std::vector<double> covariance;
-
-    fitted(safeguarded_model const& m, double const* start)
-        : model(m), x(start, start + m.p), outcome(safeguarded_fit(model, nullptr, x.data())),
-          covariance(std::size_t{m.p} * m.p) {
-        has_succeeded =
-            outcome.has_succeeded() &&
-            safeguarded_covariance(model, outcome, x.data(), covariance.data()) == SUCCESS;
-    }
-
-    bool has_succeeded;
-
-    double standard_error(unsigned k) const {
-        return std::sqrt(covariance[std::size_t{k} * model.p + k]);
-    }
-
-    // ln p of the likelihood ratio, nan where it fails.
-    double log_ratio_p(unsigned k) const {
-        double ratio;
-        if (profile_ratio({model, outcome, x.data()}, k, ratio) != SUCCESS)
-            return effect_estimate::NONE;
-        return log_p_chi_square(ratio, 1);
-    }
-
-    double bound(unsigned k, int side, double quantile, double start) const {
-        double b;
-        int const status = profile_bound({model, outcome, x.data()}, k, side, quantile, start, b);
-        return status == SUCCESS ? b : effect_estimate::NONE;
-    }
-};
-
-effect_estimate wald(fitted const& fit, unsigned k, double quantile) {
-    effect_estimate e;
-    e.beta = fit.x[k];
-    e.standard_error = fit.standard_error(k);
-    e.lower = e.beta - quantile * e.standard_error;
-    e.upper = e.beta + quantile * e.standard_error;
-    e.z = e.beta / e.standard_error;
-    e.log_ratio_p = fit.log_ratio_p(k);
-    return e;
-}
-
-// Of the penalised fit, with the bounds of its profile.
-effect_estimate sparse_estimate(fitted const& penalised_fit, unsigned k, double quantile) {
-    effect_estimate e = wald(penalised_fit, k, quantile);
-    double const start = quantile * std::min(e.standard_error, FIRST_DISTANCE);
-    e.lower = penalised_fit.bound(k, -1, quantile, start);
-    e.upper = penalised_fit.bound(k, 1, quantile, start);
-    e.code = effect_code::penalised;
-    return e;
-}
-
-// An estimate at infinity. `profiled`: the fit whose profile bounds it on the other side, and that
-// tests it.
-effect_estimate infinite_estimate(fitted const& profiled, unsigned k, int direction,
-                                  double quantile) {
-    double const infinity = std::numeric_limits<double>::infinity();
-    effect_estimate e;
-    e.beta = direction * infinity;
-    double const bound = profiled.bound(k, -direction, quantile, FIRST_DISTANCE);
-    e.lower = direction > 0 ? bound : -infinity;
-    e.upper = direction > 0 ? infinity : bound;
-    e.log_ratio_p = profiled.log_ratio_p(k);
-    e.code = effect_code::infinite;
-    return e;
-}
-
-void divide(effect_estimate& e, double unit) {
-    for (double* const value : {&e.beta, &e.standard_error, &e.lower, &e.upper})
-        *value /= unit;
-}
-
-std::vector<reported_parameter> sparse_ones(std::vector<reported_parameter> const& reported,
-                                            safeguarded_outcome const& outcome) {
-    std::vector<reported_parameter> sparse;
-    for (reported_parameter const& r : reported)
-        if (r.support.is_sparse && !outcome.unidentified[r.index]) sparse.push_back(r);
-    return sparse;
-}
-
-// The same model behind a pointer: copies of it, and of what is made of it, are small.
-safeguarded_model shared(safeguarded_model const& model) {
-    auto const kept = std::make_shared<safeguarded_model>(model);
-    return {model.p,
-            [kept](double const* x, double& L, double* g) { return kept->evaluate(x, L, g); },
-            [kept](double* H) { kept->information(H); }, model.units};
-}
-
-// The model with `sign` times its slopes: from the parameters to what is penalised, or back.
-safeguarded_model moved(safeguarded_model model, std::vector<reported_parameter> const& sparse,
-                        int sign) {
-    for (reported_parameter const& r : sparse) {
-        if (r.slope == 0) continue;
-        std::vector<double> c(model.p);
-        c[r.interaction] = sign * r.slope;
-        model = shared(sheared(model, r.index, c));
-    }
-    return model;
-}
-
-safeguarded_model penalised_model(safeguarded_model const& model,
-                                  std::vector<reported_parameter> const& sparse) {
-    std::vector<unsigned> parameters;
-    for (reported_parameter const& r : sparse)
-        parameters.push_back(r.index);
-    return moved(penalised(moved(model, sparse, 1), parameters), sparse, -1);
-}
-
-} // namespace
 
 std::string text(effect_code code) {
     switch (code) {
@@ -160,43 +31,35 @@ void choose_p(term_support support, effect_estimate& e) {
     if (!std::isnan(e.log_p)) e.type = is_ratio ? p_type::likelihood_ratio : p_type::wald;
 }
 
-std::vector<effect_estimate> estimate_effects(safeguarded_model const& model,
-                                              std::vector<reported_parameter> const& reported,
-                                              double level, double* x) {
-    double const quantile = normal_quantile((1 + level) / 2);
-    fitted const fit(model, x);
-    if (!fit.has_succeeded)
-        return std::vector<effect_estimate>(reported.size(),
-                                            failed_estimate(effect_code::no_convergence));
-    for (unsigned k = 0; k < model.p; ++k)
-        x[k] = fit.outcome.direction[k] == 0
-                   ? fit.x[k]
-                   : std::clamp(fit.x[k], -FARTHEST_START, FARTHEST_START);
-    std::vector<reported_parameter> const sparse = sparse_ones(reported, fit.outcome);
-    std::optional<fitted> penalised_fit;
-    if (!sparse.empty()) penalised_fit.emplace(penalised_model(model, sparse), x);
+unsigned requests_of(term_support support) {
+    return support.is_sparse ? PENALISED : RATIO + INFINITE_BOUND;
+}
 
-    std::vector<effect_estimate> estimates;
-    for (reported_parameter const& r : reported) {
-        int const direction = fit.outcome.direction[r.index];
-        bool const is_sparse = r.support.is_sparse;
-        fitted const& profiled = is_sparse && penalised_fit ? *penalised_fit : fit;
-        effect_estimate e;
-        if (fit.outcome.unidentified[r.index])
-            e = failed_estimate(effect_code::not_identifiable);
-        else if (!profiled.has_succeeded)
-            e = failed_estimate(effect_code::no_convergence);
-        else if (direction != 0) {
-            e = infinite_estimate(profiled, r.index, direction, quantile);
-            if (is_sparse) e.code = effect_code::infinite_penalised;
-        } else
-            e = is_sparse ? sparse_estimate(profiled, r.index, quantile)
-                          : wald(fit, r.index, quantile);
-        choose_p(r.support, e);
-        divide(e, r.unit);
-        estimates.push_back(e);
+effect_estimate estimate_of(fitted_term const& term, term_support support, double quantile) {
+    bool const is_sparse = support.is_sparse, is_finite = term.end == term_end::finite;
+    if (term.end == term_end::not_identifiable)
+        return failed_estimate(effect_code::not_identifiable);
+    if (term.end == term_end::undecided || (is_sparse && std::isnan(term.penalised)))
+        return failed_estimate(effect_code::no_convergence);
+    effect_estimate e;
+    e.log_ratio_p = log_p_chi_square(is_sparse ? term.penalised_ratio : term.ratio, 1);
+    e.beta = is_sparse && is_finite ? term.penalised : term.estimate;
+    e.lower = is_sparse ? term.penalised_lower : term.lower;
+    e.upper = is_sparse ? term.penalised_upper : term.upper;
+    if (is_finite) {
+        e.standard_error = is_sparse ? term.penalised_error : term.standard_error;
+        e.z = e.beta / e.standard_error;
+        if (!is_sparse) {
+            e.lower = e.beta - quantile * e.standard_error;
+            e.upper = e.beta + quantile * e.standard_error;
+        }
+        e.code = is_sparse ? effect_code::penalised : effect_code::none;
+    } else {
+        (term.end == term_end::plus_infinity ? e.upper : e.lower) = term.estimate;
+        e.code = is_sparse ? effect_code::infinite_penalised : effect_code::infinite;
     }
-    return estimates;
+    choose_p(support, e);
+    return e;
 }
 
 } // namespace scan

@@ -1,15 +1,14 @@
-// From a fitted log-likelihood to the numbers of a table's rows.
+// From a fitted term to the numbers of a table's row.
 #ifndef QUILMAR_SCAN_EFFECTS_ESTIMATES_H
 #define QUILMAR_SCAN_EFFECTS_ESTIMATES_H
 
 #include "scan/effects/support.h"
 #include "scan/score/p_type.h"
 
-#include "ggi/engine/safeguarded_fit.h"
+#include "ggi/engine/term_estimates.h"
 
 #include <limits>
 #include <string>
-#include <vector>
 
 namespace scan {
 
@@ -44,22 +43,12 @@ effect_estimate failed_estimate(effect_code code);
 // Takes P from the likelihood ratio, or from z if there is one and the support suffices for it.
 void choose_p(term_support support, effect_estimate& e);
 
-// A parameter that has a row.
-struct reported_parameter {
-    unsigned index;
-    double unit; // beta is the parameter divided by it
-    term_support support;
-    // The penalty is on the parameter plus `slope` times the parameter `interaction`: an effect at
-    // the mean of the covariate that interacts.
-    unsigned interaction = 0;
-    double slope = 0;
-};
+// What is asked of the fit for a term with this support, as in term_request.
+unsigned requests_of(term_support support);
 
-// Fits the model from x and estimates the given parameters; level: that of the intervals. x receives
-// the estimates, infinite ones cut.
-std::vector<effect_estimate> estimate_effects(safeguarded_model const& model,
-                                              std::vector<reported_parameter> const& reported,
-                                              double level, double* x);
+// Of a fitted term; quantile: of the normal distribution, for the interval. With the penalty where it
+// is sparse, but for an infinite estimate.
+effect_estimate estimate_of(fitted_term const& term, term_support support, double quantile);
 
 } // namespace scan
 

@@ -184,13 +184,6 @@ double prospective_likelihood::add_score(std::size_t index, double* score) {
     return L + subjects * std::log(g.probability);
 }
 
-void prospective_likelihood::move_origin(double shift, double* x) {
-    for (double& e : environment_)
-        e += shift;
-    for (unsigned k = 0; k < n_codes_; ++k)
-        x[first_effect() + k] -= shift * x[first_effect() + n_codes_ + k];
-}
-
 safeguarded_model prospective_likelihood::model() {
     return {n_parameters(),
             [this](double const* x, double& L, double* g) { return evaluate(x, L, g); },

@@ -58,10 +58,6 @@ class prospective_likelihood {
     // a share of what seen haplotypes would; under the frequencies at x.
     Eigen::ArrayXd known_shares(double const* x);
 
-    // Moves the origin of the covariate that interacts by `shift` below, where the effects beta are
-    // then those of: e becomes e + shift, and x what it must be for the same probabilities.
-    void move_origin(double shift, double* x);
-
     // Refers to this object.
     safeguarded_model model();
 
