@@ -220,19 +220,6 @@ TEST(scan_ratio, rare_haplotypes_have_one_effect) {
     }
 }
 
-// A class of one is a haplotype with an effect of its own.
-TEST(scan_ratio, a_class_of_one_is_a_haplotype) {
-    scan_sample const s(scan_data_sets[1]);
-    scanned const own(s, ""), rare(s, "--min-hap-freq 0.1");
-    ASSERT_EQ(rare.haplotypes.size() + 1, own.haplotypes.size());
-    EXPECT_EQ(rare.window.at("DF") + rare.window.at("CHISQ"),
-              own.window.at("DF") + own.window.at("CHISQ"));
-    for (std::size_t h = 1; h < rare.haplotypes.size(); ++h)
-        for (char const* column : {"BETA", "SE", "CASE_FREQ", "CTRL_FREQ"})
-            EXPECT_NEAR(number(rare.haplotypes[h], column), number(own.haplotypes[h], column), 1e-6)
-                << column;
-}
-
 // Haplotypes 00, 01 and 10, of which the cases do not have 01.
 TEST(scan_ratio, a_haplotype_in_one_group_has_an_infinite_effect) {
     scan_sample const s({0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1},
