@@ -92,6 +92,7 @@ void note_memory(options const& o, study const& s, run_log& log) {
                  thread =
                      bytes_per_thread(s.used.used.size(), s.design.names.size(), s.bed.row_bytes(),
                                       longest) +
+                     (has_terms ? n * term_collector::BYTES_PER_SUBJECT : 0) +
                      (o.effects.windows != effect_windows::none ? effect_test::bytes(n, columns)
                                                                 : 0);
     double const more = model + o.n_threads * thread, left = available_memory("");
