@@ -5,57 +5,56 @@
 #include <algorithm>
 #include <csignal>
 #include <deque>
+#include <fstream>
 #include <gtest/gtest.h>
+#include <regex>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
-
-struct error_case {
-    char const *prepare, *arguments; // shell commands before, arguments after those of `scan`
-    int status;
-    char const* message;
-};
 
 // Names of files that begin with the prefix of the output.
 std::string outputs(scratch const& files) {
     return run_shell(files, "ls -d t.* 2>/dev/null").out;
 }
 
-void expect_errors(std::vector<error_case> const& cases) {
-    for (error_case const& c : cases) {
-        example_study files;
-        run_shell(files, std::string(c.prepare) + "\n:");
-        std::string const before = outputs(files);
-        outcome const o = files.scan(c.arguments);
-        EXPECT_EQ(o.exit_status, c.status) << c.prepare << " | " << c.arguments << "\n" << o.err;
-        std::string const error = o.err.substr(std::min(o.err.find("Error: "), o.err.size()));
-        EXPECT_NE(error.find(c.message), std::string::npos) << c.arguments << "\n" << o.err;
-        EXPECT_LE(std::count(error.begin(), error.end(), '\n'), 2) << error;
-        EXPECT_EQ(o.out, "") << c.arguments;
-        EXPECT_EQ(outputs(files), before) << c.arguments;
-    }
+// The columns of a line.
+std::vector<std::string> split(std::string const& line) {
+    std::vector<std::string> columns(1);
+    for (char const c : line)
+        if (c == '\t')
+            columns.emplace_back();
+        else
+            columns.back() += c;
+    columns.resize(4);
+    return columns;
 }
 
 } // namespace
 
-TEST(scan_error, files_that_cannot_be_opened_read_or_written) {
-    expect_errors({
-        {"", "--bed no.bed", 3,
-         "no.bed: cannot be opened: No such file or directory. Check the path."},
-        {"", "--bim no.bim", 3, "no.bim: cannot be opened"},
-        {"", "--fam .", 3, ".: cannot be opened: it is a folder."},
-        {"mkfifo f", "--bed f", 3, "f: is no regular file"},
-        {"", "--keep no.txt", 3, "no.txt: cannot be opened"},
-        {"", "--extract no.txt", 3, "no.txt: cannot be opened"},
-        {"", "-R no.txt", 3, "no.txt: cannot be opened"},
-        {"", "--hap-list no.txt", 3, "no.txt: cannot be opened"},
-        {"mkdir t.hap.tsv", "", 3, "t.hap.tsv: cannot be made: it is a folder. Change --out."},
-        {"cp pheno.txt t.id", "--keep t.id", 3, "t.id: would replace an input of this run."},
-        {"gzip -c study.bim | head -c 3000 > b.gz", "--bim b.gz", 4, "damaged or cut short"},
-        {"gzip -c study.bim > b.gz; printf x | dd of=b.gz bs=1 seek=2000 conv=notrunc",
-         "--bim b.gz", 4, "damaged or cut short"},
-    });
+TEST(scan_error, table) {
+    std::ifstream table(QUILMAR_SOURCE "/tests/data/scan_errors.tsv");
+    unsigned n = 0;
+    for (std::string line; std::getline(table, line);) {
+        if (line[0] == '#') continue;
+        ++n;
+        SCOPED_TRACE(line);
+        auto const columns = split(std::regex_replace(line, std::regex("\u00b6"), "\n"));
+        example_study files;
+        run_shell(files, columns[3] + "\n:");
+        std::string const before = outputs(files);
+        outcome const o = files.scan(columns[1]);
+        EXPECT_EQ(std::to_string(o.exit_status), columns[0]) << o.err;
+        std::string const error = o.err.substr(std::min(o.err.find("Error: "), o.err.size()));
+        EXPECT_NE(error.find(columns[2]), std::string::npos) << o.err;
+        EXPECT_LE(std::count(error.begin(), error.end(), '\n'), 2) << error;
+        EXPECT_EQ(o.out, "");
+        EXPECT_EQ(outputs(files), before);
+    }
+    EXPECT_GT(n, 90u);
+}
+
+TEST(scan_error, files_that_cannot_be_opened_or_written) {
     example_study files;
     outcome o = files.run("quilmar-scan --bfile study --pheno pheno.txt --allow-no-covars "
                           "--out no/where");
@@ -121,145 +120,9 @@ TEST(scan_error, publishing) {
                       std::string::npos,
                   c.same.empty());
     }
-    // A run without tables makes no file, but says where they cannot be made.
-    expect_errors({{"mkdir t.id", "--dry-run", 3, "t.id: cannot be made: it is a folder."},
-                   {"", "--dry-run --out no/t", 3, "no/t.win.tsv: cannot be made: No such file"}});
-}
-
-TEST(scan_error, malformed_files) {
-    expect_errors({
-        {"head -c 1000 study.bed > x.bed", "--bed x.bed", 6,
-         "x.bed: has 1000 bytes, but 600 SNPs of the .bim and 800 subjects of the .fam take "
-         "120003."},
-        {"(cat study.bed; echo) > x.bed", "--bed x.bed", 6, "x.bed: has 120004 bytes"},
-        {"(printf 'l\\033\\000'; tail -c +4 study.bed) > x.bed", "--bed x.bed", 6,
-         "stored subject by subject"},
-        {"", "--bed study.bim", 6, "study.bim: is no PLINK 1 .bed"},
-        {": > x.bed", "--bed x.bed", 6, "x.bed: is no PLINK 1 .bed"},
-        {"head -c 2 study.bed > x.bed", "--bed x.bed", 6, "x.bed: is no PLINK 1 .bed"},
-        {": > x.bim", "--bim x.bim", 6, "x.bim:0: holds no SNP"},
-        {"sed '3s/\\t0\\t/\\t/' study.bim > x.bim", "--bim x.bim", 6,
-         "x.bim:3: 5 fields where a .bim has 6"},
-        {"sed '3s/30006000/3e7/' study.bim > x.bim", "--bim x.bim", 6,
-         "x.bim:3: position '3e7' is no whole number."},
-        {"sed '4s/30009000/29000000/' study.bim > x.bim", "--bim x.bim", 6,
-         "x.bim:4: position 29000000 comes after 30006000 on chromosome 21."},
-        {"sed '600s/^22/21/' study.bim > x.bim", "--bim x.bim", 6,
-         "x.bim:600: chromosome 21 comes again after another one."},
-        {"", "--fam pheno.txt", 6, "pheno.txt:1: 3 fields where a .fam has 6"},
-        {"sed '5s/.*/F1 P1 0 0 1 1/' study.fam > x.fam", "--fam x.fam", 6,
-         "x.fam:5: subject F1 P1 is on line 1 already."},
-        {"printf 'a\\000b\\n' > x", "--fam x", 6, "x:1: holds a zero byte: this is no text file."},
-        {"head -c 20000000 /dev/zero | tr '\\0' a > x", "--fam x", 6,
-         "x:1: the line has more than 16 MiB"},
-        {"sed '7s/\\t[12]$/\\t27.3/' pheno.txt > x", "--pheno x", 6,
-         "x:7: '27.3' is no disease status: 1 is a control and 2 a case (with --1: 0 and 1).\n"
-         "quilmar-scan tests cases against controls; it does not test quantitative traits."},
-        {"", "--1", 6, "'2' is no disease status: with --1, 0 is a control and 1 a case."},
-        {"sed '1d' pheno.txt > x", "--pheno x", 6,
-         "x:1: the header line must begin with FID IID, #FID IID, IID or #IID, not with 'F1'."},
-        {"sed '7s/$/ 3/' pheno.txt > x", "--pheno x", 6, "x:7: 4 columns where the header has 3."},
-        {"(cat pheno.txt; tail -n 1 pheno.txt) > x", "--pheno x", 6,
-         "x:802: subject F800 P800 is on line 801 already."},
-        {"sed '7s/[0-9][0-9]*/old/3' covar.txt > x", "--covar x", 6,
-         "x:7: 'old' stands among the numbers of covariate age."},
-        {"sed '7s/[a-z]*$/3/' covar.txt > x", "--covar x --covar-name centre", 6,
-         "x:7: '3' stands among the words of covariate centre, as '"},
-        {"sed '1s/sex/age/' covar.txt > x", "--covar x", 6, "x:1: two columns are named 'age'."},
-        {"echo 21 30000000 > x", "-R x", 6, "x:1: 2 fields where a region has 3 or 4"},
-        {"echo 21 one 30000000 > x", "-R x", 6, "x:1: 'one 30000000' are no positions."},
-        {"echo 21 30000000 29000000 > x", "-R x", 6,
-         "x:1: positions 30000000 to 29000000 are no region."},
-        {"echo 21 5 5 > x.bed", "-R x.bed", 6, "x.bed:1: positions 5 to 5 are no region."},
-        {"echo w > x", "--hap-list x", 6, "x:1: names no SNP."},
-        {"echo w snp21_1 snp21_1 > x", "--hap-list x", 6, "x:1: window w has a SNP twice."},
-    });
-}
-
-TEST(scan_error, inputs_that_do_not_fit_together) {
-    expect_errors({
-        {"sed 's/F/G/;s/P/Q/' pheno.txt > x; sed -i '1s/.*/FID IID T2D/' x", "--pheno x", 7,
-         "x: none of its subjects is in study.fam: 'G1 Q1', 'G2 Q2', 'G3 Q3'\n"
-         "there 'F1 P1', 'F2 P2', 'F3 P3'. FID and IID must be the same"},
-        {"awk 'NR>300{$1=\"G\"}1' pheno.txt > x", "--pheno x", 7,
-         "x: most of its subjects have another FID in study.fam: 'G P300', 'G P301', 'G P302'\n"
-         "there 'F300 P300', 'F301 P301', 'F302 P302'. If they are the same, take the column FID"},
-        {"cp covar.txt x", "--covar covar.txt x", 7,
-         "covar.txt and x: both have a column 'age'. Rename one, or choose others by --covar-name"},
-        {"cut -f 1-3 covar.txt > x", "--covar pheno.txt x --covar-name age,PC1", 7,
-         "pheno.txt, x: none has a column 'PC1'."},
-        {"", "--covar-category sex", 7, "--covar-category: no covariate 'sex' is chosen."},
-        {"head -n 1 covar.txt > x", "--covar x", 7,
-         "x: none of its subjects is in study.fam: it has none"},
-        {"echo A B > x", "--keep x", 7, "x: none of its subjects is in study.fam: 'A B'"},
-        {"", "--pheno-name BMI", 7, "pheno.txt: has no column 'BMI'. Its columns are: T2D."},
-        {"", "--covar-name age,PC9", 7,
-         "covar.txt: has no column 'PC9'. Its columns are: age, sex, PC1, PC2, PC3, PC4, centre."},
-        {"", "--covar-name PC4-PC1", 7, "column 'PC1' of PC4-PC1 stands before 'PC4'."},
-        {"", "--pheno covar.txt", 7,
-         "covar.txt: has 7 columns of phenotypes. Choose one by --pheno-name."},
-        {"sed 's/1$/0/;s/2$/1/;1s/.*/FID IID T2D/' pheno.txt > x", "--pheno x", 7,
-         "x: holds only 0 and 1, but 1 is a control and 2 a case.\n"
-         "If 0 is a control and 1 a case, give --1."},
-        {"awk 'NR==1||$3==1' pheno.txt > x", "--pheno x", 7,
-         "Phenotype T2D: all 392 subjects that are left are controls; a test needs both groups."},
-        {"awk 'NR==1{print;next}{$3=7;print}' covar.txt > x", "--covar x --covar-name age", 7,
-         "x: no covariate is left."},
-        {"awk 'NR==1{print \"IID\",\"c\";next}{print $2,$3}' pheno.txt > x",
-         "--covar x --covar-name c", 7, "ovariate c"},
-        {"awk 'BEGIN{for(i=0;i<801;++i){printf i?i:\"IID\";for(k=0;k<7;++k)"
-         "printf i?\" u\"i*(k+9)%199:\" c\"k;print \"\"}}' | sed 's/^[0-9]/P&/' > x",
-         "--covar x --covar-name c0-c6", 7,
-         "The covariates make 1386 columns, where 1000 are the most. Choose fewer, or categories"},
-        {"", "--gene-list genes.txt --genes GENE1,GENE9", 7, "genes.txt: has no gene 'GENE9'"},
-        {"printf 'w rs1 rs2\\nv rs3\\n' > x", "--hap-list x", 7,
-         "x:1: SNP rs1 of window w is not in study.bim on chromosomes 1 to 22, nor is any other of "
-         "the list."},
-        {"echo w snp21_1 snp22_1 > x", "--hap-list x", 7,
-         "x:1: the SNPs of window w are on several chromosomes."},
-        {"sed 's/snp21_2\\t/snp21_1\\t/' study.bim > x.bim; echo w snp21_1 > x",
-         "--bim x.bim --hap-list x", 7, "x:1: SNP snp21_1 of window w is several times in x.bim."},
-    });
 }
 
 TEST(scan_error, command_line) {
-    expect_errors({
-        {"", "--winow 3", 8,
-         "--winow is no option. The nearest one is --window.\nquilmar-scan --help lists the "
-         "options."},
-        {"", "--covar-nam=age", 8, "--covar-nam is no option. The nearest one is --covar-name."},
-        {"", "--foobar 1", 8, "--foobar is no option.\nquilmar-scan --help"},
-        {"", "-x", 8, "-x is no option.\n"},
-        {"", "--bfile study.bed", 8,
-         "--bfile study.bed: give the prefix of the three files, --bfile study."},
-        {"", "study", 8, "'study' belongs to no option."},
-        {"", "--maf 0.6", 8, "--maf: '0.6' is no number, 0 to 0.5."},
-        {"", "--maf nan", 8, "--maf: 'nan' is no number"},
-        {"", "--window 2.5", 8, "--window: '2.5' is no whole number, 1 to 20."},
-        {"", "--window -3", 8, "--window: '-3' is no whole number"},
-        {"", "--window", 8, "--window"},
-        {"", "--window 3 --window 4", 8, "--window"},
-        {"", "--keep ''", 8, "--keep has an empty value: is a variable unset?"},
-        {"", "--threads 0", 8, "--threads: '0' is no whole number, 1 to 1024."},
-        {"", "--window 15", 8, "--window 15 is above --max-snps 12: give --max-snps 15 as well."},
-        {"", "--chr X", 8, "--chr: 'X' is no chromosome from 1 to 22 and no range of them."},
-        {"", "--chr 4-2", 8, "--chr: '4-2' is no chromosome"},
-        {"", "--from-bp 5", 8, "--from-bp and --to-bp need --chr with one chromosome."},
-        {"", "--chr 21,22 --to-bp 5", 8, "--from-bp and --to-bp need --chr with one chromosome."},
-        {"", "--chr 21 --from-bp 5 --to-bp 4", 8, "--from-bp is above --to-bp."},
-        {"", "-R genes.txt --gene-list genes.txt", 8,
-         "--regions-file and --gene-list exclude each other."},
-        {"", "--hap-list haplotypes.txt --step 2", 8, "--hap-list and --step exclude each other."},
-        {"", "-R genes.txt --window-kb 9", 8, "--window-kb with --regions-file needs --window."},
-        {"", "--genes GENE1", 8, "--genes needs --gene-list."},
-        {"", "--id-delim", 8, "--id-delim needs --vcf."},
-        {"", "--gene-border-kb 1", 8, "--gene-border-kb needs --gene-list."},
-        {"", "--parallel 4 3", 8, "--parallel: there is no part 4 of 3."},
-        {"", "--parallel 0 3", 8, "--parallel: '0' is no whole number, 1 to "},
-        {"", "--parallel 1 x", 8, "--parallel: 'x' is no whole number, 1 to "},
-        {"", "--allow-no-covars", 8, "--covar and --allow-no-covars exclude each other."},
-        {"mkdir t.d", "--out t.d/", 8, "--out names a folder: add a prefix to it."},
-    });
     struct {
         char const *line, *message;
     } const cases[] = {
@@ -277,20 +140,6 @@ TEST(scan_error, command_line) {
         EXPECT_EQ(o.exit_status, 8) << c.line;
         EXPECT_NE(o.err.find(c.message), std::string::npos) << o.err;
     }
-}
-
-TEST(scan_error, nothing_is_left) {
-    expect_errors({
-        {"", "--chr 1-20", 13, "No SNP is left by the filters."},
-        {"", "--geno 0", 13, "No SNP is left by the filters."},
-        {"", "--remove study.fam", 13, "No subject is left by the filters."},
-        {"", "--mind 0", 13, "No subject is left by the filters."},
-        {"echo snp21_1 snp22_1 > x", "--extract x", 13, "There is no window"},
-        {": > x", "-R x", 13, "There is no window"},
-        {"sed 's/[12]$/NA/;1s/.*/FID IID T2D/' pheno.txt > x", "--pheno x", 13,
-         "No subject is left that has phenotype T2D and all covariates: 800 have no phenotype, 0 "
-         "lack"},
-    });
 }
 
 TEST(scan_error, fam_without_phenotype) {
