@@ -46,43 +46,35 @@ TEST(scan_saddlepoint, equals_the_definition) {
         else
             ++n_without;
     }
-    EXPECT_GT(n_series, 20);
-    EXPECT_GT(n_one_sided, 20);
-    EXPECT_GE(n_without, 3);
+    EXPECT_TRUE(n_series > 20 && n_one_sided > 20 && n_without > 2);
 }
 
-// m of n subjects carry one copy, of whom the cases have as many as they have by chance.
+// 220 of 11,000 subjects carry one copy, of whom the 1,000 cases have as many as they have by chance.
 TEST(scan_saddlepoint, exact_tails) {
-    struct {
-        double cases, controls, copies;
-    } const designs[] = {{1000, 10000, 20}, {200, 2000, 20}, {100, 10000, 10}, {100, 50000, 40}};
-    for (auto const& [cases, controls, copies] : designs) {
-        double const n = cases + controls, m = std::round(copies * n / cases), mu = cases / n;
-        auto const log_choose = [](double a, double b) {
-            return std::lgamma(a + 1) - std::lgamma(b + 1) - std::lgamma(a - b + 1);
-        };
-        scan::score_terms terms;
-        terms.resize(1);
-        terms.set(0, mu, 1 - m / n, m);
-        terms.rest = mu * (1 - mu) * (n - m) * m * m / n / n;
-        double const variance = mu * (1 - mu) * m * (1 - m / n);
-        for (double const level : {1e-3, 1e-4, 1e-5, 5e-8}) {
-            double below = 0;
-            for (double x = 0; x <= std::min(cases, 8 * copies); ++x) {
-                double const score = x - m * mu, z = score / std::sqrt(variance);
-                if (std::fabs(z) > 2 &&
-                    *scan::saddlepoint_log_p(terms, score, variance) <= std::log(level))
-                    below += std::exp(log_choose(m, x) + log_choose(n - m, cases - x) -
-                                      log_choose(n, cases));
-            }
-            EXPECT_GT(below, 0.2 * level) << cases << ":" << controls << " " << level;
-            EXPECT_LT(below, 1.6 * level) << cases << ":" << controls << " " << level;
+    double const n = 11000, cases = 1000, m = 220, mu = cases / n;
+    scan::score_terms terms;
+    terms.resize(1);
+    terms.set(0, mu, 1 - m / n, m);
+    terms.rest = mu * (1 - mu) * (n - m) * m * m / n / n;
+    double const variance = mu * (1 - mu) * m * (1 - m / n);
+    for (double const level : {1e-3, 1e-4, 1e-5, 5e-8}) {
+        double below = 0;
+        for (double x = 0; x <= m; ++x) {
+            double const score = x - m * mu,
+                         ways = std::lgamma(m + 1) - std::lgamma(x + 1) - std::lgamma(m - x + 1) +
+                                std::lgamma(n - m + 1) - std::lgamma(cases - x + 1) -
+                                std::lgamma(n - m - cases + x + 1),
+                         all = std::lgamma(n + 1) - std::lgamma(cases + 1) -
+                               std::lgamma(n - cases + 1);
+            if (score * score > 4 * variance &&
+                *scan::saddlepoint_log_p(terms, score, variance) <= std::log(level))
+                below += std::exp(ways - all);
         }
+        EXPECT_NEAR(below, level, 0.6 * level);
     }
 }
 
 TEST(scan_saddlepoint, cauchy_combination) {
-    // Of 700 digits.
     struct {
         std::vector<double> p; // or their logarithms
         double log_p;
@@ -107,21 +99,17 @@ TEST(scan_saddlepoint, whole_runs) {
     table const windows(files.read("t.win.tsv")), haplotypes(files.read("t.hap.tsv"));
     files.scan("--pheno few --min-hap-copies 2 --spa off");
     table const normal_windows(files.read("t.win.tsv")), normal(files.read("t.hap.tsv"));
-    std::map<std::string, double> smallest;
     for (std::size_t i = 0; i < normal.rows.size(); ++i) {
         auto const &h = haplotypes.rows.at(i), &plain = normal.rows[i];
         bool const is_far = std::fabs(std::stod(h.at("Z"))) > 2;
         EXPECT_EQ(h.at("P_TYPE") + plain.at("P_TYPE"), is_far ? "SPAN" : "NN");
         EXPECT_EQ(h.at("Z"), plain.at("Z"));
         EXPECT_EQ(h.at("P") == plain.at("P"), !is_far) << h.at("Z");
-        double& p = smallest.emplace(h.at("WINDOW"), 1).first->second;
-        p = std::min(p, std::stod(h.at("P")));
     }
     for (std::size_t i = 0; i < windows.rows.size(); ++i) {
         auto const &w = windows.rows[i], &plain = normal_windows.rows.at(i);
-        EXPECT_EQ(w.at("CHISQ") + w.at("P_TYPE"), plain.at("CHISQ") + "CAUCHY");
-        EXPECT_EQ(plain.at("P_TYPE"), "CHISQ");
-        EXPECT_EQ(std::stod(w.at("TOP_P")), smallest.at(w.at("WINDOW")));
+        EXPECT_EQ(w.at("CHISQ") + w.at("P_TYPE") + plain.at("P_TYPE"),
+                  plain.at("CHISQ") + "CAUCHYCHISQ");
     }
     // As many cases: none of it by itself. All cases have two copies, and all controls one.
     files.scan("--chr 21");
