@@ -181,8 +181,8 @@ void run(options const& o) {
     std::optional<result_files> files;
     std::optional<last_words> words;
     if (!o.is_dry_run) {
-        files.emplace(o);
         words.emplace([&](std::string const& ending) { keep_log(o, log, ending); });
+        files.emplace(o);
     }
     std::optional<part_folder> kept;
     if (o.is_resumed && !o.is_dry_run) kept.emplace(o);
